@@ -1,0 +1,10 @@
+# Sanitizers apply to everything that is built, or their reports are worth little.
+if(TROVIK_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(TROVIK_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(TROVIK_SANITIZE)
+  message(FATAL_ERROR "TROVIK_SANITIZE is '${TROVIK_SANITIZE}': it can be empty, address or thread")
+endif()

@@ -1,0 +1,215 @@
+/* Reads a test file from the medium, not from memory: it is flushed, released
+ * and only then read, in one pass from start to end. The timing covers exactly
+ * that pass. An input/output error ends the file and not the test, for a dying
+ * card's other files still matter. */
+#include "model/f3read.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "model/engine_record.h"
+#include "model/engine_status.h"
+#include "model/fatal.h"
+#include "model/log_line.h"
+#include "model/medium.h"
+#include "model/sector_pattern.h"
+#include "model/test_sector.h"
+#include "model/utils.h"
+
+static const char module[] = "model/f3read";
+
+/* In whose name the steps of a validation end the process. */
+static const char validation[] = "f3read_validate_file";
+
+/* Shortest time between two lines of counts, milliseconds. */
+constexpr int64_t progress_interval_ms = 200;
+
+/* Bytes of the reading stream's buffer: few system calls, yet small beside a
+ * card's own read-ahead. */
+constexpr size_t stream_buffer_size = 65536;
+
+/* Sectors between two updates of the bytes read: 32 KiB, so that a shell sees
+ * even the slowest card move. */
+constexpr uint64_t sectors_per_update = 64;
+
+namespace {
+
+struct sector_counts {
+    uint64_t ok, corrupted, changed, overwritten;
+};
+
+}  // namespace
+
+enum sector_class f3read_classify_sector(const void *sector, uint64_t expected_offset) {
+    uint64_t words[SECTOR_WORDS];
+    std::memcpy(words, sector, SECTOR_SIZE);
+    const uint64_t state = sector_pattern::seeded_state(words[0]);
+    int mismatches = 0;
+    for (int i = 0; i < sector_pattern::body_words && mismatches <= SECTOR_TOLERANCE; ++i) {
+        if (words[i + 1] != sector_pattern::body_word(state, i))
+            ++mismatches;
+    }
+    if (mismatches > SECTOR_TOLERANCE)
+        return SECTOR_CORRUPTED;
+    if (words[0] != expected_offset)
+        return SECTOR_OVERWRITTEN;
+    return mismatches == 0 ? SECTOR_OK : SECTOR_CHANGED;
+}
+
+static void count_sector(enum sector_class what, sector_counts &counts) {
+    switch (what) {
+        case SECTOR_OK:
+            ++counts.ok;
+            break;
+        case SECTOR_CORRUPTED:
+            ++counts.corrupted;
+            break;
+        case SECTOR_CHANGED:
+            ++counts.changed;
+            break;
+        case SECTOR_OVERWRITTEN:
+            ++counts.overwritten;
+            break;
+    }
+}
+
+/* Whether there is a file (or a folder, which fails when it is read) behind the
+ * descriptor; if not, the reason in errno. */
+static bool is_readable_entry(int fd) {
+    struct stat status = {};
+    if (fstat(fd, &status) != 0)
+        return false;
+    if (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))
+        return true;
+    errno = ENOTSUP;
+    return false;
+}
+
+/* Opens a test file without following a link and without waiting for a FIFO's
+ * other end. Null with the reason in errno on failure. */
+static FILE *open_for_reading(const char *full_fn) {
+    const int fd = open(full_fn, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    FILE *stream = is_readable_entry(fd) ? fdopen(fd, "rb") : nullptr;
+    if (stream != nullptr)
+        return stream;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return nullptr;
+}
+
+/* Prints a line of counts when the last one is old enough. */
+static void report_counts(const sector_counts &counts, struct timeval &last_line) {
+    struct timeval pt2 = {};
+    ENGINE_REQUIRE_IN(validation, !gettimeofday(&pt2, NULL), "!gettimeofday(&pt2, NULL)", module);
+    const int64_t passed_ms =
+        (static_cast<int64_t>(pt2.tv_sec) - last_line.tv_sec) * 1000 +
+        (static_cast<int64_t>(pt2.tv_usec) - static_cast<int64_t>(last_line.tv_usec)) / 1000;
+    if (passed_ms < progress_interval_ms)
+        return;
+    last_line = pt2;
+    log_line_cut("%7llu,%9llu,%7llu,%7llu%s\n", static_cast<unsigned long long>(counts.ok),
+                 static_cast<unsigned long long>(counts.corrupted),
+                 static_cast<unsigned long long>(counts.changed),
+                 static_cast<unsigned long long>(counts.overwritten), "");
+}
+
+/* Reads and classifies all sectors. Returns the error number that the stream's
+ * last read left behind. */
+static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t progress,
+                            uint64_t bytes_before, sector_counts &counts) {
+    alignas(64) char sectors[2][SECTOR_SIZE];
+    struct timeval last_line = {};
+    last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
+    uint64_t sectors_done = 0;
+    size_t sectors_read = std::fread(sectors[0], SECTOR_SIZE, 1, stream);
+    int read_error = errno;
+    while (sectors_read > 0) {
+        ENGINE_REQUIRE_IN(validation, sectors_read == 1, "sectors_read == 1", module);
+        /* The next sector is read before this one is judged, into the other
+         * buffer, so that its outcome is known when this one is counted. */
+        const char *current = sectors[sectors_done % 2];
+        sectors_read = std::fread(sectors[(sectors_done + 1) % 2], SECTOR_SIZE, 1, stream);
+        read_error = errno;
+        count_sector(f3read_classify_sector(current, expected_offset), counts);
+        expected_offset += SECTOR_SIZE;
+        if (progress != 0)
+            report_counts(counts, last_line);
+        ++sectors_done;
+        if (sectors_done % sectors_per_update == 0)
+            record_bytes_read(bytes_before + sectors_done * SECTOR_SIZE);
+    }
+    return read_error;
+}
+
+static void add_elapsed(struct timeval *elapsed, const struct timeval &t1,
+                        const struct timeval &t2) {
+    elapsed->tv_sec += t2.tv_sec - t1.tv_sec;
+    elapsed->tv_usec += t2.tv_usec - t1.tv_usec;
+    if (elapsed->tv_usec >= 1000000) {
+        elapsed->tv_sec += 1;
+        elapsed->tv_usec -= 1000000;
+    }
+}
+
+/* Makes sure that the medium is read. The clock starts between release and
+ * read-ahead: reading ahead is part of the reading. */
+static void prepare_reading(int fd, struct timeval &t1) {
+    ENGINE_REQUIRE_IN(validation, fd >= 0, "fd >= 0", module);
+    ENGINE_REQUIRE_IN(validation, medium_flush(fd) == 0, "!fdatasync(fd)", module);
+    ENGINE_REQUIRE_IN(validation, medium_release(fd) == 0,
+                      "!posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED)", module);
+    ENGINE_REQUIRE_IN(validation, !gettimeofday(&t1, NULL), "!gettimeofday(&t1, NULL)", module);
+    ENGINE_REQUIRE_IN(validation, medium_read_ahead(fd) == 0,
+                      "!posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL)", module);
+}
+
+void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *corrupted,
+                          uint64_t *changed, uint64_t *overwritten, uint64_t *size, int *read_all,
+                          struct timeval *elapsed, uint32_t progress) {
+    /* Written and read by the test's thread alone. */
+    static char stream_buffer[stream_buffer_size];
+    char full_fn[ENGINE_PATH_MAX];
+    const char *filename = nullptr;
+    full_fn_from_number(full_fn, &filename, path, number);
+    std::fflush(stdout);
+    log_line_cut("Validating file number %d ... %s\n",
+                 static_cast<int>(static_cast<uint32_t>(number) + 1U),
+                 progress != 0 ? "                                 " : "");
+
+    FILE *stream = open_for_reading(full_fn);
+    if (stream == nullptr)
+        engine_fatal_exit(errno, "ERR: Can't open file", full_fn);
+    std::setvbuf(stream, stream_buffer, _IOFBF, sizeof stream_buffer);
+    struct timeval t1 = {};
+    struct timeval t2 = {};
+    prepare_reading(fileno(stream), t1);
+
+    struct engine_read_results before = {};
+    engine_results_read(&before);
+    sector_counts counts = {};
+    const uint64_t first_offset =
+        static_cast<uint64_t>(static_cast<int64_t>(number)) * test_file_size;
+    const int read_error =
+        validate_sectors(stream, first_offset, progress, before.bytes_read, counts);
+    ENGINE_REQUIRE(!gettimeofday(&t2, NULL), module);
+    add_elapsed(elapsed, t1, t2);
+
+    *ok = counts.ok;
+    *corrupted = counts.corrupted;
+    *changed = counts.changed;
+    *overwritten = counts.overwritten;
+    *read_all = std::feof(stream);
+    ENGINE_REQUIRE_AS(*read_all || read_error == EIO, "*read_all || errno == EIO", module);
+    *size = static_cast<uint64_t>(std::ftell(stream));
+    std::fclose(stream);
+    std::fputs("\n", stdout);
+    record_bytes_read(before.bytes_read + *size);
+}

@@ -1,0 +1,207 @@
+/* Fills a volume with test files until it refuses more. How much it promised
+ * does not decide how much is written: a counterfeit's promise is what is being
+ * tested. Only lack of space ends the phase; whatever else the file system
+ * refuses ends the process, with the reason. */
+#include "model/f3write.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "model/engine_publish.h"
+#include "model/engine_record.h"
+#include "model/engine_status.h"
+#include "model/fatal.h"
+#include "model/free_space.h"
+#include "model/log_line.h"
+#include "model/test_sector.h"
+#include "model/utils.h"
+
+static const char module[] = "model/f3write";
+
+/* Bytes per write call: the block that all measured speeds refer to. */
+constexpr int32_t write_block_size = 1024;
+
+/* Length of a measurement period, milliseconds. */
+constexpr int32_t measurement_period_ms = 1000;
+
+/* Written and read by the test's thread alone: the last phase's average. */
+static double avg_write_speed = 0.0;
+
+void f3write_unlink_old_files(const char *path, int start_at) {
+    const enum engine_phase phase_before = record_phase(ENGINE_PHASE_REMOVING);
+    int *files = ls_my_files(path, start_at);
+    for (const int *index = files; *index >= 0; ++index) {
+        char full_fn[ENGINE_PATH_MAX];
+        const char *filename = nullptr;
+        full_fn_from_number(full_fn, &filename, path, *index);
+        log_line_whole("Removing old file number %d ...\n",
+                       static_cast<int>(static_cast<uint32_t>(*index) + 1U));
+        if (unlink(full_fn) != 0)
+            engine_fatal_exit(errno, "ERR: Can't remove file", full_fn);
+    }
+    std::free(files);
+    record_phase(phase_before);
+}
+
+static void log_free_space(uint64_t bytes) {
+    double value = static_cast<double>(bytes);
+    const char *unit = scale_to_unit(&value);
+    log_line_whole("Free space on device: %.2f %s\n", value, unit);
+}
+
+static struct write_flow new_write_flow(uint64_t free_bytes, int show_progress) {
+    struct write_flow fw = {};
+    fw.space_total = free_bytes;
+    fw.show_progress = show_progress;
+    fw.block_size = write_block_size;
+    fw.bpd_step = 1;
+    fw.bpd = 1;
+    fw.period_ms = measurement_period_ms;
+    fw.state = INC;
+    return fw;
+}
+
+/* The unit of the published speed stays that of the last period, also when the
+ * average lands in another one; only the line carries the average's own. */
+static void conclude_average(const struct write_flow &fw) {
+    if (fw.periods_measured == 0) {
+        log_line_whole("ERR: Writing speed not available\n");
+        return;
+    }
+    const uint64_t bytes_ms = static_cast<uint64_t>(fw.block_size) * fw.blocks_measured * 1000;
+    const uint64_t ms = static_cast<uint64_t>(fw.period_ms) * fw.periods_measured;
+    avg_write_speed = static_cast<double>(bytes_ms) / static_cast<double>(ms);
+    record_write_average(avg_write_speed);
+    const char *unit = scale_to_unit(&avg_write_speed);
+    publish_write_average(avg_write_speed);
+    log_line_whole("Average writing speed: %.2f %s/s\n", avg_write_speed, unit);
+}
+
+double f3write_fill_fs(const char *path, int start_at, int show_progress) {
+    const enum engine_phase phase_before = record_phase(ENGINE_PHASE_WRITING);
+    uint64_t free_bytes = 0;
+    free_space_query(path, &free_bytes);
+    record_write_start(free_bytes, start_at);
+    std::fprintf(stderr, "dd: free_space: %llu\n", static_cast<unsigned long long>(free_bytes));
+    log_free_space(free_bytes);
+    if (free_bytes == 0) {
+        log_line_whole("ERR: No space left on device!\n");
+        record_write_end(ENGINE_WRITE_NO_FREE_SPACE);
+        record_phase(phase_before);
+        return 1.0;
+    }
+
+    struct write_flow fw = new_write_flow(free_bytes, show_progress);
+    int index = start_at;
+    while (create_and_fill_file(path, index, test_file_size, &fw) == 1)
+        index = static_cast<int>(static_cast<uint32_t>(index) + 1U);
+
+    const int known = free_space_query(path, &free_bytes);
+    record_free_at_end(free_bytes, known);
+    log_free_space(free_bytes);
+    conclude_average(fw);
+    record_phase(phase_before);
+    return avg_write_speed;
+}
+
+/* Whether the descriptor is a plain file with a single name; if not, the reason
+ * in errno. Behind a second name, a FIFO or a device there is something that is
+ * not ours to empty. */
+static bool is_own_file(int fd) {
+    struct stat status = {};
+    if (fstat(fd, &status) != 0)
+        return false;
+    if (S_ISREG(status.st_mode) && status.st_nlink <= 1)
+        return true;
+    errno = EEXIST;
+    return false;
+}
+
+/* Opens a test file for writing, empty, without following a link and without
+ * waiting for a FIFO's other end. Returns the descriptor, or -1 with the reason
+ * in errno. */
+static int open_for_writing(const char *full_fn) {
+    const int fd =
+        open(full_fn, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (fd < 0)
+        return -1;
+    if (is_own_file(fd) && ftruncate(fd, 0) == 0)
+        return fd;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+/* Says that a write failed, where the user sees it and where a log keeps it. */
+static void report_failed_write(const char *full_fn, int error) {
+    record_write_error(error);
+    std::printf("Write to file %s failed", full_fn);
+    std::fflush(stdout);
+    log_line_whole("Write to file %s failed", full_fn);
+}
+
+/* Writes `size` bytes from `offset` on to `fd`. Returns 1 when all was written,
+ * 0 when the volume is full. */
+static int fill_file(const char *full_fn, int fd, uint64_t offset, uint64_t size,
+                     struct write_flow *fw) {
+    std::vector<char> block(static_cast<size_t>(fw->block_size));
+    for (uint64_t remaining = size; remaining > 0;) {
+        offset = fill_buffer(block.data(), block.size(), offset);
+        const ssize_t written = write(fd, block.data(), block.size());
+        if (written < 0) {
+            if (errno == ENOSPC) {
+                record_write_end(ENGINE_WRITE_FULL_IN_FILE);
+                return 0;
+            }
+            report_failed_write(full_fn, errno);
+        }
+        ENGINE_REQUIRE_IN("create_and_fill_file", written == fw->block_size,
+                          "written == fw->block_size", module);
+        fw->period_blocks += 1;
+        fw->bytes_written += static_cast<uint64_t>(written);
+        record_bytes_written(fw->bytes_written);
+        if (fw->period_blocks >= fw->bpd) {
+            measure(fw, fd);
+            start_measurement(fw);
+        }
+        remaining -= static_cast<uint64_t>(written);
+    }
+    return 1;
+}
+
+int create_and_fill_file(const char *path, int index, uint64_t size, struct write_flow *fw) {
+    ENGINE_REQUIRE(size > 0, module);
+    ENGINE_REQUIRE_AS(size % static_cast<uint64_t>(fw->block_size) == 0,
+                      "size % fw->block_size == 0", module);
+    char full_fn[ENGINE_PATH_MAX];
+    const char *filename = nullptr;
+    full_fn_from_number(full_fn, &filename, path, index);
+    log_line_whole("Creating test file number %d ...\n",
+                   static_cast<int>(static_cast<uint32_t>(index) + 1U));
+    std::fflush(stdout);
+
+    const int fd = open_for_writing(full_fn);
+    if (fd < 0) {
+        if (errno != ENOSPC)
+            engine_fatal_exit(errno, "ERR: Can't create file", full_fn);
+        log_line_whole("ERR: No space left device.\n");
+        record_write_end(ENGINE_WRITE_FULL_AT_FILE);
+        return 0;
+    }
+    record_write_file(index);
+
+    start_measurement(fw);
+    const uint64_t offset = static_cast<uint64_t>(static_cast<int64_t>(index)) * test_file_size;
+    const int complete = fill_file(full_fn, fd, offset, size, fw);
+    end_measurement(fw, fd);
+    close(fd);
+    log_line_whole("Test file written.\n");
+    return complete;
+}

@@ -1,0 +1,75 @@
+/* The write phase: removes old test files, fills the volume with new ones, and
+ * measures how fast it takes the data.
+ *
+ * Speed is measured in periods: so many blocks, then everything forced onto the
+ * medium, then the clock. The number of blocks adapts until a period takes one
+ * second. Lack of space ends the phase normally; every other failure of the
+ * file system ends the process, because a tester must not guess.
+ *
+ * All functions run on the test's thread. */
+#ifndef TROVIK_MODEL_F3WRITE_H
+#define TROVIK_MODEL_F3WRITE_H
+
+#include <stdint.h>
+#include <sys/time.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Values of write_flow.state. */
+enum write_flow_state { INC = 0, DEC = 1, SEARCH = 2, STEADY = 3 };
+
+/* The measurement of one write phase, across all its test files. */
+struct write_flow {
+    uint64_t space_total;      /* bytes expected in the whole phase */
+    uint64_t bytes_written;    /* bytes written so far */
+    int32_t show_progress;     /* nonzero: publish and log after each period */
+    int32_t block_size;        /* bytes per write call */
+    int32_t bpd_step;          /* change of bpd while growing or shrinking */
+    int32_t bpd;               /* blocks per period */
+    int32_t period_ms;         /* length a period should have, milliseconds */
+    uint64_t periods_measured; /* periods that count for the average */
+    uint64_t blocks_measured;  /* blocks written in those periods */
+    int32_t state;             /* enum write_flow_state */
+    int32_t erase;             /* characters of the last progress line */
+    int32_t period_blocks;     /* blocks since the period started */
+    int32_t bpd1;              /* lower bound of the search */
+    int32_t bpd2;              /* upper bound of the search */
+    struct timeval t1;         /* start of the current period */
+    struct timeval t2;         /* end of the period just measured */
+};
+
+/* Opens a period: no blocks yet, the clock read. */
+void start_measurement(struct write_flow *fw);
+
+/* Closes a period of fw->bpd blocks written to `fd`: flushes, reads the clock,
+ * adapts bpd, counts the period if it qualifies, publishes and logs progress. */
+void measure(struct write_flow *fw, int fd);
+
+/* Ends a file: flushes and releases it. The unfinished period is not timed. */
+void end_measurement(struct write_flow *fw, int fd);
+
+/* Bisects between two block counts, 0 < bpd1 <= bpd2, or settles on their
+ * middle when they are at most 3 apart. */
+void move_to_search(struct write_flow *fw, int bpd1, int bpd2);
+
+/* Removes every test file of folder `path` with an index of at least
+ * `start_at`. A file that cannot be removed ends the process. */
+void f3write_unlink_old_files(const char *path, int start_at);
+
+/* Writes test files from index `start_at` on until the volume is full. Returns
+ * the average write speed, scaled to its unit (the previous one when no period
+ * counted), or 1.0 when there was no free space at all. */
+double f3write_fill_fs(const char *path, int start_at, int show_progress);
+
+/* Writes the test file with this index, `size` bytes (a multiple of
+ * fw->block_size, not 0). An existing file is emptied first; a link, a FIFO or
+ * anything else that is not a plain file of its own is refused and ends the
+ * process. Returns 1 when all was written, 0 when the volume was full. */
+int create_and_fill_file(const char *path, int index, uint64_t size, struct write_flow *fw);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

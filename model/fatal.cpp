@@ -1,0 +1,51 @@
+/* Both ends go through one routine: the host is told first, so that its last
+ * lines stand above the reason, then the reason goes to standard error, then the
+ * process ends without unwinding. It leaves by _exit: other threads are still
+ * running, and destroying what they use would turn a clear end into a crash. */
+#include "model/fatal.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "model/program_name.h"
+#include "model/utils.h"
+
+/* Written by the host, taken by the thread that ends the process. */
+static std::atomic<engine_fatal_handler> fatal_handler{nullptr};
+
+/* Room for the longest path, the system's text and the words around them. */
+constexpr size_t message_size = ENGINE_PATH_MAX + 512;
+
+void engine_set_fatal_handler(engine_fatal_handler handler) {
+    fatal_handler.store(handler, std::memory_order_release);
+}
+
+static void announce(const char *message, int exit_status) {
+    std::fflush(stdout);
+    const engine_fatal_handler handler = fatal_handler.load(std::memory_order_acquire);
+    fatal_handler.store(nullptr, std::memory_order_relaxed);
+    if (handler != nullptr)
+        handler(message, exit_status);
+    std::fprintf(stderr, "%s\n", message);
+    std::fflush(stderr);
+}
+
+void engine_assertion_failed(const char *condition, const char *function, const char *module) {
+    char message[message_size];
+    std::snprintf(message, sizeof message, "%s: Assertion failed: (%s), function %s, file %s.",
+                  program_name(), condition, function, module);
+    announce(message, -1);
+    std::abort();
+}
+
+void engine_fatal_exit(int error, const char *what, const char *path) {
+    char message[message_size];
+    std::snprintf(message, sizeof message, "%s: %s %s: %s", program_name(), what, path,
+                  std::generic_category().message(error).c_str());
+    announce(message, error);
+    _exit(error);
+}

@@ -1,0 +1,20 @@
+/* Linux has no per-descriptor way to keep data out of the page cache, so release
+ * drops what is there; it can only drop what has been flushed. */
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "model/medium.h"
+
+int medium_flush(int fd) {
+    return fdatasync(fd) == 0 ? 0 : errno;
+}
+
+int medium_release(int fd) {
+    return posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+}
+
+int medium_read_ahead(int fd) {
+    return posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+}

@@ -1,0 +1,24 @@
+/* macOS flushes to the platter or the flash with a file control of its own
+ * (fsync stops at the device's own buffer), and keeps a descriptor's data out of
+ * the cache for as long as the descriptor lives. */
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "model/medium.h"
+
+static int control(int fd, int command, int argument) {
+    return fcntl(fd, command, argument) == -1 ? errno : 0;
+}
+
+int medium_flush(int fd) {
+    return control(fd, F_FULLFSYNC, 0);
+}
+
+int medium_release(int fd) {
+    return control(fd, F_NOCACHE, 1);
+}
+
+int medium_read_ahead(int fd) {
+    return control(fd, F_RDAHEAD, 1);
+}

@@ -1,0 +1,8 @@
+/* The C library keeps the name since the start of the process. */
+#include "model/program_name.h"
+
+#include <cstdlib>
+
+const char *program_name(void) {
+    return getprogname();
+}

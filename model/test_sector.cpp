@@ -1,0 +1,55 @@
+/* The generator step by step, and whole buffers of sectors from the closed form
+ * of the same sequence. */
+#include "model/test_sector.h"
+
+#include <bit>
+#include <cstring>
+
+#include "model/fatal.h"
+#include "model/sector_pattern.h"
+
+static_assert(std::endian::native == std::endian::little,
+              "sectors are little-endian and are stored as the machine stores words");
+
+static void set_constants(struct rng_state *state) {
+    state->a = sector_pattern::multiplier;
+    state->c = static_cast<uint16_t>(sector_pattern::addend);
+    state->init = 1;
+}
+
+int rng_seed(uint64_t seed, struct rng_state *state) {
+    state->x[0] = static_cast<uint16_t>(sector_pattern::low_seed);
+    state->x[1] = static_cast<uint16_t>(seed);
+    state->x[2] = static_cast<uint16_t>(seed >> 16);
+    set_constants(state);
+    return 0;
+}
+
+int rng_next(struct rng_state *state, uint64_t *slot) {
+    if (state->init == 0)
+        set_constants(state);
+    const uint64_t now = (static_cast<uint64_t>(state->x[2]) << 32) |
+                         (static_cast<uint64_t>(state->x[1]) << 16) | state->x[0];
+    const uint64_t next = (state->a * now + state->c) & sector_pattern::modulus_mask;
+    state->x[0] = static_cast<uint16_t>(next);
+    state->x[1] = static_cast<uint16_t>(next >> 16);
+    state->x[2] = static_cast<uint16_t>(next >> 32);
+    *slot = (next >> sector_pattern::result_shift) & 0x7FFFFFFF;
+    return 0;
+}
+
+uint64_t fill_buffer(void *buffer, size_t size, uint64_t offset) {
+    ENGINE_REQUIRE(size > 0, "model/test_sector");
+    ENGINE_REQUIRE(size % SECTOR_SIZE == 0, "model/test_sector");
+    char *const end = static_cast<char *>(buffer) + size;
+    for (char *sector = static_cast<char *>(buffer); sector != end; sector += SECTOR_SIZE) {
+        const uint64_t state = sector_pattern::seeded_state(offset);
+        uint64_t words[SECTOR_WORDS];
+        words[0] = offset;
+        for (int i = 0; i < sector_pattern::body_words; ++i)
+            words[i + 1] = sector_pattern::body_word(state, i);
+        std::memcpy(sector, words, SECTOR_SIZE);
+        offset += SECTOR_SIZE;
+    }
+    return offset;
+}
