@@ -1,0 +1,121 @@
+// The pattern and the classification, beside memset and memcmp of the same
+// buffers in the same run: a ratio says more than a rate, for the machine drops
+// out of it.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "model/f3read.h"
+#include "model/test_sector.h"
+
+namespace {
+
+using buffer = std::vector<char>;
+
+// A stretch of the volume as it was written, spoiled by `spoil` sector by sector.
+buffer written_sectors(size_t size, const std::function<void(char *)> &spoil) {
+    buffer sectors(size);
+    fill_buffer(sectors.data(), size, 0);
+    for (size_t at = 0; at < size; at += SECTOR_SIZE)
+        spoil(sectors.data() + at);
+    return sectors;
+}
+
+void leave(char *) {}
+
+void flip_one_word(char *sector) {
+    sector[256] ^= 1;
+}
+
+void clear(char *sector) {
+    std::memset(sector, 0xFF, SECTOR_SIZE);
+}
+
+// Valid data of a place 4 GiB further on: the body is the same.
+void move_away(char *sector) {
+    sector[4] ^= 1;
+}
+
+void fill(benchmark::State &state) {
+    buffer sectors(static_cast<size_t>(state.range(0)));
+    uint64_t offset = 0;
+    while (state.KeepRunning()) {
+        offset = fill_buffer(sectors.data(), sectors.size(), offset);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void fill_step_by_step(benchmark::State &state) {
+    buffer sectors(static_cast<size_t>(state.range(0)));
+    uint64_t offset = 0;
+    while (state.KeepRunning()) {
+        for (size_t at = 0; at < sectors.size(); at += SECTOR_SIZE, offset += SECTOR_SIZE) {
+            uint64_t words[SECTOR_WORDS];
+            struct rng_state generator;
+            words[0] = offset;
+            rng_seed(offset, &generator);
+            for (int i = 1; i < SECTOR_WORDS; ++i)
+                rng_next(&generator, &words[i]);
+            std::memcpy(sectors.data() + at, words, SECTOR_SIZE);
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void set_memory(benchmark::State &state) {
+    buffer sectors(static_cast<size_t>(state.range(0)));
+    while (state.KeepRunning()) {
+        std::memset(sectors.data(), 0x5A, sectors.size());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void compare_memory(benchmark::State &state) {
+    const auto size = static_cast<size_t>(state.range(0));
+    const buffer first = written_sectors(size, leave);
+    buffer second = first;
+    while (state.KeepRunning()) {
+        benchmark::DoNotOptimize(second.data());
+        benchmark::DoNotOptimize(std::memcmp(first.data(), second.data(), size));
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void classify(benchmark::State &state, void (*spoil)(char *)) {
+    const buffer sectors = written_sectors(static_cast<size_t>(state.range(0)), spoil);
+    while (state.KeepRunning()) {
+        for (size_t at = 0; at < sectors.size(); at += SECTOR_SIZE)
+            benchmark::DoNotOptimize(f3read_classify_sector(sectors.data() + at, at));
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+struct workload {
+    const char *name;
+    void (*run)(benchmark::State &);
+};
+
+const workload workloads[] = {
+    {"fill_buffer", fill},
+    {"fill_step_by_step", fill_step_by_step},
+    {"memset", set_memory},
+    {"memcmp", compare_memory},
+    {"classify/intact", [](benchmark::State &state) { classify(state, leave); }},
+    {"classify/changed", [](benchmark::State &state) { classify(state, flip_one_word); }},
+    {"classify/corrupted", [](benchmark::State &state) { classify(state, clear); }},
+    {"classify/overwritten", [](benchmark::State &state) { classify(state, move_away); }},
+};
+
+const bool registered = [] {
+    for (const workload &each : workloads)
+        benchmark::RegisterBenchmark(each.name, each.run)->Arg(1 << 10)->Arg(1 << 16)->Arg(1 << 20);
+    return true;
+}();
+
+}  // namespace

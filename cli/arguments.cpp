@@ -1,0 +1,142 @@
+// Arguments are read by CLI11; a start number goes through the engine's own
+// parser, which is lenient, so what it understood is compared with what was
+// typed: a number that silently means another one would remove other files.
+#include "cli/arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+#include "cli/exit_status.h"
+#include "model/utils.h"
+#include "report/printable.h"
+
+const char *cli_command_name(cli_command command) {
+    switch (command) {
+        case cli_command::test:
+            return "test";
+        case cli_command::write:
+            return "write";
+        case cli_command::read:
+            return "read";
+        case cli_command::clean:
+            return "clean";
+        case cli_command::info:
+            return "info";
+    }
+    return "";
+}
+
+std::string cli_version_text() {
+    return TROVIK_SHORT_VERSION "-" TROVIK_BUNDLE_VERSION;
+}
+
+// The empty text when `text` is a start number, else what is wrong with it.
+static std::string check_start_number(const std::string &text) {
+    const int index = parse_start_at(("--start-at=" + text).c_str());
+    if (index >= 0 && std::to_string(static_cast<long>(index) + 1) == text &&
+        index < std::numeric_limits<int>::max())
+        return {};
+    return "'" + text + "' is not the number of a test file (1 to 2147483647)";
+}
+
+namespace {
+
+// What CLI11 fills in before it is known to be right.
+struct raw_words {
+    std::string start_at;
+    std::string json;
+};
+
+struct command_description {
+    cli_command command;
+    const char *description;
+    bool has_start_at, has_keep_files, has_json, has_force;
+};
+
+}  // namespace
+
+static const command_description commands[] = {
+    {cli_command::test, "Fill the volume, read everything back, report, clean up", true, true, true,
+     true},
+    {cli_command::write, "Remove old test files and fill the volume with new ones", true, false,
+     false, true},
+    {cli_command::read, "Read the test files on the volume back and report", true, false, true,
+     false},
+    {cli_command::clean, "Remove the test files from the volume", true, false, false, true},
+    {cli_command::info, "Show a volume's properties, or list the volumes that can be tested", false,
+     false, false, false},
+};
+
+static bool is_command(const std::string &word) {
+    return std::any_of(std::begin(commands), std::end(commands), [&](const auto &description) {
+        return word == cli_command_name(description.command);
+    });
+}
+
+static void add_command(CLI::App &app, const command_description &description,
+                        cli_arguments &arguments, raw_words &raw) {
+    CLI::App *command =
+        app.add_subcommand(cli_command_name(description.command), description.description);
+    command->callback([&arguments, &description] { arguments.command = description.command; });
+    CLI::Option *volume =
+        command->add_option("VOLUME", arguments.volume, "Root folder of the mounted volume");
+    if (description.command != cli_command::info)
+        volume->required();
+    if (description.has_start_at)
+        command
+            ->add_option("--start-at", raw.start_at,
+                         "Number of the first test file; lower ones are left alone")
+            ->type_name("N")
+            ->check(check_start_number);
+    if (description.has_keep_files)
+        command->add_flag("--keep-files", arguments.keep_files,
+                          "Leave the test files on the volume");
+    if (description.has_json)
+        command
+            ->add_option("--json", raw.json,
+                         "Write the report as JSON to FILE, or to standard output with -")
+            ->type_name("FILE|-");
+    if (description.has_force)
+        command->add_flag("--force", arguments.force,
+                          "Go on although the folder is not the root of its own mount, or lies "
+                          "on the system's own file system");
+}
+
+bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &arguments,
+                         int &exit_status) {
+    CLI::App app(
+        "Tests the capacity, integrity and speed of a mounted volume: fills its free "
+        "space with test files (N.fff), reads them back, reports, removes them.",
+        "trovik-cli");
+    app.set_version_flag("--version", "trovik-cli " + cli_version_text());
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 all intact, 64 wrong usage, 65 data lost, 74 not everything could "
+        "be tested,\n77 refused before anything was changed.");
+    raw_words raw;
+    for (const command_description &description : commands)
+        add_command(app, description, arguments, raw);
+    if (argc > 1 && argv[1][0] != '-' && !is_command(argv[1])) {
+        std::fprintf(stderr, "trovik-cli: there is no command '%s' (see trovik-cli --help)\n",
+                     printable_text(argv[1]).c_str());
+        exit_status = EXIT_STATUS_USAGE;
+        return false;
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        exit_status = error.get_exit_code() == 0 ? app.exit(error) : EXIT_STATUS_USAGE;
+        if (exit_status != 0)
+            std::fprintf(stderr, "trovik-cli: %s (see trovik-cli --help)\n",
+                         printable_text(error.what()).c_str());
+        return false;
+    }
+    if (!raw.start_at.empty())
+        arguments.start_index = parse_start_at(("--start-at=" + raw.start_at).c_str());
+    if (!raw.json.empty())
+        arguments.json = raw.json;
+    return true;
+}

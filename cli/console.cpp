@@ -1,0 +1,166 @@
+// Plain descriptors and write(2): the C library's streams belong to the engine,
+// and a text that goes around the pipes must not wait in a buffer behind them.
+#include "cli/console.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "report/printable.h"
+
+// Columns to assume when the terminal does not tell.
+constexpr unsigned default_columns = 80;
+
+static unsigned terminal_columns(int fd) {
+    struct winsize size = {};
+    if (ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    return default_columns;
+}
+
+static bool write_all(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return false;
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+// `text` without what could reprogram the terminal; its line breaks stay.
+static std::string printable_lines(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const size_t end = text.find('\n');
+        shown += printable_text(text.substr(0, end));
+        if (end == std::string_view::npos)
+            break;
+        shown += '\n';
+        text.remove_prefix(end + 1);
+    }
+    return shown;
+}
+
+// A duplicate that programs started from here do not inherit.
+static int private_duplicate(int fd) {
+    return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+console::console() : m_terminal(isatty(STDOUT_FILENO) == 1) {
+    m_out.number = m_out.real_fd = STDOUT_FILENO;
+    m_err.number = m_err.real_fd = STDERR_FILENO;
+    if (!m_terminal)
+        return;
+    std::fflush(stdout);
+    // A pipe would make the stream buffer whole blocks.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    take_over(m_out);
+    if (isatty(STDERR_FILENO) == 1)
+        take_over(m_err);
+}
+
+console::~console() {
+    release_streams();
+}
+
+void console::take_over(stream &which) {
+    int ends[2] = {-1, -1};
+    const int real_fd = private_duplicate(which.number);
+    if (real_fd < 0 || pipe(ends) != 0) {
+        // Without a pipe the texts still arrive, only less tidily.
+        if (real_fd >= 0)
+            close(real_fd);
+        return;
+    }
+    fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    dup2(ends[1], which.number);
+    close(ends[1]);
+    which.real_fd = real_fd;
+    which.pipe_fd = ends[0];
+}
+
+void console::release_streams() {
+    pass_on_streams();
+    show_status("");
+    for (stream *which : {&m_out, &m_err}) {
+        if (which->pipe_fd < 0)
+            continue;
+        dup2(which->real_fd, which->number);
+        pass_on(*which);
+        close(which->pipe_fd);
+        close(which->real_fd);
+        which->pipe_fd = -1;
+        which->real_fd = which->number;
+    }
+}
+
+void console::pass_on(stream &from) {
+    if (from.pipe_fd < 0)
+        return;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t got = read(from.pipe_fd, buffer, sizeof buffer);
+        if (got <= 0)
+            return;
+        write_text(from, std::string_view(buffer, static_cast<size_t>(got)));
+    }
+}
+
+void console::pass_on_streams() {
+    pass_on(m_out);
+    pass_on(m_err);
+}
+
+bool console::write_text(stream &to, std::string_view text) {
+    if (text.empty())
+        return true;
+    if (!m_terminal) {
+        // The engine's own lines pass through the C library: behind them.
+        FILE *const library_stream = to.number == STDOUT_FILENO ? stdout : stderr;
+        const bool written =
+            std::fwrite(text.data(), 1, text.size(), library_stream) == text.size();
+        return std::fflush(library_stream) == 0 && written;
+    }
+    erase_status();
+    m_line_open = text.back() != '\n';
+    return write_all(to.real_fd, printable_lines(text));
+}
+
+bool console::print(std::string_view text) {
+    return write_text(m_out, text);
+}
+
+void console::print_error(const std::string &line) {
+    if (m_line_open)
+        write_text(m_err, "\n");
+    write_text(m_err, line + "\n");
+}
+
+void console::erase_status() {
+    if (m_status.empty())
+        return;
+    write_all(m_out.real_fd, "\r\x1b[K");
+    m_status.clear();
+}
+
+void console::show_status(const std::string &text) {
+    if (!m_terminal || text == m_status)
+        return;
+    if (text.empty() || m_line_open) {
+        erase_status();
+        if (text.empty())
+            return;
+        write_text(m_out, "\n");
+    }
+    // One column is left free: a full line would make some terminals wrap.
+    const std::string shown = text.substr(0, terminal_columns(m_out.real_fd) - 1);
+    write_all(m_out.real_fd, "\r\x1b[K" + shown);
+    m_status = text;
+}

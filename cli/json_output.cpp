@@ -1,0 +1,73 @@
+// A report that lies on the volume it is about would take part in the test, and
+// find no room on the full volume.
+#include "cli/json_output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+
+#include "report/printable.h"
+
+json_output::~json_output() {
+    if (m_fd >= 0)
+        close(m_fd);
+}
+
+bool json_output::open(const std::optional<std::string> &target, const volume_info &tested,
+                       std::string &error) {
+    if (!target)
+        return true;
+    if (*target == "-") {
+        m_name = "standard output";
+        std::fflush(stdout);
+        m_fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        if (m_fd >= 0 && dup2(STDERR_FILENO, STDOUT_FILENO) >= 0)
+            return true;
+        error = m_name + ": " + std::strerror(errno);
+        return false;
+    }
+    m_name = "'" + printable_text(*target) + "'";
+    const std::filesystem::path folder = std::filesystem::path(*target).parent_path();
+    bool same = false;
+    if (!volume_same_file_system(folder.empty() ? "." : folder.string(), tested.root, same, error))
+        return false;
+    if (same) {
+        error = m_name + " lies on the volume that is to be tested";
+        return false;
+    }
+    // Not emptied yet: an earlier report stays until there is a new one.
+    m_fd = ::open(target->c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    m_own_file = true;
+    if (m_fd < 0)
+        error = m_name + ": " + std::strerror(errno);
+    return m_fd >= 0;
+}
+
+static bool write_all(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return false;
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+bool json_output::write(const std::string &text, std::string &error) {
+    if (m_fd < 0 || m_written)
+        return true;
+    m_written = true;
+    // A pipe or a device has no length to be cut to, and needs none.
+    const bool empty = !m_own_file || ftruncate(m_fd, 0) == 0 || errno == EINVAL;
+    if (empty && write_all(m_fd, text))
+        return true;
+    error = m_name + ": " + std::strerror(errno);
+    return false;
+}

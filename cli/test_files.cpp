@@ -1,0 +1,94 @@
+// The engine knows its files by their names alone. Before anything is removed,
+// this looks closer: a folder, a link or a name that stands for another number
+// was never written by us, and must not be what a test begins with.
+#include "cli/test_files.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "model/utils.h"
+#include "report/printable.h"
+
+// More runs than this do not help anybody in one line.
+constexpr size_t runs_shown = 5;
+
+static const char *kind_text(mode_t mode) {
+    if (S_ISDIR(mode))
+        return "a folder";
+    if (S_ISLNK(mode))
+        return "a link";
+    if (S_ISFIFO(mode))
+        return "a FIFO";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    return "a device";
+}
+
+// Looks at one entry that the engine would list.
+static void add_entry(const std::string &folder, const char *name, test_file_scan &scan) {
+    const int number = number_from_filename(name);
+    const std::string shown = "'" + printable_text(name) + "'";
+    if (std::to_string(number) + ".fff" != name) {
+        scan.foreign.push_back(shown + " (another name for " + std::to_string(number) + ".fff)");
+        return;
+    }
+    struct stat status = {};
+    if (lstat((folder + "/" + name).c_str(), &status) != 0) {
+        // Gone since it was listed, or not to be looked at: the engine will say
+        // so when it comes to it.
+        scan.numbers.push_back(number);
+        return;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        scan.foreign.push_back(shown + " (" + kind_text(status.st_mode) + ")");
+        return;
+    }
+    scan.numbers.push_back(number);
+    scan.bytes += static_cast<std::uint64_t>(status.st_size);
+}
+
+bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
+                     std::string &error) {
+    scan = {};
+    const std::unique_ptr<DIR, int (*)(DIR *)> directory(opendir(folder.c_str()), closedir);
+    int reason = directory ? 0 : errno;
+    if (directory) {
+        errno = 0;
+        while (const dirent *entry = readdir(directory.get())) {
+            if (is_my_file(entry->d_name) != 0 && number_from_filename(entry->d_name) > start_index)
+                add_entry(folder, entry->d_name, scan);
+            errno = 0;
+        }
+        reason = errno;
+    }
+    std::sort(scan.numbers.begin(), scan.numbers.end());
+    std::sort(scan.foreign.begin(), scan.foreign.end());
+    if (reason == 0)
+        return true;
+    error = "'" + printable_text(folder) + "' cannot be read: " + std::strerror(reason);
+    return false;
+}
+
+std::string test_files_text(const std::vector<int> &numbers) {
+    std::string text;
+    size_t runs = 0;
+    for (size_t first = 0; first < numbers.size();) {
+        size_t last = first;
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1)
+            ++last;
+        if (++runs > runs_shown)
+            return text + " and " + std::to_string(numbers.size() - first) + " more";
+        if (!text.empty())
+            text += ", ";
+        text += std::to_string(numbers[first]) + ".fff";
+        if (last > first)
+            text += " to " + std::to_string(numbers[last]) + ".fff";
+        first = last + 1;
+    }
+    return text;
+}

@@ -1,0 +1,29 @@
+// The entries on a volume that carry a test file's name: which of them the
+// engine would take for its own, and which of those cannot be.
+#ifndef TROVIK_CLI_TEST_FILES_H
+#define TROVIK_CLI_TEST_FILES_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct test_file_scan {
+    // Numbers of the test files, ascending.
+    std::vector<int> numbers;
+    // Their sizes, added up.
+    std::uint64_t bytes = 0;
+    // Entries that the engine would list although they cannot be its own, each
+    // as "'name' (reason)".
+    std::vector<std::string> foreign;
+};
+
+// Looks at the folder's entries with a number above `start_index`, following no
+// link. Returns false with a reason when the folder cannot be read to its end.
+bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
+                     std::string &error);
+
+// "1.fff to 3.fff, 7.fff"; at most a few runs, then how many more. Empty without
+// numbers. `numbers` is ascending.
+std::string test_files_text(const std::vector<int> &numbers);
+
+#endif

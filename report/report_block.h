@@ -1,0 +1,45 @@
+// The report as users know it: a head, twelve numbered lines, a tail, each with
+// its own time stamp. People and their scripts compare these lines with those of
+// earlier tests, so their text is fixed, uneven dots and blanks included.
+#ifndef TROVIK_REPORT_REPORT_BLOCK_H
+#define TROVIK_REPORT_REPORT_BLOCK_H
+
+#include <array>
+#include <cstddef>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "report/report_facts.h"
+
+// Gives the time for the next line; it is asked once per line.
+using report_clock = std::function<std::time_t()>;
+
+// The system's clock.
+std::time_t report_clock_system();
+
+// One of the numbered lines, without its time stamp and line break.
+struct report_row {
+    const char *key;    // the value's name in the JSON document
+    const char *label;  // from the number to the colon and blank
+    std::string value;
+};
+
+constexpr std::size_t report_row_count = 12;
+
+// The numbered lines in their order. Any thread, as all functions below.
+std::array<report_row, report_row_count> report_block_rows(const report_facts &facts);
+
+// Head, twelve lines, tail; each ends in a line break.
+std::vector<std::string> report_block_lines(const report_facts &facts,
+                                            const report_clock &clock = report_clock_system);
+
+// The line that precedes the report, once the test files are gone.
+std::string report_block_all_done(const report_clock &clock = report_clock_system);
+
+// Three lines without time stamps, for passing on. Whoever keeps a summary of
+// several tests appends to it.
+std::string report_block_summary(const report_facts &facts);
+
+#endif

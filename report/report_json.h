@@ -1,0 +1,56 @@
+// A run as a JSON document, for programs and for keeping: everything the report
+// says in numbers, and what it has no line for. docs/report-json.md describes the
+// document; a change that a reader could stumble over raises `schema` in it.
+//
+// What the document is made from are plain values: this room knows neither
+// volumes nor arguments.
+#ifndef TROVIK_REPORT_REPORT_JSON_H
+#define TROVIK_REPORT_REPORT_JSON_H
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include "report/report_facts.h"
+#include "report/run_snapshot.h"
+#include "report/verdict.h"
+
+// What is known of the volume; an empty text or optional is null in the document.
+struct report_json_volume {
+    std::string root;
+    std::string name;
+    std::string file_system;
+    std::string identifier;
+    std::optional<std::uint64_t> capacity_bytes;
+    std::optional<std::uint64_t> free_bytes;  // before the run
+    std::optional<bool> read_only;
+    std::optional<bool> removable;
+    std::optional<bool> ejectable;
+    std::optional<bool> internal;
+};
+
+// A failure that ended the engine's process.
+struct report_json_fatal {
+    std::string message;
+    int exit_status = -1;  // -1: the process aborted
+};
+
+struct report_json_input {
+    std::string program;
+    std::string version;
+    std::string command;
+    std::optional<std::time_t> ended_at;
+    report_json_volume volume;
+    run_snapshot run;
+    verdict_result verdict;             // of this run, from verdict_judge
+    std::optional<report_facts> facts;  // nothing when the run did not come to its report
+    std::optional<report_json_fatal> fatal;
+};
+
+// The document as UTF-8 text, indented, ending in a line break. Texts that are
+// not UTF-8 do not fail: U+FFFD takes the place of what is not, and for paths and
+// names a field "<name>_percent_escaped" beside it has the bytes. Any thread.
+std::string report_json_text(const report_json_input &input);
+
+#endif

@@ -1,0 +1,82 @@
+// The verdict follows from the reasons and never the other way round: what has
+// no reason is intact, so no rule can be forgotten in one of two places.
+#include "report/verdict.h"
+
+#include "report/verdict_reasons.h"
+
+static void add_notes(const run_snapshot &run, reason_list &notes) {
+    if (run.scope.start_index > 0)
+        notes.push_back("Test files before " + run_snapshot_file_name(run.scope.start_index) +
+                        " were not part of this run, as asked for.");
+    if (run.scope.has_read && !run.scope.has_write)
+        notes.emplace_back(
+            "This run did not fill the volume: it speaks for what its test files hold, not for "
+            "the space that is free.");
+}
+
+verdict_result verdict_judge(const run_snapshot &run) {
+    verdict_result result;
+    reason_list &reasons = result.reasons;
+    add_reasons_lost_data(run, reasons);
+    add_reasons_nothing_tested(run, reasons);
+    add_reasons_unfinished(run, reasons);
+    add_reasons_stopped_files(run, reasons);
+    add_reasons_missing_files(run, reasons);
+    add_reasons_short_files(run, reasons);
+    add_reasons_byte_counts(run, reasons);
+    add_reasons_listing(run, reasons);
+    add_reasons_space_left(run, reasons, result.notes);
+    add_notes(run, result.notes);
+
+    if (run_snapshot_lost_data(run))
+        result.verdict = run_verdict::data_lost;
+    else if (!run_snapshot_tested(run))
+        result.verdict = run_verdict::nothing_tested;
+    else
+        result.verdict = reasons.empty() ? run_verdict::intact : run_verdict::incomplete;
+    return result;
+}
+
+const char *verdict_word(run_verdict verdict) {
+    switch (verdict) {
+        case run_verdict::intact:
+            return "intact";
+        case run_verdict::data_lost:
+            return "data_lost";
+        case run_verdict::incomplete:
+            return "incomplete";
+        case run_verdict::nothing_tested:
+            break;
+    }
+    return "nothing_tested";
+}
+
+const char *verdict_sentence(run_verdict verdict) {
+    switch (verdict) {
+        case run_verdict::intact:
+            return "Intact: everything that was tested came back as it was written.";
+        case run_verdict::data_lost:
+            return "Data lost: this volume did not give back what was written to it.";
+        case run_verdict::incomplete:
+            return "Incomplete: what was read is intact, but not everything could be tested.";
+        case run_verdict::nothing_tested:
+            break;
+    }
+    return "Nothing tested: this run says nothing about the volume.";
+}
+
+int verdict_exit_status(run_verdict verdict) {
+    // The numbers of sysexits.h: EX_DATAERR and EX_IOERR.
+    constexpr int status_data_lost = 65;
+    constexpr int status_not_tested = 74;
+    switch (verdict) {
+        case run_verdict::intact:
+            return 0;
+        case run_verdict::data_lost:
+            return status_data_lost;
+        case run_verdict::incomplete:
+        case run_verdict::nothing_tested:
+            break;
+    }
+    return status_not_tested;
+}

@@ -1,0 +1,52 @@
+#include "report/printable.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::string_literals;
+
+TEST(printable, printable_text_stays) {
+    for (const char *text :
+         {"", "/media/SD CARD", "~!@#$%^&*()\\\"'", "Zo\xC3\xAB", "\xE6\x97\xA5\xE6\x9C\xAC",
+          "\xF0\x9F\x92\xBE", "\xC2\xA0", "\xD7\xA9\xD7\x9C\xE2\x80\x8F"})
+        EXPECT_EQ(printable_text(text), text);
+}
+
+TEST(printable, control_characters_are_escaped) {
+    EXPECT_EQ(printable_text("\x1B[2J"), "\\x1B[2J");
+    EXPECT_EQ(printable_text("a\nb\tc\rd"), "a\\x0Ab\\x09c\\x0Dd");
+    EXPECT_EQ(printable_text("\x7F\x01\x1F"), "\\x7F\\x01\\x1F");
+    EXPECT_EQ(printable_text("a\0b"s), "a\\x00b");
+}
+
+TEST(printable, c1_controls_are_escaped_though_they_are_utf8) {
+    EXPECT_EQ(printable_text("\xC2\x9B"
+                             "2J"),
+              "\\xC2\\x9B2J");
+    EXPECT_EQ(printable_text("\xC2\x80\xC2\x9F\xC2\xA0"), "\\xC2\\x80\\xC2\\x9F\xC2\xA0");
+}
+
+TEST(printable, marks_that_turn_or_break_the_line_are_escaped) {
+    EXPECT_EQ(printable_text("\xE2\x80\xAEgpj"), "\\xE2\\x80\\xAEgpj");
+    EXPECT_EQ(printable_text("\xE2\x80\xAA\xE2\x81\xA6\xE2\x81\xA9"),
+              "\\xE2\\x80\\xAA\\xE2\\x81\\xA6\\xE2\\x81\\xA9");
+    EXPECT_EQ(printable_text("\xE2\x80\xA8\xE2\x80\xA9"), "\\xE2\\x80\\xA8\\xE2\\x80\\xA9");
+}
+
+TEST(printable, bytes_that_are_not_utf8_are_escaped_one_by_one) {
+    EXPECT_EQ(printable_text("a\xFFz"), "a\\xFFz");
+    EXPECT_EQ(printable_text("\xE2\x82"), "\\xE2\\x82");
+    EXPECT_EQ(printable_text("\xC0\x80"), "\\xC0\\x80");
+    EXPECT_EQ(printable_text("\xC3\xC3\xA9"), "\\xC3\xC3\xA9");
+}
+
+TEST(printable, no_byte_sequence_of_two_leaves_a_control_byte) {
+    for (int first = 0; first < 256; ++first) {
+        for (int second = 0; second < 256; ++second) {
+            const std::string text = {static_cast<char>(first), static_cast<char>(second)};
+            const std::string shown = printable_text(text);
+            for (const char c : shown)
+                ASSERT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) << shown;
+            ASSERT_EQ(printable_text(shown), shown);
+        }
+    }
+}

@@ -1,0 +1,113 @@
+#include "report/time_stamp.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A time zone for as long as the guard lives.
+class zone_guard {
+ public:
+    explicit zone_guard(const char *zone) {
+        if (const char *before = std::getenv("TZ"))
+            m_before = before;
+        setenv("TZ", zone, 1);
+    }
+    ~zone_guard() {
+        if (m_before)
+            setenv("TZ", m_before->c_str(), 1);
+        else
+            unsetenv("TZ");
+        tzset();
+    }
+    zone_guard(const zone_guard &) = delete;
+    zone_guard &operator=(const zone_guard &) = delete;
+
+ private:
+    std::optional<std::string> m_before;
+};
+
+// POSIX notation: such zones need no zone files.
+static const char *const central_europe = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+TEST(time_stamp, has_dots_in_the_date_and_colons_in_the_time) {
+    const zone_guard zone("UTC0");
+    EXPECT_EQ(time_stamp_format(1490191509), "2017.03.22 14:05:09");
+}
+
+TEST(time_stamp, pads_every_field) {
+    const zone_guard zone("UTC0");
+    EXPECT_EQ(time_stamp_format(1488441909), "2017.03.02 08:05:09");
+    EXPECT_EQ(time_stamp_format(0), "1970.01.01 00:00:00");
+    EXPECT_EQ(time_stamp_format(-62135596800), "0001.01.01 00:00:00");
+}
+
+TEST(time_stamp, is_local_time) {
+    {
+        const zone_guard zone(central_europe);
+        EXPECT_EQ(time_stamp_format(1490191509), "2017.03.22 15:05:09");
+    }
+    const zone_guard zone("XXX+5:30");
+    EXPECT_EQ(time_stamp_format(1490191509), "2017.03.22 08:35:09");
+}
+
+TEST(time_stamp, follows_a_time_zone_that_changes_while_the_program_runs) {
+    const zone_guard zone("UTC0");
+    EXPECT_EQ(time_stamp_format(0), "1970.01.01 00:00:00");
+    setenv("TZ", "XXX-9", 1);
+    EXPECT_EQ(time_stamp_format(0), "1970.01.01 09:00:00");
+}
+
+TEST(time_stamp, knows_summer_time_and_the_24_hour_clock) {
+    const zone_guard zone(central_europe);
+    EXPECT_EQ(time_stamp_format(1490489999), "2017.03.26 01:59:59");
+    EXPECT_EQ(time_stamp_format(1490490000), "2017.03.26 03:00:00");
+    EXPECT_EQ(time_stamp_format(1500501599), "2017.07.19 23:59:59");
+}
+
+TEST(time_stamp, a_leap_day_and_a_late_year_are_shown) {
+    const zone_guard zone("UTC0");
+    EXPECT_EQ(time_stamp_format(951782400), "2000.02.29 00:00:00");
+    EXPECT_EQ(time_stamp_format(253402300800), "10000.01.01 00:00:00");
+}
+
+TEST(time_stamp, a_year_that_cannot_be_computed_shows_no_made_up_time) {
+    const std::time_t far = std::numeric_limits<std::time_t>::max();
+    EXPECT_EQ(time_stamp_format(far), "????.??.?? ??:??:??");
+    EXPECT_EQ(time_stamp_utc(far), "");
+}
+
+TEST(time_stamp, now_lies_between_before_and_after) {
+    const zone_guard zone("UTC0");
+    const std::string before = time_stamp_format(std::time(nullptr));
+    const std::string now = time_stamp_now();
+    const std::string after = time_stamp_format(std::time(nullptr));
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, after);
+}
+
+TEST(time_stamp, utc_does_not_depend_on_the_time_zone) {
+    const zone_guard zone(central_europe);
+    EXPECT_EQ(time_stamp_utc(1490191509), "2017-03-22T14:05:09Z");
+}
+
+TEST(time_stamp, threads_do_not_disturb_one_another) {
+    const zone_guard zone("UTC0");
+    std::vector<int> wrong(2, 0);
+    std::vector<std::thread> threads;
+    threads.reserve(wrong.size());
+    for (int thread = 0; thread < 2; ++thread)
+        threads.emplace_back([thread, &wrong] {
+            const std::time_t time = thread == 0 ? 0 : 1490191509;
+            const std::string right = thread == 0 ? "1970.01.01 00:00:00" : "2017.03.22 14:05:09";
+            for (int i = 0; i < 5000; ++i)
+                wrong[static_cast<std::size_t>(thread)] += time_stamp_format(time) != right ? 1 : 0;
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, std::vector<int>(2, 0));
+}

@@ -1,0 +1,250 @@
+// Device trees of other machines, laid out as the kernel lays them out in sysfs.
+#include "volume/block_device.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include "support.h"
+
+namespace {
+
+using volume_tests::private_folder;
+
+class block_device : public testing::Test {
+ protected:
+    // A disk at /sys/devices/<path>, with the number 8:0, and its partition 1 with the number 8:1.
+    void make_disk(const std::string &path, const std::string &removable) {
+        m_disk = "devices/" + path;
+        m_tree.make_file(m_disk + "/removable", removable + "\n");
+        m_tree.make_file(m_disk + "/ro", "0\n");
+        m_tree.make_file(m_disk + "/dev", "8:0\n");
+        m_tree.make_folder(m_disk + "/slaves");
+        m_tree.make_file(m_disk + "/part1/partition", "1\n");
+        m_tree.make_file(m_disk + "/part1/ro", "0\n");
+        m_tree.make_file(m_disk + "/part1/dev", "8:1\n");
+        m_tree.make_link("dev/block/8:0", "../../" + m_disk);
+        m_tree.make_link("dev/block/8:1", "../../" + m_disk + "/part1");
+    }
+
+    block_device_places places() const {
+        block_device_places places;
+        places.sysfs = m_tree.path();
+        places.links = m_tree.path() + "/links";
+        return places;
+    }
+
+    block_device_facts partition() const { return block_device_describe(makedev(8, 1), places()); }
+
+    private_folder m_tree;
+    std::string m_disk;
+};
+
+const char *const USB_STICK =
+    "pci0000:00/0000:00:14.0/usb1/1-2/1-2:1.0/host4/target4:0:0/4:0:0:0/block/sdb";
+const char *const NVME = "pci0000:00/0000:00:1d.0/0000:01:00.0/nvme/nvme0/nvme0n1";
+const char *const MMC = "platform/soc/fe340000.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0";
+
+}  // namespace
+
+TEST_F(block_device, a_usb_stick_is_removable_ejectable_and_not_internal) {
+    make_disk(USB_STICK, "1");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.ejectable, true);
+    EXPECT_EQ(facts.internal, false);
+    EXPECT_EQ(facts.read_only, false);
+}
+
+TEST_F(block_device, a_disk_without_partitions_has_the_same_facts) {
+    make_disk(USB_STICK, "1");
+    const block_device_facts facts = block_device_describe(makedev(8, 0), places());
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.internal, false);
+}
+
+TEST_F(block_device, a_usb_hard_disk_is_ejectable_though_its_medium_is_not_removable) {
+    make_disk(USB_STICK, "0");
+    m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-2/removable", "unknown\n");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, false);
+    EXPECT_EQ(facts.ejectable, true);
+    EXPECT_EQ(facts.internal, false);
+}
+
+TEST_F(block_device, a_reader_on_a_fixed_port_is_internal_and_its_card_removable) {
+    make_disk(USB_STICK, "1");
+    m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-2/removable", "fixed\n");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.internal, true);
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.ejectable, true);
+}
+
+TEST_F(block_device, the_nearest_port_decides) {
+    // A stick in a socket of a built-in hub.
+    make_disk("pci0000:00/0000:00:14.0/usb1/1-1/1-1.2/1-1.2:1.0/host4/block/sdb", "0");
+    m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-1/removable", "fixed\n");
+    m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1.2/removable", "removable\n");
+    EXPECT_EQ(partition().internal, false);
+}
+
+TEST_F(block_device, a_card_in_a_built_in_slot_is_removable_though_its_attribute_denies_it) {
+    make_disk(MMC, "0");
+    m_tree.make_file(m_disk + "/device/type", "SD\n");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.ejectable, true);
+    EXPECT_EQ(facts.internal, true);
+}
+
+TEST_F(block_device, soldered_flash_on_the_same_bus_is_not_removable) {
+    make_disk(MMC, "0");
+    m_tree.make_file(m_disk + "/device/type", "MMC\n");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, false);
+    EXPECT_EQ(facts.ejectable, false);
+    EXPECT_EQ(facts.internal, true);
+}
+
+TEST_F(block_device, a_built_in_disk_is_internal_and_stays) {
+    make_disk(NVME, "0");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, false);
+    EXPECT_EQ(facts.ejectable, false);
+    EXPECT_EQ(facts.internal, true);
+}
+
+TEST_F(block_device, a_disk_behind_a_pluggable_port_of_the_machine_is_external) {
+    make_disk(NVME, "0");
+    m_tree.make_file("devices/pci0000:00/0000:00:1d.0/0000:01:00.0/removable", "removable\n");
+    EXPECT_EQ(partition().internal, false);
+    EXPECT_EQ(partition().ejectable, true);
+}
+
+TEST_F(block_device, a_loop_device_cannot_tell_where_it_is) {
+    make_disk("virtual/block/loop3", "0");
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.removable, false);
+    EXPECT_EQ(facts.ejectable, std::nullopt);
+    EXPECT_EQ(facts.internal, std::nullopt);
+}
+
+TEST_F(block_device, a_name_that_merely_contains_a_bus_is_not_on_it) {
+    make_disk("pci0000:00/usbish/notusb1/block/sda", "0");
+    EXPECT_EQ(partition().internal, true);
+}
+
+TEST_F(block_device, a_locked_device_is_read_only) {
+    make_disk(USB_STICK, "1");
+    m_tree.make_file(m_disk + "/part1/ro", "1\n");
+    EXPECT_EQ(partition().read_only, true);
+}
+
+TEST_F(block_device, an_encrypted_stick_is_still_a_stick) {
+    make_disk(USB_STICK, "1");
+    m_tree.make_file("devices/virtual/block/dm-0/removable", "0\n");
+    m_tree.make_file("devices/virtual/block/dm-0/ro", "0\n");
+    m_tree.make_link("devices/virtual/block/dm-0/slaves/part1",
+                     m_tree.path() + "/" + m_disk + "/part1");
+    m_tree.make_link("dev/block/253:0", "../../devices/virtual/block/dm-0");
+    const block_device_facts facts = block_device_describe(makedev(253, 0), places());
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.ejectable, true);
+    EXPECT_EQ(facts.internal, false);
+    EXPECT_EQ(facts.read_only, false);
+}
+
+TEST_F(block_device, a_device_over_unlike_parts_knows_only_what_they_share) {
+    make_disk(USB_STICK, "0");
+    m_tree.make_file("devices/pci0000:00/ata1/block/sda/removable", "0\n");
+    m_tree.make_link("devices/virtual/block/md0/slaves/part1",
+                     m_tree.path() + "/" + m_disk + "/part1");
+    m_tree.make_link("devices/virtual/block/md0/slaves/sda",
+                     m_tree.path() + "/devices/pci0000:00/ata1/block/sda");
+    m_tree.make_link("dev/block/9:0", "../../devices/virtual/block/md0");
+    const block_device_facts facts = block_device_describe(makedev(9, 0), places());
+    EXPECT_EQ(facts.removable, false);
+    EXPECT_EQ(facts.ejectable, std::nullopt);
+    EXPECT_EQ(facts.internal, std::nullopt);
+}
+
+TEST_F(block_device, a_device_that_is_made_of_itself_comes_to_an_end) {
+    m_tree.make_file("devices/virtual/block/dm-0/removable", "0\n");
+    m_tree.make_link("devices/virtual/block/dm-0/slaves/dm-0", "..");
+    m_tree.make_link("dev/block/253:0", "../../devices/virtual/block/dm-0");
+    const block_device_facts facts = block_device_describe(makedev(253, 0), places());
+    EXPECT_EQ(facts.removable, std::nullopt);
+}
+
+TEST_F(block_device, without_sysfs_nothing_is_known) {
+    const block_device_facts facts = partition();
+    EXPECT_EQ(facts.read_only, std::nullopt);
+    EXPECT_EQ(facts.removable, std::nullopt);
+    EXPECT_EQ(facts.ejectable, std::nullopt);
+    EXPECT_EQ(facts.internal, std::nullopt);
+}
+
+TEST_F(block_device, attributes_with_other_texts_are_unknown) {
+    make_disk(USB_STICK, "maybe");
+    m_tree.make_file(m_disk + "/part1/ro", "");
+    EXPECT_EQ(partition().removable, std::nullopt);
+    EXPECT_EQ(partition().read_only, std::nullopt);
+}
+
+TEST_F(block_device, udev_notes_tell_cards_and_buses) {
+    make_disk("pci0000:00/x/block/sdb", "0");
+    block_device_places noted = places();
+    noted.properties = [](dev_t number) -> device_properties {
+        return number == makedev(8, 1)
+                   ? device_properties{{"ID_DRIVE_FLASH_SD", "1"}, {"ID_BUS", "usb"}}
+                   : device_properties{};
+    };
+    const block_device_facts facts = block_device_describe(makedev(8, 1), noted);
+    EXPECT_EQ(facts.removable, true);
+    EXPECT_EQ(facts.internal, false);
+    EXPECT_EQ(partition().removable, false);
+}
+
+TEST_F(block_device, label_and_identifier_come_from_udev_decoded) {
+    block_device_places noted = places();
+    noted.properties = [](dev_t) -> device_properties {
+        return {{"ID_FS_LABEL_ENC", "NO\\x20NAME"}, {"ID_FS_UUID_ENC", "1234-ABCD"}};
+    };
+    EXPECT_EQ(block_device_label(makedev(8, 1), noted), "NO NAME");
+    EXPECT_EQ(block_device_identifier(makedev(8, 1), noted), "1234-ABCD");
+}
+
+TEST_F(block_device, label_and_identifier_come_from_links_without_udev) {
+    const std::string node = m_tree.path() + "/node";
+    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0) {
+        GTEST_SKIP() << "device nodes cannot be made here (needs root)";
+    }
+    m_tree.make_link("links/by-label/MY\\x20CARD", node);
+    m_tree.make_link("links/by-label/gone", m_tree.path() + "/nothing");
+    m_tree.make_link("links/by-uuid/1234-ABCD", node);
+    EXPECT_EQ(block_device_label(makedev(8, 1), places()), "MY CARD");
+    EXPECT_EQ(block_device_identifier(makedev(8, 1), places()), "1234-ABCD");
+    EXPECT_EQ(block_device_label(makedev(8, 2), places()), std::nullopt);
+}
+
+TEST_F(block_device, a_node_that_a_container_hides_is_found_in_sysfs) {
+    m_tree.make_file("class/block/hidden!c0d0/dev", "104:16\n");
+    EXPECT_EQ(block_device_number("/dev/hidden/c0d0", places()), makedev(104, 16));
+    EXPECT_EQ(block_device_number("/dev/hidden/c0d1", places()), std::nullopt);
+}
+
+TEST_F(block_device, what_is_no_block_device_has_no_number) {
+    EXPECT_EQ(block_device_number("/dev/null", places()), std::nullopt);
+    EXPECT_EQ(block_device_number("tmpfs", places()), std::nullopt);
+    EXPECT_EQ(block_device_number("", places()), std::nullopt);
+}
+
+TEST(block_device_decode, escapes_become_bytes_and_anything_else_stays) {
+    EXPECT_EQ(block_device_decode("NO\\x20NAME"), "NO NAME");
+    EXPECT_EQ(block_device_decode("\\x5cx41"), "\\x41");
+    EXPECT_EQ(block_device_decode("\xC3\xA9"), "\xC3\xA9");
+    EXPECT_EQ(block_device_decode("\\x2"), "\\x2");
+    EXPECT_EQ(block_device_decode("\\xzz\\"), "\\xzz\\");
+    EXPECT_EQ(block_device_decode(""), "");
+}

@@ -1,0 +1,345 @@
+// Descriptions of real mounts: memory, loop devices, binds, covers, daemons that died.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+
+#include "support.h"
+#include "volume/volume.h"
+
+namespace {
+
+using volume_tests::private_mounts;
+
+volume_info described(const std::string &path) {
+    volume_info info;
+    std::string error;
+    EXPECT_TRUE(volume_describe(path, info, error)) << error;
+    return info;
+}
+
+std::string refused(const std::string &path) {
+    volume_info info;
+    std::string error;
+    EXPECT_FALSE(volume_describe(path, info, error)) << info.root;
+    return error;
+}
+
+bool is_root(const std::string &path) {
+    bool answer = false;
+    std::string error;
+    EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
+    return answer;
+}
+
+// A file of 16 MiB with an ext4 file system that has a label of two words.
+std::string make_ext4(const private_mounts &mounts) {
+    std::string image = mounts.folder().make_file("image", "");
+    std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
+    EXPECT_EQ(volume_tests::run_program({"mkfs.ext4", "-q", "-F", "-L", "TWO WORDS", "-U",
+                                         "01234567-89ab-cdef-0123-456789abcdef", image}),
+              0);
+    return image;
+}
+
+// From here on the kernel does not know statx, as in old kernels and in some sandboxes. Cannot be
+// undone: for a child process.
+bool forbid_statx() {
+    std::array<sock_filter, 4> program = {
+        sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_statx, 0, 1),
+        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+}  // namespace
+
+TEST(volume_linux, a_path_that_does_not_exist_is_an_error_that_names_it) {
+    EXPECT_EQ(refused("/nowhere/at\nall"),
+              "/nowhere/at\\012all: cannot be looked at: No such file or directory");
+    EXPECT_EQ(refused(""), ": cannot be looked at: No such file or directory");
+    bool answer = false;
+    std::string error;
+    EXPECT_FALSE(volume_is_mount_root("/nowhere", answer, error));
+    EXPECT_EQ(error, "/nowhere: cannot be looked at: No such file or directory");
+}
+
+TEST(volume_linux, the_root_is_a_volume_named_slash_unless_it_has_a_label) {
+    const volume_info info = described("/");
+    EXPECT_EQ(info.root, "/");
+    EXPECT_FALSE(info.name.empty());
+    EXPECT_FALSE(info.identifier.empty());
+    EXPECT_FALSE(info.file_system.empty());
+    struct statvfs space = {};
+    ASSERT_EQ(statvfs("/", &space), 0);
+    EXPECT_EQ(info.capacity_bytes, std::uint64_t{space.f_blocks} * space.f_frsize);
+    EXPECT_TRUE(is_root("/"));
+}
+
+TEST(volume_linux, a_file_deep_inside_and_a_link_from_elsewhere_lead_to_the_same_volume) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    const std::string deep = mounts.folder().make_folder("card/a/b/c/d/e/f/g/h");
+    const std::string file = mounts.folder().make_file("card/a/b/file", "x");
+    const std::string link = mounts.folder().make_link("link", deep);
+    const std::string root_link = mounts.folder().make_link("root link", card);
+    for (const std::string &path : {card, card + "/", deep, file, link, link + "/..", root_link}) {
+        EXPECT_EQ(described(path).root, card) << path;
+    }
+    EXPECT_TRUE(is_root(card));
+    EXPECT_TRUE(is_root(card + "/a/.."));
+    EXPECT_TRUE(is_root(root_link));
+    EXPECT_FALSE(is_root(deep));
+    EXPECT_FALSE(is_root(link));
+    EXPECT_FALSE(is_root(file));
+}
+
+TEST(volume_linux, a_relative_path_is_described_by_its_absolute_root) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(chdir(card.c_str()), 0);
+    EXPECT_EQ(described(".").root, card);
+    EXPECT_TRUE(is_root("."));
+    EXPECT_EQ(fchdir(before), 0);
+    close(before);
+}
+
+TEST(volume_linux, a_mount_point_with_blanks_line_feeds_and_odd_bytes_keeps_its_bytes) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string name = "NO NAME\n\t\\040#\xFF\xC3(";
+    const std::string card = mounts.folder().make_folder(name);
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    const volume_info info = described(mounts.folder().make_folder(name + "/in"));
+    EXPECT_EQ(info.root, card);
+    EXPECT_EQ(info.name, name);
+    EXPECT_TRUE(is_root(card));
+}
+
+TEST(volume_linux, memory_has_a_size_and_no_device) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card, "size=3m"));
+    mounts.folder().make_file("card/file", std::string(std::size_t{1} << 20, 'x'));
+    const volume_info info = described(card);
+    EXPECT_EQ(info.name, "card");
+    EXPECT_EQ(info.file_system, "tmpfs");
+    EXPECT_EQ(info.source, "tmpfs");
+    EXPECT_EQ(info.capacity_bytes, 3U << 20);
+    EXPECT_EQ(info.free_bytes, 2U << 20);
+    EXPECT_EQ(info.capacity_error, "");
+    EXPECT_EQ(info.identifier, "0:" + std::to_string(minor(info.device)));
+    EXPECT_EQ(info.read_only, false);
+    EXPECT_EQ(info.removable, std::nullopt);
+    EXPECT_EQ(info.ejectable, std::nullopt);
+    EXPECT_EQ(info.internal, std::nullopt);
+}
+
+TEST(volume_linux, an_empty_source_is_no_obstacle) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_at("", card, "tmpfs", 0, "size=1m"));
+    EXPECT_EQ(described(card).root, card);
+    EXPECT_EQ(described(card).file_system, "tmpfs");
+}
+
+TEST(volume_linux, a_remount_without_writes_is_read_only_and_back_again) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    ASSERT_TRUE(mounts.mount_at("", card, nullptr, MS_REMOUNT | MS_RDONLY, ""));
+    EXPECT_EQ(described(card).read_only, true);
+    ASSERT_TRUE(mounts.mount_at("", card, nullptr, MS_REMOUNT, ""));
+    EXPECT_EQ(described(card).read_only, false);
+}
+
+TEST(volume_linux, a_read_only_bind_leaves_the_original_writable) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    const std::string view = mounts.folder().make_folder("view");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    ASSERT_TRUE(mounts.mount_bind(card, view));
+    ASSERT_TRUE(mounts.mount_at("", view, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, ""));
+    EXPECT_EQ(described(view).read_only, true);
+    EXPECT_EQ(described(card).read_only, false);
+}
+
+TEST(volume_linux, a_bind_mount_is_a_root_of_its_own) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string original = mounts.folder().make_folder("original/inside");
+    const std::string view = mounts.folder().make_folder("view");
+    EXPECT_FALSE(is_root(view));
+    ASSERT_TRUE(mounts.mount_bind(mounts.folder().path() + "/original", view));
+    EXPECT_TRUE(is_root(view));
+    EXPECT_FALSE(is_root(view + "/inside"));
+    EXPECT_FALSE(is_root(original));
+    EXPECT_EQ(described(view + "/inside").root, view);
+    EXPECT_NE(described(original).root, view);
+    EXPECT_EQ(described(view).device, described(original).device);
+}
+
+TEST(volume_linux, of_two_mounts_at_one_point_the_upper_one_is_described) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card, "size=1m"));
+    ASSERT_TRUE(mounts.mount_tmpfs(card, "size=2m"));
+    EXPECT_EQ(described(card).capacity_bytes, 2U << 20);
+    EXPECT_TRUE(is_root(card));
+}
+
+TEST(volume_linux, a_covered_volume_that_is_still_stood_in_is_refused) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(chdir(card.c_str()), 0);
+    EXPECT_TRUE(mounts.mount_tmpfs(card));
+    EXPECT_EQ(refused("."), ".: another mount covers its volume at " + card);
+    EXPECT_EQ(fchdir(before), 0);
+    close(before);
+}
+
+TEST(volume_linux, a_labelled_ext4_on_a_loop_device_is_fully_described) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    if (!volume_tests::has_program("mkfs.ext4")) {
+        GTEST_SKIP() << "mkfs.ext4 is not installed";
+    }
+    const std::string node = mounts.attach_loop(make_ext4(mounts));
+    if (node.empty()) {
+        GTEST_SKIP() << "no loop device can be had here";
+    }
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_at(node, card, "ext4", 0, ""));
+    const volume_info info = described(card);
+    EXPECT_EQ(info.root, card);
+    EXPECT_EQ(info.name, "TWO WORDS");
+    EXPECT_EQ(info.file_system, "ext4");
+    EXPECT_EQ(info.source, node);
+    EXPECT_EQ(info.device, volume_tests::node_number(node));
+    // Kernels before 6.9 do not tell the UUID, and then only udev could.
+    EXPECT_TRUE(info.identifier == "01234567-89ab-cdef-0123-456789abcdef" ||
+                info.identifier == "7:" + std::to_string(minor(info.device)))
+        << info.identifier;
+    EXPECT_EQ(info.read_only, false);
+    EXPECT_EQ(info.removable, false);
+    EXPECT_EQ(info.internal, std::nullopt);
+    // Free bytes include what ext4 keeps back for root.
+    struct statvfs space = {};
+    ASSERT_EQ(statvfs(card.c_str(), &space), 0);
+    ASSERT_GT(space.f_bfree, space.f_bavail);
+    EXPECT_EQ(info.free_bytes, std::uint64_t{space.f_bfree} * space.f_frsize);
+
+    ASSERT_TRUE(mounts.mount_at(node, card, nullptr, MS_REMOUNT | MS_RDONLY, ""));
+    EXPECT_EQ(described(card).read_only, true);
+}
+
+TEST(volume_linux, a_file_system_served_by_a_daemon_takes_its_device_from_the_source) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    if (!volume_tests::has_program("mkfs.exfat") ||
+        !volume_tests::has_program("mount.exfat-fuse") || access("/dev/fuse", R_OK | W_OK) != 0) {
+        GTEST_SKIP() << "needs mkfs.exfat, mount.exfat-fuse and /dev/fuse";
+    }
+    const std::string image = mounts.folder().make_file("image", "");
+    std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
+    ASSERT_EQ(volume_tests::run_program({"mkfs.exfat", "-L", "CARD", image}), 0);
+    const std::string node = mounts.attach_loop(image);
+    if (node.empty()) {
+        GTEST_SKIP() << "no loop device can be had here";
+    }
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_EQ(volume_tests::run_program({"mount.exfat-fuse", node, card}), 0);
+    mounts.note_mount(card);
+    const volume_info info = described(card);
+    EXPECT_EQ(info.root, card);
+    EXPECT_EQ(info.file_system, "fuseblk");
+    EXPECT_EQ(info.source, node);
+    EXPECT_EQ(info.removable, false);
+    EXPECT_EQ(info.internal, std::nullopt);
+    EXPECT_GT(info.capacity_bytes, 8U << 20);
+}
+
+TEST(volume_linux, a_volume_whose_daemon_died_is_an_error) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const int daemon = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+    if (daemon < 0) {
+        GTEST_SKIP() << "needs /dev/fuse";
+    }
+    const std::string card = mounts.folder().make_folder("card");
+    const bool mounted =
+        mounts.mount_at("/dev/sda1", card, "fuse", 0,
+                        "fd=" + std::to_string(daemon) + ",rootmode=40000,user_id=0,group_id=0");
+    close(daemon);
+    ASSERT_TRUE(mounted);
+    EXPECT_EQ(refused(card), card + ": cannot be looked at: Transport endpoint is not connected");
+    EXPECT_EQ(refused(card + "/in"),
+              card + "/in: cannot be looked at: Transport endpoint is not connected");
+}
+
+TEST(volume_linux, a_kernel_that_does_not_tell_mount_ids_leads_to_the_same_answers) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    ASSERT_TRUE(mounts.mount_tmpfs(card, "size=1m"));
+    ASSERT_TRUE(mounts.mount_tmpfs(card, "size=2m"));
+    const std::string deep = mounts.folder().make_folder("card/a/b");
+    const std::string link = mounts.folder().make_link("link", deep);
+    const std::string view = mounts.folder().make_folder("view");
+    ASSERT_TRUE(mounts.mount_bind(deep, view));
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (!forbid_statx()) {
+            _exit(125);
+        }
+        EXPECT_EQ(volume_tests::kernel_mount_id("/"), -1);
+        EXPECT_EQ(described(link).root, card);
+        EXPECT_EQ(described(card).capacity_bytes, 2U << 20);
+        EXPECT_EQ(described(view).root, view);
+        EXPECT_TRUE(is_root(card));
+        EXPECT_TRUE(is_root(view));
+        EXPECT_FALSE(is_root(link));
+        EXPECT_EQ(refused("/nowhere"), "/nowhere: cannot be looked at: No such file or directory");
+        bool same = false;
+        std::string error;
+        EXPECT_TRUE(volume_same_file_system(card, view, same, error) && same) << error;
+        EXPECT_TRUE(volume_same_file_system("/", view, same, error) && !same) << error;
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 125) {
+        GTEST_SKIP() << "system calls cannot be filtered here";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}

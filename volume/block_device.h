@@ -1,0 +1,46 @@
+// What the system knows about a block device without opening it: from sysfs and, where a udev
+// daemon keeps its notes, from those. Everything may be missing (a container has no udev, sometimes
+// no sysfs); what is missing stays unknown. Where to look is a parameter, so that trees of other
+// machines can be put in their place.
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <optional>
+#include <string>
+
+using device_properties = std::map<std::string, std::string>;
+
+struct block_device_places {
+    std::string sysfs = "/sys";
+    std::string links = "/dev/disk";                          // of by-label, by-uuid
+    device_properties (*properties)(dev_t device) = nullptr;  // nullptr: none are known
+};
+
+// The places of the running system, with udev's properties.
+block_device_places block_device_system_places();
+
+struct block_device_facts {
+    std::optional<bool> read_only;
+    std::optional<bool> removable;
+    std::optional<bool> ejectable;
+    std::optional<bool> internal;
+};
+
+// The facts about a disk, a partition, or a device that is made of others (encrypted, striped): for
+// those, what all of its parts agree on.
+block_device_facts block_device_describe(dev_t device, const block_device_places &places);
+
+// The label and the identifier (UUID, or serial for FAT and NTFS) of the file system on the device,
+// or nullopt: udev's property, else the link under /dev/disk.
+std::optional<std::string> block_device_label(dev_t device, const block_device_places &places);
+std::optional<std::string> block_device_identifier(dev_t device, const block_device_places &places);
+
+// The number of the device that has this name in /dev ("/dev/sdb1", "/dev/mapper/card"): of the
+// node, or what sysfs says where a container hides the node. nullopt when there is none.
+std::optional<dev_t> block_device_number(const std::string &node,
+                                         const block_device_places &places);
+
+// Decodes udev's escapes: "NO\x20NAME" -> "NO NAME". Anything else stays as it is.
+std::string block_device_decode(const std::string &text);

@@ -1,0 +1,35 @@
+// The mount behind a path on Linux, shared by the questions that the room answers.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "volume/mount_table.h"
+#include "volume/volume.h"
+
+// The mount table of this process. A file of this process, not of the system: namespaces differ.
+constexpr const char *MOUNT_TABLE = "/proc/self/mountinfo";
+
+// What the kernel says about the file a path leads to, with symbolic links followed.
+struct looked_up_path {
+    dev_t device = 0;                // st_dev
+    std::optional<int> mount_id;     // unknown before Linux 5.8 and in some sandboxes
+    std::optional<bool> mount_root;  // likewise
+};
+
+// 0, or the error number. Sets off an automounter that waits at the path (the user named it and
+// means what will be mounted there), unless `flags` has AT_NO_AUTOMOUNT.
+int mounted_volume_look_up(const std::string &path, looked_up_path &found, int flags = 0);
+
+// The mount that `path` lies on. False and `error` when the path cannot be looked at or the table
+// does not show its mount.
+bool mounted_volume_find(const std::string &path, mount_entry &entry, std::string &error);
+
+// The block device that the file system lies on; nullopt for memory, networks and daemons.
+std::optional<dev_t> mounted_volume_device(const mount_entry &entry);
+
+// Fills everything about the volume on that mount.
+void mounted_volume_describe(const mount_entry &entry, volume_info &info);

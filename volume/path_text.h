@@ -1,0 +1,10 @@
+// Paths in messages. Guarantees one line whatever bytes a path holds.
+#pragma once
+
+#include <string>
+
+// The path with control characters and backslashes as octal escapes; other bytes stay.
+std::string path_text_printable(const std::string &path);
+
+// "PATH: WHAT: the system's reason for error_number".
+std::string path_text_error(const std::string &path, const std::string &what, int error_number);

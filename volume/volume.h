@@ -1,0 +1,80 @@
+// What a mounted volume is: where it is mounted, what it is called, how large it is, and what kind
+// of device it lies on. Guarantees that an answer is about the very mount a path lies on, and that
+// what cannot be known is said to be unknown: a property is never guessed after a failure. Asks
+// only what every user may ask (no root, no udev daemon needed), writes nothing, opens no device.
+// One file per system implements it, so that no caller knows which system it runs on.
+//
+// All functions may be called from any thread and keep no state between calls. They do touch the
+// volume, so a volume that does not answer makes them wait: keep them off a window's main thread.
+// No exception leaves them. An `error` is one line that names the path (control characters as
+// octal escapes) and the system's reason; it is written on failure only.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct volume_info {
+    std::string root;         // absolute path of the mount point, its real bytes
+    std::string name;         // label, else the last component of root ("/" for "/")
+    std::string identifier;   // the file system's UUID or serial, else "major:minor"
+    std::string file_system;  // as the system calls it: "exfat", "ext4", "fuseblk", ...
+    std::string source;       // what is mounted, as the mount table names it: "/dev/sdb1", ...
+    dev_t device = 0;         // the file system's device number in the mount table
+
+    // Total bytes, and free bytes with those that are kept back for root. Both are unknown when the
+    // file system did not answer; capacity_error then holds the reason, and is empty otherwise.
+    std::optional<std::uint64_t> capacity_bytes;
+    std::optional<std::uint64_t> free_bytes;
+    std::string capacity_error;
+
+    // nullopt where the system cannot tell.
+    std::optional<bool> read_only;  // this mount, its file system or its device takes no writes
+    std::optional<bool> removable;  // the medium can be taken out: a card, a stick
+    std::optional<bool> ejectable;  // the medium or its whole device can be unplugged
+    std::optional<bool> internal;   // the device, or the slot of the medium, is built in
+};
+
+// Describes the volume that `path` lies on; path may be any file or folder deep inside, or a
+// symbolic link to one. True and `info`, or false and `error`: the path does not exist, its volume
+// has vanished, or the volume's root cannot be reached under the name the mount table gives.
+bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept;
+
+// All mounted volumes that a user could want to test: those on a local device (and simulated
+// cards), each once, without images, pseudo and network file systems and without the volumes the
+// system itself lives on. Removable ones first, then those that cannot tell, then the others, each
+// group by root. Never touches a network mount, so one that is unreachable does not make it wait.
+// A volume that cannot be looked at (vanished, no permission) could not be tested and is left out.
+// False and `error` only when the mount table cannot be read.
+bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept;
+
+// Sets `is_root` to whether `path`, with symbolic links followed, is the root of its own mount. The
+// root of a bind mount is one, too. False and `error` when the path cannot be looked at.
+bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept;
+
+// Sets `same` to whether filling the one path's file system takes space from the other's: the same
+// file system, also through bind mounts, subvolumes of one pool and writable overlays. False and
+// `error` when one of the paths cannot be looked at.
+bool volume_same_file_system(const std::string &first, const std::string &second, bool &same,
+                             std::string &error) noexcept;
+
+// Why a path lies on a volume that the system or its user cannot do without.
+enum class volume_system_role { root, home, program };
+struct volume_system_use {
+    volume_system_role role;
+    std::string place;  // "/", "/home/ann", "/usr/bin/trovik-cli"
+};
+
+// Fills `uses` with everything that shares the file system of `path` and makes it a system volume:
+// "/", a home of the user ($HOME, the account's own, and that of the user who called sudo or
+// pkexec), the running program. Empty when none does. False and `error` when `path` cannot be
+// looked at; a home that does not exist protects nothing and is passed over.
+bool volume_find_system_uses(const std::string &path, std::vector<volume_system_use> &uses,
+                             std::string &error) noexcept;
+
+// The use in words, for a sentence such as "it holds ...": "the system's root /", "the home folder
+// /home/ann", "the running program /usr/bin/trovik-cli".
+std::string volume_system_use_text(const volume_system_use &use);

@@ -1,0 +1,260 @@
+// Finds the mount behind a path and describes it. The mount is asked from the kernel (statx gives
+// the id of the very mount a path leads to), because names cannot tell: a later mount may cover an
+// older one, and a bind mount shows the same files elsewhere. Where the kernel does not say, the
+// walk over the mount table takes its place.
+//
+// A mount that the path reaches but its mount point's name does not (covered by a later mount while
+// a process stands in it) is refused: whoever works on that name would work on another volume.
+#include "volume/volume.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "volume/block_device.h"
+#include "volume/mounted_volume.h"
+#include "volume/path_text.h"
+
+namespace {
+
+// Mounts come and go between the two questions (which mount, what table); the next try sees both
+// after the change.
+constexpr int TRIES = 5;
+
+struct text_free {
+    void operator()(char *text) const { std::free(text); }
+};
+
+bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, int id,
+                mount_entry &entry, std::string &error) {
+    const mount_entry *found = mount_table_find_id(table, id);
+    if (found == nullptr) {
+        error = path_text_printable(path) + ": its mount is not in " + MOUNT_TABLE;
+        return false;
+    }
+    looked_up_path root;
+    const int result = mounted_volume_look_up(found->target, root);
+    if (result != 0) {
+        error = path_text_error(found->target, "the volume's root cannot be reached", result);
+        return false;
+    }
+    if (root.mount_id != id) {
+        error = path_text_printable(path) + ": another mount covers its volume at " +
+                path_text_printable(found->target);
+        return false;
+    }
+    entry = *found;
+    return true;
+}
+
+bool find_by_walk(const std::string &path, const std::vector<mount_entry> &table,
+                  mount_entry &entry, std::string &error) {
+    const std::unique_ptr<char, text_free> real(realpath(path.c_str(), nullptr));
+    if (real == nullptr) {
+        error = path_text_error(path, "cannot be resolved", errno);
+        return false;
+    }
+    const mount_entry *found = mount_table_find_path(table, real.get());
+    if (found == nullptr) {
+        error = path_text_printable(path) + ": its mount is not in " + MOUNT_TABLE;
+        return false;
+    }
+    entry = *found;
+    return true;
+}
+
+// The file system's own label and UUID, from the kernel: newer than any note of udev's, and there
+// in a container without udev. Empty where the file system does not know the question.
+struct kernel_names {
+    std::string label;
+    std::string uuid;
+};
+
+kernel_names ask_kernel_names(const std::string &root) {
+    // Linux 6.9's FS_IOC_GETFSUUID, which older headers do not have.
+    struct uuid_answer {
+        unsigned char length;
+        std::array<unsigned char, 16> bytes;
+    };
+    constexpr auto GET_UUID = _IOR(0x15, 0, uuid_answer);
+
+    kernel_names names;
+    const int folder = open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
+    if (folder < 0) {
+        return names;
+    }
+    std::array<char, FSLABEL_MAX + 1> label = {};
+    if (ioctl(folder, FS_IOC_GETFSLABEL, label.data()) == 0) {
+        names.label = label.data();
+    }
+    uuid_answer uuid = {};
+    if (ioctl(folder, GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
+        for (size_t at = 0; at < uuid.bytes.size(); ++at) {
+            std::array<char, 4> text = {};
+            const bool dash = at == 4 || at == 6 || at == 8 || at == 10;
+            std::snprintf(text.data(), text.size(), dash ? "-%02x" : "%02x", uuid.bytes[at]);
+            names.uuid += text.data();
+        }
+    }
+    close(folder);
+    return names;
+}
+
+std::string last_component(const std::string &root) {
+    const size_t slash = root.rfind('/');
+    return root.size() <= 1 || slash == std::string::npos ? root : root.substr(slash + 1);
+}
+
+void describe_names(const mount_entry &entry, std::optional<dev_t> device,
+                    const block_device_places &places, volume_info &info) {
+    kernel_names names;
+    if (device.has_value()) {
+        // FUSE would pass the question on to its daemon, which may not answer any time soon.
+        if (entry.file_system.rfind("fuse", 0) != 0) {
+            names = ask_kernel_names(entry.target);
+        }
+        if (names.label.empty()) {
+            names.label = block_device_label(*device, places).value_or("");
+        }
+        if (names.uuid.empty()) {
+            names.uuid = block_device_identifier(*device, places).value_or("");
+        }
+    }
+    info.name = names.label.empty() ? last_component(entry.target) : names.label;
+    info.identifier = names.uuid;
+    if (info.identifier.empty()) {
+        info.identifier =
+            std::to_string(major(entry.device)) + ":" + std::to_string(minor(entry.device));
+    }
+}
+
+void describe_space(volume_info &info) {
+    struct statvfs space = {};
+    int result = 0;
+    do {
+        result = statvfs(info.root.c_str(), &space);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        info.capacity_error = path_text_error(info.root, "its size cannot be read", errno);
+        return;
+    }
+    const std::uint64_t block = space.f_frsize != 0 ? space.f_frsize : space.f_bsize;
+    info.capacity_bytes = space.f_blocks * block;
+    info.free_bytes = space.f_bfree * block;
+    if ((space.f_flag & ST_RDONLY) != 0) {
+        info.read_only = true;
+    }
+}
+
+}  // namespace
+
+int mounted_volume_look_up(const std::string &path, looked_up_path &found, int flags) {
+    struct statx status = {};
+    if (statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_MNT_ID, &status) != 0) {
+        return errno;
+    }
+    found.device = makedev(status.stx_dev_major, status.stx_dev_minor);
+    if ((status.stx_mask & STATX_MNT_ID) != 0) {
+        found.mount_id = static_cast<int>(status.stx_mnt_id);
+    }
+    if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
+        found.mount_root = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    }
+    return 0;
+}
+
+bool mounted_volume_find(const std::string &path, mount_entry &entry, std::string &error) {
+    for (int tries = 0; tries < TRIES; ++tries) {
+        looked_up_path found;
+        const int result = mounted_volume_look_up(path, found);
+        if (result != 0) {
+            error = path_text_error(path, "cannot be looked at", result);
+            return false;
+        }
+        std::vector<mount_entry> table;
+        if (!mount_table_read(MOUNT_TABLE, table, error)) {
+            return false;
+        }
+        if (found.mount_id.has_value() ? find_by_id(path, table, *found.mount_id, entry, error)
+                                       : find_by_walk(path, table, entry, error)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<dev_t> mounted_volume_device(const mount_entry &entry) {
+    if (major(entry.device) != 0) {
+        return entry.device;
+    }
+    // Pools (btrfs and its like) have no device number of their own. The source of a plain FUSE
+    // file system is whatever its daemon wrote there, and proves nothing.
+    if (entry.file_system.rfind("fuse", 0) == 0 && entry.file_system != "fuseblk") {
+        return std::nullopt;
+    }
+    return block_device_number(entry.source, block_device_system_places());
+}
+
+void mounted_volume_describe(const mount_entry &entry, volume_info &info) {
+    info = volume_info();
+    info.root = entry.target;
+    info.file_system = entry.file_system;
+    info.source = entry.source;
+    info.device = entry.device;
+
+    const std::optional<dev_t> device = mounted_volume_device(entry);
+    const block_device_places places = block_device_system_places();
+    describe_names(entry, device, places, info);
+    block_device_facts facts;
+    if (device.has_value()) {
+        facts = block_device_describe(*device, places);
+    }
+    info.read_only = entry.read_only || facts.read_only == true;
+    info.removable = facts.removable;
+    info.ejectable = facts.ejectable;
+    info.internal = facts.internal;
+    describe_space(info);
+}
+
+bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept {
+    mount_entry entry;
+    if (!mounted_volume_find(path, entry, error)) {
+        return false;
+    }
+    mounted_volume_describe(entry, info);
+    return true;
+}
+
+bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept {
+    looked_up_path found;
+    const int result = mounted_volume_look_up(path, found);
+    if (result != 0) {
+        error = path_text_error(path, "cannot be looked at", result);
+        return false;
+    }
+    if (found.mount_root.has_value()) {
+        is_root = *found.mount_root;
+        return true;
+    }
+    mount_entry entry;
+    if (!mounted_volume_find(path, entry, error)) {
+        return false;
+    }
+    const std::unique_ptr<char, text_free> real(realpath(path.c_str(), nullptr));
+    if (real == nullptr) {
+        error = path_text_error(path, "cannot be resolved", errno);
+        return false;
+    }
+    is_root = entry.target == real.get();
+    return true;
+}
