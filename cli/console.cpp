@@ -3,6 +3,7 @@
 #include "cli/console.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -26,6 +27,11 @@ static bool write_all(int fd, std::string_view text) {
         const ssize_t written = write(fd, text.data(), text.size());
         if (written < 0 && errno == EINTR)
             continue;
+        if (written < 0 && errno == EAGAIN) {
+            struct pollfd ready = {fd, POLLOUT, 0};
+            poll(&ready, 1, -1);
+            continue;
+        }
         if (written < 0)
             return false;
         text.remove_prefix(static_cast<size_t>(written));
@@ -118,23 +124,26 @@ void console::pass_on_streams() {
     pass_on(m_err);
 }
 
-bool console::write_text(stream &to, std::string_view text) {
+void console::write_text(stream &to, std::string_view text) {
     if (text.empty())
-        return true;
-    if (!m_terminal) {
+        return;
+    bool written = false;
+    if (m_terminal) {
+        erase_status();
+        m_line_open = text.back() != '\n';
+        written = write_all(to.real_fd, printable_lines(text));
+    } else {
         // The engine's own lines pass through the C library: behind them.
         FILE *const library_stream = to.number == STDOUT_FILENO ? stdout : stderr;
-        const bool written =
-            std::fwrite(text.data(), 1, text.size(), library_stream) == text.size();
-        return std::fflush(library_stream) == 0 && written;
+        written = std::fwrite(text.data(), 1, text.size(), library_stream) == text.size();
+        written = std::fflush(library_stream) == 0 && written;
     }
-    erase_status();
-    m_line_open = text.back() != '\n';
-    return write_all(to.real_fd, printable_lines(text));
+    if (!written && to.number == STDOUT_FILENO && m_output_error == 0)
+        m_output_error = errno;
 }
 
-bool console::print(std::string_view text) {
-    return write_text(m_out, text);
+void console::print(std::string_view text) {
+    write_text(m_out, text);
 }
 
 void console::print_error(const std::string &line) {

@@ -23,9 +23,10 @@ class console {
     console(const console &) = delete;
     console &operator=(const console &) = delete;
 
-    // Prints user text (line breaks included) on standard output. False when it
-    // could not be written: whoever listened has gone.
-    bool print(std::string_view text);
+    // Prints user text (line breaks included) on standard output. The error number
+    // of the first text that could not be written stays in output_error().
+    void print(std::string_view text);
+    int output_error() const { return m_output_error; }
     // Prints one line on standard error.
     void print_error(const std::string &line);
     // Shows `text` as the status line; the empty text removes it. Nothing
@@ -45,13 +46,14 @@ class console {
 
     void take_over(stream &which);
     void pass_on(stream &from);
-    bool write_text(stream &to, std::string_view text);
+    void write_text(stream &to, std::string_view text);
     void erase_status();
 
     stream m_out, m_err;
     bool m_terminal = false;
     bool m_line_open = false;  // the last text did not end its line
     std::string m_status;      // as it stands on the terminal now
+    int m_output_error = 0;    // of standard output
 };
 
 #endif

@@ -10,29 +10,33 @@
 #include "model/f3write.h"
 #include "model/utils.h"
 
-job::job(std::string path, int start_index, job_steps steps)
-    : m_path(std::move(path)),
-      m_start_index(start_index),
-      m_thread([this, steps] { run(steps); }) {}
+job::job(job_plan plan) : m_plan(std::move(plan)), m_thread([this] { run(); }) {}
 
 job::~job() {
     m_thread.join();
 }
 
-void job::run(job_steps steps) {
-    const char *path = m_path.c_str();
-    if (steps.remove) {
-        f3write_unlink_old_files(path, m_start_index);
-        engine_read_results results = {};
-        engine_results_read(&results);
-        m_removal_listing_error = results.listing_error;
-    }
-    if (steps.fill)
-        f3write_fill_fs(path, m_start_index, 1);
-    if (steps.read) {
-        int *files = ls_my_files(path, m_start_index);
-        f3read_iterate_files(path, files, m_start_index, 1);
-        std::free(files);
-    }
+void job::remove_files() {
+    f3write_unlink_old_files(m_plan.folder.c_str(), m_plan.start_index);
+    engine_read_results results = {};
+    engine_results_read(&results);
+    m_removal_listing_error = results.listing_error;
+}
+
+void job::read_files() {
+    const char *path = m_plan.folder.c_str();
+    m_plan.before_read();
+    int *files = ls_my_files(path, m_plan.start_index);
+    f3read_iterate_files(path, files, m_plan.start_index, 1);
+    std::free(files);
+}
+
+void job::run() {
+    if (m_plan.steps.remove && m_plan.may_go_on())
+        remove_files();
+    if (m_plan.steps.fill && m_plan.may_go_on())
+        f3write_fill_fs(m_plan.folder.c_str(), m_plan.start_index, 1);
+    if (m_plan.steps.read && m_plan.may_go_on())
+        read_files();
     m_done.store(true, std::memory_order_release);
 }

@@ -3,6 +3,7 @@
 #define TROVIK_CLI_JOB_H
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -13,12 +14,21 @@ struct job_steps {
     bool read = false;
 };
 
+// What a job does, and what the shell wants to be asked in between, on the job's
+// thread.
+struct job_plan {
+    std::string folder;   // on whose root the test files lie
+    int start_index = 0;  // of the first test file
+    job_steps steps;
+    std::function<bool()> may_go_on;    // before each step; false ends the job there
+    std::function<void()> before_read;  // once, before the files are listed and read
+};
+
 // One job at a time: the engine's state belongs to one thread. The destructor
 // waits for the job's end.
 class job {
  public:
-    // `path` is the folder on whose root the test files lie.
-    job(std::string path, int start_index, job_steps steps);
+    explicit job(job_plan plan);
     ~job();
     job(const job &) = delete;
     job &operator=(const job &) = delete;
@@ -30,10 +40,11 @@ class job {
     int removal_listing_error() const { return m_removal_listing_error; }
 
  private:
-    void run(job_steps steps);
+    void run();
+    void remove_files();
+    void read_files();
 
-    const std::string m_path;
-    const int m_start_index;
+    const job_plan m_plan;
     int m_removal_listing_error = 0;
     std::atomic<bool> m_done{false};
     std::thread m_thread;

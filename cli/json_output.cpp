@@ -18,6 +18,17 @@ json_output::~json_output() {
         close(m_fd);
 }
 
+// Where a chain of links ends, whether there is something or not.
+static std::filesystem::path final_target(std::filesystem::path path) {
+    constexpr int links_max = 40;  // as many as the system itself follows
+    std::error_code error;
+    for (int i = 0; i < links_max && std::filesystem::is_symlink(path, error); ++i) {
+        const std::filesystem::path next = std::filesystem::read_symlink(path, error);
+        path = next.is_absolute() ? next : path.parent_path() / next;
+    }
+    return path;
+}
+
 bool json_output::open(const std::optional<std::string> &target, const volume_info &tested,
                        std::string &error) {
     if (!target)
@@ -32,9 +43,11 @@ bool json_output::open(const std::optional<std::string> &target, const volume_in
         return false;
     }
     m_name = "'" + printable_text(*target) + "'";
-    const std::filesystem::path folder = std::filesystem::path(*target).parent_path();
+    // A link that leads nowhere yet is resolved too: it says where the file will be.
+    const std::filesystem::path file(final_target(*target));
     bool same = false;
-    if (!volume_same_file_system(folder.empty() ? "." : folder.string(), tested.root, same, error))
+    if (!volume_same_file_system(file.has_parent_path() ? file.parent_path().string() : ".",
+                                 tested.root, same, error))
         return false;
     if (same) {
         error = m_name + " lies on the volume that is to be tested";

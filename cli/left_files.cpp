@@ -19,24 +19,26 @@ namespace {
 struct answer {
     std::mutex mutex;
     std::condition_variable arrived;
-    std::optional<std::string> text;
+    bool is_there = false;
+    std::optional<std::string> text;  // none when the folder could not be read
 };
 
 }  // namespace
 
-// What the engine has written in this process.
-static std::string recorded_files(int start_index) {
+// What the engine has written in this process. What an earlier run left is not
+// among it, so none written does not mean none there.
+static std::optional<std::string> recorded_files(int start_index) {
     engine_write_results written = {};
     engine_results_write(&written);
     if (written.files_created == 0)
-        return {};
+        return std::nullopt;
     std::string text = std::to_string(start_index + 1) + ".fff";
     if (written.files_created > 1)
         text += " to " + std::to_string(start_index + written.files_created) + ".fff";
     return text;
 }
 
-std::string left_files_text(const std::string &folder, int start_index) {
+std::optional<std::string> left_files_text(const std::string &folder, int start_index) {
     const auto shared = std::make_shared<answer>();
     std::thread([shared, folder, start_index] {
         test_file_scan scan;
@@ -45,11 +47,10 @@ std::string left_files_text(const std::string &folder, int start_index) {
         const std::lock_guard lock(shared->mutex);
         if (complete)
             shared->text = test_files_text(scan.numbers);
-        else
-            shared->text = recorded_files(start_index);
+        shared->is_there = true;
         shared->arrived.notify_one();
     }).detach();
     std::unique_lock lock(shared->mutex);
-    shared->arrived.wait_for(lock, patience, [&] { return shared->text.has_value(); });
-    return shared->text ? *shared->text : recorded_files(start_index);
+    shared->arrived.wait_for(lock, patience, [&] { return shared->is_there; });
+    return shared->text ? shared->text : recorded_files(start_index);
 }

@@ -2,11 +2,13 @@
 #ifndef TROVIK_CLI_LEFT_FILES_H
 #define TROVIK_CLI_LEFT_FILES_H
 
+#include <optional>
 #include <string>
 
 // Names the test files in `folder` from `start_index` on, as "1.fff to 3.fff";
 // empty when there are none. A volume that does not answer within two seconds is
-// not waited for: what the engine has recorded is named instead. Any thread.
-std::string left_files_text(const std::string &folder, int start_index);
+// not waited for: what the engine has written in this process is named instead;
+// nothing when that cannot tell either. Any thread.
+std::optional<std::string> left_files_text(const std::string &folder, int start_index);
 
 #endif

@@ -1,4 +1,8 @@
 // trovik-cli: tests a mounted volume from the command line.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 
 #include "cli/arguments.h"
@@ -14,7 +18,18 @@ static int fail(int status, const std::string &reason) {
     return status;
 }
 
+// A process can be started without the standard streams. The first files that it
+// opens would then take their numbers, and whatever is printed would land in them:
+// in a test file, or in the report.
+static void fill_standard_streams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF)
+            open("/dev/null", O_RDWR);
+    }
+}
+
 int main(int argc, char **argv) {
+    fill_standard_streams();
     cli_arguments arguments;
     int status = 0;
     if (!cli_parse_arguments(argc, argv, arguments, status))

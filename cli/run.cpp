@@ -1,17 +1,22 @@
 // The engine works on a thread of its own and knows nobody; this polls it ten
-// times a second and prints what it finds.
+// times a second and prints what it finds. Before each of its steps the path is
+// looked at again: a volume can go away in the middle of a run, and what lies
+// below its mount point is not ours.
 //
 // Two ends can come unbidden: a signal, on the main thread, and a failure that
 // ends the engine's process, on the engine's. Whichever takes the lock first has
 // the last word: it is never given back.
 #include "cli/run.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <mutex>
 
 #include "cli/console.h"
 #include "cli/exit_status.h"
+#include "cli/folder_anchor.h"
 #include "cli/job.h"
 #include "cli/left_files.h"
 #include "cli/status_line.h"
@@ -27,6 +32,7 @@
 #include "report/report_json.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
+#include "volume/device_buffers.h"
 
 constexpr std::chrono::milliseconds poll_interval{100};
 
@@ -49,22 +55,29 @@ class command_run {
     int fill();
     int read_back();
     void do_steps(job_steps steps);
-    bool poll();
+    bool is_volume_in_place();
+    void see_to_medium();
+    int poll();
     void show_status();
     [[noreturn]] void end_by_signal(int signal_number);
     void pass_on_last_words();
     void say_what_is_left();
+    int finish(int status);
     run_snapshot snapshot() const;
     void print_report(const report_facts &facts);
     void print_verdict(const std::string &sentence, const std::vector<std::string> &reasons,
                        const std::vector<std::string> &notes);
-    int write_json(const std::optional<report_json_fatal> &fatal,
-                   const std::optional<report_facts> &facts, int status);
+    bool write_json(const std::optional<report_json_fatal> &fatal);
 
     const cli_arguments &m_arguments;
     const run_target &m_target;
     json_output &m_json;
-    run_scope m_scope;
+    const folder_anchor m_anchor;
+    run_scope m_scope;                    // main thread, while no job runs
+    std::optional<report_facts> m_facts;  // likewise: the report, once there is one
+    // Found out by the job's thread, read by both.
+    std::atomic<bool> m_volume_gone{false};
+    std::atomic<bool> m_may_rest_on_memory{false};
     std::mutex m_mutex;  // guards everything below while a job runs
     console m_console;
     speed_window m_speed;
@@ -91,7 +104,7 @@ static std::string shell_quoted(const std::string &text) {
 
 command_run::command_run(const cli_arguments &arguments, const run_target &target,
                          json_output &json)
-    : m_arguments(arguments), m_target(target), m_json(json) {
+    : m_arguments(arguments), m_target(target), m_json(json), m_anchor(target.folder) {
     m_scope.start_index = arguments.start_index;
     set_engine_volume_path(target.folder.c_str());
     current_run = this;
@@ -121,14 +134,10 @@ int command_run::execute() {
 int command_run::remove_files() {
     const std::string before = test_files_text(m_target.files.numbers);
     do_steps({.remove = true});
-    if (m_scope.removal_listing_error != 0) {
-        m_console.print_error("trovik-cli: '" + printable_text(m_target.folder) +
-                              "' could not be read to its end, test files may be left: " +
-                              error_text(m_scope.removal_listing_error));
-        return EXIT_STATUS_NOT_TESTED;
-    }
-    m_console.print(before.empty() ? "There were no test files.\n" : "Removed " + before + ".\n");
-    return 0;
+    if (!m_volume_gone && m_scope.removal_listing_error == 0)
+        m_console.print(before.empty() ? "There were no test files.\n"
+                                       : "Removed " + before + ".\n");
+    return finish(0);
 }
 
 int command_run::fill() {
@@ -136,7 +145,7 @@ int command_run::fill() {
     do_steps({.remove = true, .fill = true});
     const fill_verdict verdict = fill_verdict_judge(snapshot());
     print_verdict(verdict.sentence, verdict.reasons, verdict.notes);
-    return fill_verdict_exit_status(verdict);
+    return finish(fill_verdict_exit_status(verdict));
 }
 
 int command_run::read_back() {
@@ -145,38 +154,86 @@ int command_run::read_back() {
     m_scope.has_read = true;
     do_steps({.remove = is_test, .fill = is_test, .read = true});
 
-    const report_facts facts = report_facts_collect(
-        m_target.folder, m_target.volume.capacity_bytes.value_or(0), cli_version_text());
     const verdict_result verdict = verdict_judge(snapshot());
-    print_report(facts);
+    if (!m_volume_gone) {
+        m_facts = report_facts_collect(m_target.folder, m_target.volume.capacity_bytes.value_or(0),
+                                       cli_version_text());
+        print_report(*m_facts);
+    }
     print_verdict(verdict_sentence(verdict.verdict), verdict.reasons, verdict.notes);
-    const int status = write_json(std::nullopt, facts, verdict_exit_status(verdict.verdict));
-    if (is_test && !m_arguments.keep_files)
+    if (is_test && !m_arguments.keep_files && !m_volume_gone)
         do_steps({.remove = true});
-    return status;
+    return finish(verdict_exit_status(verdict.verdict));
+}
+
+// Says what went wrong beside the test itself and writes the JSON report. Returns
+// `status`, or another one when it would claim that all is well.
+int command_run::finish(int status) {
+    int failure = 0;
+    const auto fail = [&](const std::string &line) {
+        m_console.print_error("trovik-cli: " + line);
+        failure = EXIT_STATUS_NOT_TESTED;
+    };
+    const std::string folder = "'" + printable_text(m_target.folder) + "'";
+    if (m_volume_gone)
+        fail("the volume on " + folder +
+             " was unmounted or replaced during the run; what stands there now was not touched");
+    if (m_scope.removal_listing_error != 0)
+        fail(folder + " could not be read to its end, test files may be left: " +
+             error_text(m_scope.removal_listing_error));
+    if (m_console.output_error() != 0)
+        fail("standard output could not be written: " + error_text(m_console.output_error()));
+    if (!write_json(std::nullopt))
+        failure = EXIT_STATUS_NOT_TESTED;
+    return status == 0 ? failure : status;
 }
 
 void command_run::do_steps(job_steps steps) {
-    job running(m_target.folder, m_arguments.start_index, steps);
+    job_plan plan;
+    plan.steps = steps;
+    plan.folder = m_target.folder;
+    plan.start_index = m_arguments.start_index;
+    plan.may_go_on = [this] { return is_volume_in_place(); };
+    plan.before_read = [this] { see_to_medium(); };
+    job running(std::move(plan));
     while (running.is_running()) {
         if (const int signal_number = stop_signals_wait(poll_interval))
             end_by_signal(signal_number);
-        if (!poll())
+        if (poll() == EPIPE)
             end_by_signal(SIGPIPE);
     }
     poll();
-    if (steps.remove && m_scope.removal_listing_error == 0)
+    if (m_scope.removal_listing_error == 0)
         m_scope.removal_listing_error = running.removal_listing_error();
 }
 
-// Prints what has come in since the last time. False when nobody can read it.
-bool command_run::poll() {
+// On the job's thread, before each step.
+bool command_run::is_volume_in_place() {
+    if (!m_anchor.is_in_place())
+        m_volume_gone = true;
+    return !m_volume_gone;
+}
+
+// On the job's thread, before the files are read: nothing may come from memory
+// that the medium has lost.
+void command_run::see_to_medium() {
+    std::string reason;
+    if (device_buffers_drop(m_target.volume, reason))
+        return;
+    m_may_rest_on_memory = true;
+    const std::lock_guard lock(m_mutex);
+    m_console.print("What is read now may come from the computer's memory: " + reason + "\n");
+}
+
+// Prints what has come in since the last time. Returns the error number of an
+// output that could not be written, or 0.
+int command_run::poll() {
     const std::lock_guard lock(m_mutex);
     m_console.pass_on_streams();
     const engine_log_view lines = engine_log_take_view();
-    const bool printed = m_console.print({lines.text, lines.length});
+    m_console.print({lines.text, lines.length});
     show_status();
-    return printed;
+    return m_console.output_error();
 }
 
 void command_run::show_status() {
@@ -204,7 +261,10 @@ void command_run::show_status() {
 }
 
 run_snapshot command_run::snapshot() const {
-    return run_snapshot_collect(m_scope);
+    run_scope scope = m_scope;
+    scope.volume_gone = m_volume_gone;
+    scope.may_rest_on_memory = m_may_rest_on_memory;
+    return run_snapshot_collect(scope);
 }
 
 void command_run::print_report(const report_facts &facts) {
@@ -237,12 +297,10 @@ static report_json_volume json_volume(const volume_info &volume) {
     return json;
 }
 
-// Returns `status`, or another one when the report that was asked for could not
-// be written.
-int command_run::write_json(const std::optional<report_json_fatal> &fatal,
-                            const std::optional<report_facts> &facts, int status) {
+// False, with the reason said, when a report that is wanted could not be written.
+bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     if (!m_json.is_wanted())
-        return status;
+        return true;
     report_json_input input;
     input.program = "trovik-cli";
     input.version = cli_version_text();
@@ -251,13 +309,13 @@ int command_run::write_json(const std::optional<report_json_fatal> &fatal,
     input.volume = json_volume(m_target.volume);
     input.run = snapshot();
     input.verdict = verdict_judge(input.run);
-    input.facts = facts;
+    input.facts = m_facts;
     input.fatal = fatal;
     std::string error;
     if (m_json.write(report_json_text(input), error))
-        return status;
+        return true;
     m_console.print_error("trovik-cli: the JSON report could not be written to " + error);
-    return status == 0 ? EXIT_STATUS_NOT_TESTED : status;
+    return false;
 }
 
 // Everything that has been said so far, the status line gone, the streams as the
@@ -272,10 +330,11 @@ void command_run::pass_on_last_words() {
 void command_run::say_what_is_left() {
     if (m_arguments.command == cli_command::read)
         return;
-    const std::string files = left_files_text(m_target.folder, m_arguments.start_index);
-    if (files.empty()) {
-        m_console.print_error("trovik-cli: no test files are left on '" +
-                              printable_text(m_target.folder) + "'");
+    const std::string folder = "'" + printable_text(m_target.folder) + "'";
+    const std::optional<std::string> files =
+        left_files_text(m_target.folder, m_arguments.start_index);
+    if (files && files->empty()) {
+        m_console.print_error("trovik-cli: no test files are left on " + folder);
         return;
     }
     std::string command = "trovik-cli clean " + shell_quoted(m_target.folder);
@@ -283,8 +342,9 @@ void command_run::say_what_is_left() {
         command += " --start-at=" + std::to_string(m_arguments.start_index + 1);
     if (m_arguments.force)
         command += " --force";
-    m_console.print_error("trovik-cli: test files left on '" + printable_text(m_target.folder) +
-                          "': " + files + "; remove them with: " + printable_text(command));
+    const std::string what = files ? "test files left on " + folder + ": " + *files
+                                   : "test files may be left on " + folder;
+    m_console.print_error("trovik-cli: " + what + "; remove them with: " + printable_text(command));
 }
 
 void command_run::end_by_signal(int signal_number) {
@@ -293,7 +353,7 @@ void command_run::end_by_signal(int signal_number) {
     const std::string reason = std::string("stopped by ") + stop_signals_name(signal_number);
     m_console.print_error("trovik-cli: " + reason);
     say_what_is_left();
-    write_json(report_json_fatal{reason, 128 + signal_number}, std::nullopt, 0);
+    write_json(report_json_fatal{reason, 128 + signal_number});
     stop_signals_die_of(signal_number);
 }
 
@@ -305,7 +365,7 @@ void command_run::end_by_failure(const char *message, int exit_status) {
     if (written.write_error != 0)
         m_console.print_error("trovik-cli: writing failed: " + error_text(written.write_error));
     say_what_is_left();
-    write_json(report_json_fatal{message, exit_status}, std::nullopt, 0);
+    write_json(report_json_fatal{message, exit_status});
 }
 
 int run_command(const cli_arguments &arguments, const run_target &target, json_output &json) {

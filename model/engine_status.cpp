@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdio>
 
+#include "model/c_numbers.h"
 #include "model/engine_publish.h"
 #include "model/free_space.h"
 
@@ -133,6 +134,7 @@ void publish_volume_intact(uint32_t intact) {
 }
 
 void publish_result_text(enum engine_result_text which, uint64_t bytes) {
+    const c_numbers with_points;
     double value = static_cast<double>(bytes);
     const char *unit = scale_to_unit(&value);
     published_text &text = result_texts[which];

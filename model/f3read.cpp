@@ -208,7 +208,7 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     *overwritten = counts.overwritten;
     *read_all = std::feof(stream);
     ENGINE_REQUIRE_AS(*read_all || read_error == EIO, "*read_all || errno == EIO", module);
-    *size = static_cast<uint64_t>(std::ftell(stream));
+    *size = static_cast<uint64_t>(ftello(stream));
     std::fclose(stream);
     std::fputs("\n", stdout);
     record_bytes_read(before.bytes_read + *size);

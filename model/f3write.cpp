@@ -33,8 +33,16 @@ constexpr int32_t measurement_period_ms = 1000;
 /* Written and read by the test's thread alone: the last phase's average. */
 static double avg_write_speed = 0.0;
 
+/* Written and read by the test's thread alone: the folder that the write phase
+ * began on, while it runs. */
+static struct stat phase_folder;
+static bool phase_folder_known = false;
+
 void f3write_unlink_old_files(const char *path, int start_at) {
     const enum engine_phase phase_before = record_phase(ENGINE_PHASE_REMOVING);
+    /* Names are removed in the very folder that was listed, whatever is mounted
+     * over it meanwhile. One that cannot be opened ends the listing. */
+    const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     int *files = ls_my_files(path, start_at);
     for (const int *index = files; *index >= 0; ++index) {
         char full_fn[ENGINE_PATH_MAX];
@@ -42,10 +50,11 @@ void f3write_unlink_old_files(const char *path, int start_at) {
         full_fn_from_number(full_fn, &filename, path, *index);
         log_line_whole("Removing old file number %d ...\n",
                        static_cast<int>(static_cast<uint32_t>(*index) + 1U));
-        if (unlink(full_fn) != 0)
+        if (unlinkat(folder, filename, 0) != 0)
             engine_fatal_exit(errno, "ERR: Can't remove file", full_fn);
     }
     std::free(files);
+    close(folder);
     record_phase(phase_before);
 }
 
@@ -97,11 +106,13 @@ double f3write_fill_fs(const char *path, int start_at, int show_progress) {
         return 1.0;
     }
 
+    phase_folder_known = stat(path, &phase_folder) == 0;
     struct write_flow fw = new_write_flow(free_bytes, show_progress);
     int index = start_at;
     while (create_and_fill_file(path, index, test_file_size, &fw) == 1)
         index = static_cast<int>(static_cast<uint32_t>(index) + 1U);
 
+    phase_folder_known = false;
     const int known = free_space_query(path, &free_bytes);
     record_free_at_end(free_bytes, known);
     log_free_space(free_bytes);
@@ -123,19 +134,51 @@ static bool is_own_file(int fd) {
     return false;
 }
 
-/* Opens a test file for writing, empty, without following a link and without
- * waiting for a FIFO's other end. Returns the descriptor, or -1 with the reason
- * in errno. */
-static int open_for_writing(const char *full_fn) {
-    const int fd =
-        open(full_fn, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (fd < 0)
-        return -1;
-    if (is_own_file(fd) && ftruncate(fd, 0) == 0)
-        return fd;
+/* Closes a descriptor, errno untouched: the reason for closing it is in there. */
+static void close_after_failure(int fd) {
     const int error = errno;
     close(fd);
     errno = error;
+}
+
+/* Whether the folder is still the one that the phase began on. A volume that is
+ * unmounted under a running test uncovers a folder of the system, which must not
+ * be filled in its place. If not, the reason in errno. */
+static bool is_phase_folder(int folder) {
+    struct stat status = {};
+    if (!phase_folder_known)
+        return true;
+    if (fstat(folder, &status) != 0)
+        return false;
+    if (status.st_dev == phase_folder.st_dev && status.st_ino == phase_folder.st_ino)
+        return true;
+    errno = ENODEV;
+    return false;
+}
+
+/* Empties a file that has something in it: not every file system can, and a new
+ * file needs it not. */
+static bool empty_file(int fd) {
+    struct stat status = {};
+    return fstat(fd, &status) == 0 && (status.st_size == 0 || ftruncate(fd, 0) == 0);
+}
+
+/* Opens a test file for writing, empty, without following a link and without
+ * waiting for a FIFO's other end. Returns the descriptor, or -1 with the reason
+ * in errno. */
+static int open_for_writing(const char *path, const char *filename) {
+    const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return -1;
+    const int fd =
+        is_phase_folder(folder)
+            ? openat(folder, filename, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                     S_IRUSR | S_IWUSR)
+            : -1;
+    close_after_failure(folder);
+    if (fd < 0 || (is_own_file(fd) && empty_file(fd)))
+        return fd;
+    close_after_failure(fd);
     return -1;
 }
 
@@ -144,7 +187,10 @@ static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
     std::printf("Write to file %s failed", full_fn);
     std::fflush(stdout);
-    log_line_whole("Write to file %s failed", full_fn);
+    /* A line that is too long would end the process for its length; let it end
+     * for the reason that the user needs to know. */
+    if (std::snprintf(nullptr, 0, "Write to file %s failed", full_fn) < LOG_LINE_SIZE)
+        log_line_whole("Write to file %s failed", full_fn);
 }
 
 /* Writes `size` bytes from `offset` on to `fd`. Returns 1 when all was written,
@@ -187,7 +233,7 @@ int create_and_fill_file(const char *path, int index, uint64_t size, struct writ
                    static_cast<int>(static_cast<uint32_t>(index) + 1U));
     std::fflush(stdout);
 
-    const int fd = open_for_writing(full_fn);
+    const int fd = open_for_writing(path, filename);
     if (fd < 0) {
         if (errno != ENOSPC)
             engine_fatal_exit(errno, "ERR: Can't create file", full_fn);

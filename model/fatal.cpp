@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
@@ -42,10 +43,18 @@ void engine_assertion_failed(const char *condition, const char *function, const 
     std::abort();
 }
 
+/* Only the low eight bits of a status reach whoever waits for the process. An
+ * error number without any there (a file system in user space may make one up)
+ * must not look like success. */
+static int failure_status(int error) {
+    return (error & 0xFF) != 0 ? error & 0xFF : EIO;
+}
+
 void engine_fatal_exit(int error, const char *what, const char *path) {
     char message[message_size];
     std::snprintf(message, sizeof message, "%s: %s %s: %s", program_name(), what, path,
                   std::generic_category().message(error).c_str());
-    announce(message, error);
-    _exit(error);
+    const int exit_status = failure_status(error);
+    announce(message, exit_status);
+    _exit(exit_status);
 }

@@ -5,11 +5,13 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "model/c_numbers.h"
 #include "model/engine_log.h"
 #include "model/fatal.h"
 
 int log_line_whole(const char *format, ...) {
     char line[LOG_LINE_SIZE];
+    const c_numbers with_points;
     va_list arguments;
     va_start(arguments, format);
     const int length = std::vsnprintf(line, sizeof line, format, arguments);

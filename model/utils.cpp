@@ -57,7 +57,7 @@ static int *list_with_room(int *list, int *capacity, int needed) {
         return list;
     const int grown = std::max(needed, *capacity + *capacity / 2);
     int *ret = static_cast<int *>(std::realloc(list, static_cast<size_t>(grown) * sizeof *list));
-    ENGINE_REQUIRE_AS(ret != nullptr, "ret", module);
+    ENGINE_REQUIRE_IN("__ls_my_files", ret != nullptr, "ret", module);
     *capacity = grown;
     return ret;
 }

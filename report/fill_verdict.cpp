@@ -8,6 +8,7 @@
 
 fill_verdict fill_verdict_judge(const run_snapshot &run) {
     fill_verdict verdict;
+    add_reasons_volume_gone(run, verdict.reasons);
     add_reasons_unfinished(run, verdict.reasons);
     add_reasons_listing(run, verdict.reasons);
     add_reasons_space_left(run, verdict.reasons, verdict.notes);

@@ -132,6 +132,7 @@ static json read_object(const run_snapshot &run) {
     object["counts_agree"] = finished ? json(read.counts_agree != 0) : json(nullptr);
     object["files"] = read.files;
     object["files_stopped"] = read.files_cut;
+    object["may_rest_on_memory"] = run.scope.may_rest_on_memory;
     return object;
 }
 

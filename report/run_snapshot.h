@@ -24,6 +24,11 @@ struct run_scope {
     // Error number when the folder could not be read to its end while old test
     // files were being removed, else 0. The engine keeps only the last listing's.
     std::int32_t removal_listing_error = 0;
+    // The volume was unmounted or replaced during the run.
+    bool volume_gone = false;
+    // What was read may have come from the computer's memory and not from the
+    // volume's medium.
+    bool may_rest_on_memory = false;
 };
 
 struct run_snapshot {

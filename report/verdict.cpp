@@ -19,6 +19,7 @@ verdict_result verdict_judge(const run_snapshot &run) {
     reason_list &reasons = result.reasons;
     add_reasons_lost_data(run, reasons);
     add_reasons_nothing_tested(run, reasons);
+    add_reasons_volume_gone(run, reasons);
     add_reasons_unfinished(run, reasons);
     add_reasons_stopped_files(run, reasons);
     add_reasons_missing_files(run, reasons);
@@ -32,8 +33,11 @@ verdict_result verdict_judge(const run_snapshot &run) {
         result.verdict = run_verdict::data_lost;
     else if (!run_snapshot_tested(run))
         result.verdict = run_verdict::nothing_tested;
+    else if (!reasons.empty())
+        result.verdict = run_verdict::incomplete;
     else
-        result.verdict = reasons.empty() ? run_verdict::intact : run_verdict::incomplete;
+        result.verdict = run.scope.may_rest_on_memory ? run_verdict::unproven : run_verdict::intact;
+    add_reasons_memory(run, reasons);
     return result;
 }
 
@@ -45,6 +49,8 @@ const char *verdict_word(run_verdict verdict) {
             return "data_lost";
         case run_verdict::incomplete:
             return "incomplete";
+        case run_verdict::unproven:
+            return "unproven";
         case run_verdict::nothing_tested:
             break;
     }
@@ -59,6 +65,9 @@ const char *verdict_sentence(run_verdict verdict) {
             return "Data lost: this volume did not give back what was written to it.";
         case run_verdict::incomplete:
             return "Incomplete: what was read is intact, but not everything could be tested.";
+        case run_verdict::unproven:
+            return "Unproven: what was read is intact, but it may have come from the computer's "
+                   "memory.";
         case run_verdict::nothing_tested:
             break;
     }
@@ -66,14 +75,18 @@ const char *verdict_sentence(run_verdict verdict) {
 }
 
 int verdict_exit_status(run_verdict verdict) {
-    // The numbers of sysexits.h: EX_DATAERR and EX_IOERR.
+    // The numbers of sysexits.h: EX_DATAERR, EX_IOERR and EX_TEMPFAIL (try again, and
+    // it may come out otherwise).
     constexpr int status_data_lost = 65;
     constexpr int status_not_tested = 74;
+    constexpr int status_unproven = 75;
     switch (verdict) {
         case run_verdict::intact:
             return 0;
         case run_verdict::data_lost:
             return status_data_lost;
+        case run_verdict::unproven:
+            return status_unproven;
         case run_verdict::incomplete:
         case run_verdict::nothing_tested:
             break;

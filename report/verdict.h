@@ -20,6 +20,7 @@ enum class run_verdict {
     data_lost,       // data did not come back as it was written
     incomplete,      // what could be read is intact, but not everything could
     nothing_tested,  // not one sector was read
+    unproven,        // intact as far as was seen, but perhaps only in the computer's memory
 };
 
 struct verdict_result {
@@ -33,18 +34,18 @@ struct verdict_result {
 
 // Judges a finished run, or one that ended early: what it had not reached by then
 // is a reason. Where several verdicts hold it is the first of data_lost,
-// nothing_tested, incomplete. Any thread, as all functions below.
+// nothing_tested, incomplete, unproven. Any thread, as all functions below.
 verdict_result verdict_judge(const run_snapshot &run);
 
-// "intact", "data_lost", "incomplete", "nothing_tested": for programs, never to
+// "intact", "data_lost", "incomplete", "nothing_tested", "unproven": for programs, never to
 // change.
 const char *verdict_word(run_verdict verdict);
 
 // One sentence for people.
 const char *verdict_sentence(run_verdict verdict);
 
-// Status of a process that reports this verdict: 0 intact, 65 data lost, 74
-// otherwise.
+// Status of a process that reports this verdict: 0 intact, 65 data lost, 75
+// unproven, 74 otherwise.
 int verdict_exit_status(run_verdict verdict);
 
 #endif

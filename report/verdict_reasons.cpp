@@ -62,10 +62,22 @@ void add_reasons_nothing_tested(const run_snapshot &run, reason_list &reasons) {
         return;
     if (!run.scope.has_read)
         reasons.emplace_back("Nothing was tested: no test file was read back.");
-    else if (run.read.files == 0)
+    else if (run.read.files == 0 && run_snapshot_read_finished(run))
         reasons.emplace_back("Nothing was tested: there was no test file to read back.");
     else
         reasons.emplace_back("Nothing was tested: not one sector could be read back.");
+}
+
+void add_reasons_volume_gone(const run_snapshot &run, reason_list &reasons) {
+    if (run.scope.volume_gone)
+        reasons.emplace_back("The volume was unmounted or replaced during the run.");
+}
+
+void add_reasons_memory(const run_snapshot &run, reason_list &reasons) {
+    if (run.scope.may_rest_on_memory)
+        reasons.emplace_back(
+            "The file system keeps a copy of the device in the computer's memory that could not be "
+            "dropped: run as root, or take the volume out, put it back and read it again.");
 }
 
 void add_reasons_unfinished(const run_snapshot &run, reason_list &reasons) {
@@ -192,7 +204,7 @@ void add_reasons_space_left(const run_snapshot &run, reason_list &reasons, reaso
         return;
     }
     const std::string share =
-        write.free_at_start == 0 ? "" : " (" + percent_text(left, write.free_at_start) + ")";
+        write.free_at_start < left ? "" : " (" + percent_text(left, write.free_at_start) + ")";
     reasons.push_back(left_text + share + " of the " + size_text_from_bytes(write.free_at_start) +
                       " that were free could not be filled and were not tested. On ext4 the usual "
                       "reason are blocks reserved for the super-user: run as root to test them.");

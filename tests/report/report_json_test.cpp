@@ -64,7 +64,9 @@ TEST(report_json, has_the_volume_and_null_for_what_is_not_known) {
     EXPECT_EQ(volume["removable"], true);
     EXPECT_TRUE(volume["ejectable"].is_null());
     EXPECT_EQ(volume["internal"], false);
-    for (const auto &value : parsed(report_json_input())["volume"])
+    const json unknown = parsed(report_json_input())["volume"];
+    EXPECT_EQ(unknown.size(), 10U);
+    for (const auto &value : unknown)
         EXPECT_TRUE(value.is_null());
 }
 

@@ -56,6 +56,21 @@ static std::vector<verdict_case> cases() {
                  file.index += 4;
          },
          intact},
+        {"perhaps read from memory", filled, [](auto &run) { run.scope.may_rest_on_memory = true; },
+         run_verdict::unproven},
+        {"perhaps read from memory, only read", reading,
+         [](auto &run) { run.scope.may_rest_on_memory = true; }, run_verdict::unproven},
+        {"perhaps read from memory, bad all the same", counterfeit_run(),
+         [](auto &run) { run.scope.may_rest_on_memory = true; }, lost},
+        {"perhaps read from memory, a file missing", filled,
+         [](auto &run) {
+             run.scope.may_rest_on_memory = true;
+             run.missing.push_back({1, 1});
+             run.read.missing = 1;
+         },
+         incomplete},
+        {"the volume went away", filled, [](auto &run) { run.scope.volume_gone = true; },
+         incomplete},
         // one bad sector of each class
         {"a corrupted sector", filled, [](auto &run) { run.read.corrupted = 1; }, lost},
         {"a changed sector", filled, [](auto &run) { run.read.changed = 1; }, lost},
@@ -296,6 +311,7 @@ TEST(verdict, exit_statuses_are_those_of_the_command_line) {
     EXPECT_EQ(verdict_exit_status(run_verdict::data_lost), 65);
     EXPECT_EQ(verdict_exit_status(run_verdict::incomplete), 74);
     EXPECT_EQ(verdict_exit_status(run_verdict::nothing_tested), 74);
+    EXPECT_EQ(verdict_exit_status(run_verdict::unproven), 75);
 }
 
 TEST(verdict, words_for_programs_are_fixed) {
@@ -303,12 +319,14 @@ TEST(verdict, words_for_programs_are_fixed) {
     EXPECT_STREQ(verdict_word(run_verdict::data_lost), "data_lost");
     EXPECT_STREQ(verdict_word(run_verdict::incomplete), "incomplete");
     EXPECT_STREQ(verdict_word(run_verdict::nothing_tested), "nothing_tested");
+    EXPECT_STREQ(verdict_word(run_verdict::unproven), "unproven");
 }
 
 TEST(verdict, sentences_differ) {
     std::vector<std::string> sentences;
-    for (const run_verdict verdict : {run_verdict::intact, run_verdict::data_lost,
-                                      run_verdict::incomplete, run_verdict::nothing_tested}) {
+    for (const run_verdict verdict :
+         {run_verdict::intact, run_verdict::data_lost, run_verdict::incomplete,
+          run_verdict::nothing_tested, run_verdict::unproven}) {
         const std::string sentence = verdict_sentence(verdict);
         EXPECT_EQ(std::count(sentences.begin(), sentences.end(), sentence), 0);
         sentences.push_back(sentence);

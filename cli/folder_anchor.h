@@ -1,0 +1,27 @@
+// Holds on to the folder that a run works on, from the first look at it to the
+// last file removed.
+#ifndef TROVIK_CLI_FOLDER_ANCHOR_H
+#define TROVIK_CLI_FOLDER_ANCHOR_H
+
+#include <string>
+
+class folder_anchor {
+ public:
+    // Opens the folder, which also keeps its volume from being unmounted unnoticed.
+    explicit folder_anchor(std::string folder);
+    ~folder_anchor();
+    folder_anchor(const folder_anchor &) = delete;
+    folder_anchor &operator=(const folder_anchor &) = delete;
+
+    // Whether the path still leads to the folder that was opened. False when
+    // another one stands there: the volume was unmounted by force, or another one
+    // was mounted over it. A volume that only fails still is in its place. Any
+    // thread.
+    bool is_in_place() const;
+
+ private:
+    const std::string m_folder;
+    const int m_fd;
+};
+
+#endif

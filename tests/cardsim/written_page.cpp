@@ -1,0 +1,106 @@
+/* Small writes put together to pages. */
+#include "tools/cardsim/written_page.h"
+
+#include <gtest/gtest.h>
+
+#include "test_bytes.h"
+
+using cardsim::HOST_PAGE_SIZE;
+using cardsim::written_bytes;
+using cardsim::written_page;
+
+namespace {
+
+void write_whole(written_page &page, uint64_t offset, const std::vector<std::byte> &bytes) {
+    EXPECT_FALSE(page.before_write(offset, bytes.size()));
+    page.after_write(offset, bytes, bytes.size());
+}
+
+/* A page of four writes of 1 KiB. */
+std::vector<std::byte> write_page(written_page &page, uint64_t offset, uint32_t seed) {
+    std::vector<std::byte> all;
+    for (uint32_t i = 0; i < 4; ++i) {
+        const auto part = test_bytes(1024, seed + i);
+        write_whole(page, offset + i * 1024, part);
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+}  // namespace
+
+TEST(written_page, small_writes_make_a_page_that_the_next_write_hands_over) {
+    written_page page;
+    const auto all = write_page(page, 8192, 1);
+    const std::optional<written_bytes> handed = page.before_write(12288, 1024);
+    ASSERT_TRUE(handed);
+    EXPECT_EQ(handed->offset, 8192U);
+    EXPECT_EQ(handed->bytes, all);
+    EXPECT_FALSE(page.before_write(16384, 1024));
+}
+
+TEST(written_page, a_flush_hands_over_a_complete_page_and_the_files_end) {
+    written_page page;
+    write_page(page, 0, 1);
+    EXPECT_TRUE(page.at_flush(100000));
+    write_whole(page, 4096, test_bytes(1000, 5));
+    const auto handed = page.at_flush(5096);
+    ASSERT_TRUE(handed);
+    EXPECT_EQ(handed->bytes, test_bytes(1000, 5));
+    write_whole(page, 8192, test_bytes(1000, 6));
+    EXPECT_FALSE(page.at_flush(100000));
+}
+
+TEST(written_page, a_write_into_the_complete_page_forgets_it) {
+    for (const uint64_t offset : {0, 1024, 4095}) {
+        written_page page;
+        write_page(page, 0, 1);
+        EXPECT_FALSE(page.before_write(offset, 10));
+        EXPECT_FALSE(page.before_write(4096, 10));
+        EXPECT_FALSE(page.at_flush(4096));
+    }
+}
+
+TEST(written_page, a_write_that_reaches_over_the_complete_page_forgets_it) {
+    written_page page;
+    write_page(page, 4096, 1);
+    EXPECT_FALSE(page.before_write(0, 16384));
+    EXPECT_FALSE(page.at_flush(8192));
+}
+
+TEST(written_page, a_gap_in_the_writes_makes_no_page) {
+    written_page page;
+    write_whole(page, 0, test_bytes(1024, 1));
+    write_whole(page, 2048, test_bytes(2048, 2));
+    EXPECT_FALSE(page.before_write(4096, 1024));
+    EXPECT_FALSE(page.at_flush(4096));
+}
+
+TEST(written_page, a_page_begun_in_its_middle_is_none) {
+    written_page page;
+    write_whole(page, 1024, test_bytes(3072, 1));
+    EXPECT_FALSE(page.before_write(4096, 1024));
+}
+
+TEST(written_page, a_short_write_forgets_the_page) {
+    written_page page;
+    write_whole(page, 0, test_bytes(3072, 1));
+    EXPECT_FALSE(page.before_write(3072, 1024));
+    page.after_write(3072, test_bytes(512, 2), 1024);
+    EXPECT_FALSE(page.at_flush(3584));
+}
+
+TEST(written_page, whole_pages_are_left_to_the_host) {
+    written_page page;
+    write_whole(page, 0, test_bytes(HOST_PAGE_SIZE * 2, 1));
+    EXPECT_FALSE(page.before_write(8192, 4096));
+    EXPECT_FALSE(page.at_flush(8192));
+}
+
+TEST(written_page, a_cut_file_forgets_the_page) {
+    written_page page;
+    write_page(page, 0, 1);
+    page.forget();
+    EXPECT_FALSE(page.at_flush(0));
+    EXPECT_FALSE(page.before_write(4096, 1));
+}

@@ -1,0 +1,63 @@
+// The engine's phases on their own thread.
+#include "cli/job.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "model/engine_results.h"
+#include "process.h"
+#include "support.h"
+
+using cli_tests::private_volume;
+using cli_tests::set_file_content;
+
+namespace {
+
+void run_to_its_end(const std::string &path, int start_index, job_steps steps) {
+    job running(path, start_index, steps);
+    while (running.is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds{2});
+    EXPECT_EQ(running.removal_listing_error(), 0);
+}
+
+}  // namespace
+
+TEST(job, steps_run_in_the_order_of_a_test) {
+    const private_volume volume("size=512k");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "left alone");
+    set_file_content(volume.file("2.fff"), "old");
+    set_file_content(volume.file("9.fff"), "old");
+    run_to_its_end(volume.path(), 1, {.remove = true, .fill = true, .read = true});
+    EXPECT_EQ(cli_tests::entries(volume.path()), (std::vector<std::string>{"1.fff", "2.fff"}));
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "left alone");
+    engine_read_results read = {};
+    engine_results_read(&read);
+    EXPECT_EQ(read.finished, 1);
+    EXPECT_EQ(read.bytes_read, cli_tests::file_size(volume.file("2.fff")));
+    EXPECT_EQ(read.ok * 512, read.bytes_read);
+    EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_IDLE);
+}
+
+TEST(job, a_step_that_is_not_asked_for_does_not_run) {
+    const private_volume volume("size=512k");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "old");
+    run_to_its_end(volume.path(), 0, {});
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
+    run_to_its_end(volume.path(), 0, {.remove = true});
+    EXPECT_EQ(cli_tests::entries(volume.path()), std::vector<std::string>{});
+    run_to_its_end(volume.path(), 0, {.fill = true});
+    EXPECT_EQ(cli_tests::entries(volume.path()), std::vector<std::string>{"1.fff"});
+}
+
+TEST(job, its_end_is_waited_for) {
+    const private_volume volume("size=4m");
+    SKIP_WITHOUT(volume);
+    { const job running(volume.path(), 0, {.fill = true}); }
+    engine_write_results written = {};
+    engine_results_write(&written);
+    EXPECT_NE(written.end, ENGINE_WRITE_NOT_ENDED);
+    EXPECT_EQ(cli_tests::file_size(volume.file("1.fff")), written.bytes_written);
+}

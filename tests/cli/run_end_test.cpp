@@ -1,0 +1,276 @@
+// Runs that end before their time: stopped by a signal, by a reader that has
+// gone, by a volume that fails; and runs whose streams are not what they seem.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "cli/guard.h"
+#include "cli/json_output.h"
+#include "cli/run.h"
+#include "cli/stop_signals.h"
+#include "process.h"
+#include "support.h"
+
+using cli_tests::contains;
+using cli_tests::entries;
+using cli_tests::outcome;
+using cli_tests::private_folder;
+using cli_tests::private_volume;
+using cli_tests::process_options;
+using cli_tests::run_cli;
+using cli_tests::set_file_content;
+
+namespace {
+
+using names = std::vector<std::string>;
+
+// Large enough to be still running a second after it began to write.
+const char large[] = "size=3g";
+const char started[] = "Creating test file number 1 ...";
+
+// Sends the signal once the run has begun to write.
+process_options stopped_by(int signal_number) {
+    process_options options;
+    options.cue = started;
+    options.on_cue = [=](pid_t child) { kill(child, signal_number); };
+    return options;
+}
+
+process_options closing(std::initializer_list<int> descriptors) {
+    process_options options;
+    options.prepare = [numbers = std::vector<int>(descriptors)] {
+        for (const int fd : numbers)
+            close(fd);
+    };
+    return options;
+}
+
+// Expects one line that names 1.fff as left there, and the command that removes
+// it, which is then run.
+void expect_left_file(const outcome &result, const std::string &path) {
+    const std::string command = "remove them with: trovik-cli clean '" + path + "'\n";
+    EXPECT_EQ(cli_tests::occurrences(result.err, "test files left on '" + path + "': 1.fff"), 1U)
+        << result.err;
+    EXPECT_TRUE(contains(result.err, command)) << result.err;
+    EXPECT_EQ(entries(path), names{"1.fff"});
+    EXPECT_EQ(run_cli({"clean", path}).exit_status(), 0);
+    EXPECT_EQ(entries(path), names{});
+}
+
+}  // namespace
+
+TEST(run_end, a_signal_stops_at_once_and_says_what_is_left_and_how_to_remove_it) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+        const private_volume volume(large);
+        SKIP_WITHOUT(volume);
+        const auto start = std::chrono::steady_clock::now();
+        const outcome result = run_cli({"test", volume.path()}, stopped_by(signal_number));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{4});
+        EXPECT_EQ(result.signal(), signal_number);
+        EXPECT_TRUE(contains(result.err, std::string("trovik-cli: stopped by ") +
+                                             stop_signals_name(signal_number) + "\n"))
+            << result.err;
+        expect_left_file(result, volume.path());
+    }
+}
+
+TEST(run_end, the_command_that_removes_the_files_repeats_what_the_run_was_given) {
+    const private_volume volume(large, "it's a card");
+    SKIP_WITHOUT(volume);
+    std::filesystem::create_directory(volume.file("inside"));
+    process_options options = stopped_by(SIGINT);
+    options.cue = "Creating test file number 3 ...";
+    const outcome result =
+        run_cli({"write", volume.file("inside"), "--start-at=3", "--force"}, options);
+    std::string quoted = volume.file("inside");
+    quoted.replace(quoted.find('\''), 1, "'\\''");
+    EXPECT_TRUE(contains(result.err, "': 3.fff; remove them with: trovik-cli clean '" + quoted +
+                                         "' --start-at=3 --force\n"))
+        << result.err;
+}
+
+TEST(run_end, a_signal_leaves_a_report_with_the_reason) {
+    const private_volume volume(large);
+    SKIP_WITHOUT(volume);
+    const private_folder folder;
+    const std::string report = folder.file("report.json");
+    run_cli({"test", volume.path(), "--json=" + report}, stopped_by(SIGTERM));
+    const nlohmann::json json =
+        nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
+    ASSERT_TRUE(json.contains("fatal"));
+    EXPECT_EQ(json["fatal"].value("message", ""), "stopped by SIGTERM");
+    EXPECT_EQ(json["fatal"].value("exit_status", 0), 128 + SIGTERM);
+}
+
+TEST(run_end, a_second_run_removes_what_a_stopped_one_left) {
+    const private_volume volume("size=400m");
+    SKIP_WITHOUT(volume);
+    const outcome first = run_cli({"write", volume.path()}, stopped_by(SIGINT));
+    EXPECT_EQ(first.signal(), SIGINT);
+    ASSERT_EQ(entries(volume.path()), names{"1.fff"});
+    const outcome second = run_cli({"clean", volume.path()});
+    EXPECT_TRUE(contains(second.out, "Removed 1.fff.\n")) << second.out;
+}
+
+TEST(run_end, a_hangup_that_the_parent_ignores_does_not_stop_the_run) {
+    const private_volume volume("size=200m");
+    SKIP_WITHOUT(volume);
+    process_options options = stopped_by(SIGHUP);
+    options.prepare = [] { std::signal(SIGHUP, SIG_IGN); };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_TRUE(contains(result.out, "\nIntact: ")) << result.out;
+}
+
+TEST(run_end, a_reader_that_has_gone_ends_the_run_as_it_ends_other_programs) {
+    const private_volume volume(large);
+    SKIP_WITHOUT(volume);
+    const outcome result =
+        cli_tests::run_program("/bin/sh", {"-c", std::string("{ '") + TROVIK_CLI + "' test '" +
+                                                     volume.path() + "'; } | head -1 >/dev/null"});
+    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_TRUE(contains(result.err, "trovik-cli: stopped by SIGPIPE\n")) << result.err;
+    expect_left_file(result, volume.path());
+}
+
+TEST(run_end, a_process_whose_output_nobody_reads_can_be_stopped) {
+    const private_volume volume(large);
+    SKIP_WITHOUT(volume);
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_GT(fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
+    const std::string filling(static_cast<size_t>(fcntl(ends[1], F_GETPIPE_SZ)), 'x');
+    ASSERT_EQ(write(ends[1], filling.data(), filling.size()), static_cast<ssize_t>(filling.size()));
+    process_options options;
+    options.prepare = [&] { dup2(ends[1], STDOUT_FILENO); };
+    options.cue = "dd: free_space:";
+    options.on_cue = [](pid_t child) {
+        // Until then the poller is stuck in its first line.
+        std::this_thread::sleep_for(std::chrono::milliseconds{500});
+        kill(child, SIGTERM);
+    };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_EQ(result.signal(), SIGTERM);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(run_end, a_full_disk_under_standard_output_is_told_and_not_called_a_signal) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.prepare = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_FALSE(contains(result.err, "SIGPIPE")) << result.err;
+    EXPECT_TRUE(contains(result.err, "No space left on device")) << result.err;
+    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_EQ(entries(volume.path()), names{});
+}
+
+TEST(run_end, a_report_that_is_cut_off_by_a_full_disk_is_not_a_success) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const private_volume log("size=4k");
+    set_file_content(log.file("out"), std::string(3000, 'x'));
+    process_options options;
+    options.prepare = [&] {
+        dup2(open(log.file("out").c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
+    };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    ASSERT_FALSE(contains(cli_tests::file_content(log.file("out")), "Report End"));
+    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_TRUE(contains(result.err, "No space left on device")) << result.err;
+}
+
+TEST(run_end, closed_streams_do_not_reach_the_test_files_or_the_report) {
+    const private_volume volume("size=2m");
+    SKIP_WITHOUT(volume);
+    const private_folder folder;
+    for (const std::vector<int> &closed :
+         {std::vector<int>{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}}) {
+        process_options options;
+        options.prepare = [&] {
+            for (const int fd : closed)
+                close(fd);
+        };
+        const std::string report = folder.file("report.json");
+        const outcome result =
+            run_cli({"test", volume.path(), "--keep-files", "--json=" + report}, options);
+        const std::string which = ::testing::PrintToString(closed);
+        EXPECT_EQ(result.exit_status(), 0) << which << result.out << result.err;
+        const nlohmann::json json =
+            nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
+        EXPECT_FALSE(json.is_discarded()) << which;
+        EXPECT_EQ(run_cli({"read", volume.path()}).exit_status(), 0) << which;
+        std::filesystem::remove(report);
+    }
+}
+
+TEST(run_end, a_report_on_a_closed_standard_output_is_refused_at_the_start) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "old");
+    const outcome result = run_cli({"test", volume.path(), "--json=-"}, closing({1}));
+    EXPECT_EQ(result.exit_status(), 64);
+    EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
+}
+
+TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) {
+    const private_folder folder;
+    const std::string report = folder.file("report.json");
+    const outcome result = cli_tests::run_body([&] {
+        // A volume that was there when it was looked at, and is gone when the work
+        // begins.
+        cli_arguments arguments;
+        arguments.command = cli_command::test;
+        run_target target;
+        target.folder = folder.file("gone");
+        json_output json;
+        std::string error;
+        volume_info elsewhere;
+        volume_describe("/proc", elsewhere, error);
+        if (!json.open(report, elsewhere, error))
+            _exit(1);
+        stop_signals_begin();
+        run_command(arguments, target, json);
+    });
+    EXPECT_EQ(result.exit_status(), ENOENT);
+    EXPECT_TRUE(contains(
+        result.err, "Can't open path " + folder.file("gone") + ": No such file or directory\n"))
+        << result.err;
+    // Nobody has looked: then nothing is claimed.
+    EXPECT_FALSE(contains(result.err, "no test files are left")) << result.err;
+    const nlohmann::json json =
+        nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
+    ASSERT_TRUE(json.contains("fatal"));
+    EXPECT_EQ(json["fatal"].value("exit_status", 0), ENOENT);
+}
+
+TEST(run_end, the_reason_stands_on_the_last_line) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const outcome result = cli_tests::run_body([&] {
+        cli_arguments arguments;
+        arguments.command = cli_command::read;
+        run_target target;
+        target.folder = volume.path();
+        // Behind the guard's back: the engine follows no link.
+        std::filesystem::create_symlink("/etc/passwd", volume.file("1.fff"));
+        json_output json;
+        stop_signals_begin();
+        run_command(arguments, target, json);
+    });
+    EXPECT_EQ(result.exit_status(), ELOOP);
+    const std::string last_line =
+        result.err.substr(result.err.rfind('\n', result.err.size() - 2) + 1);
+    EXPECT_TRUE(contains(last_line, "ERR: Can't open file " + volume.file("1.fff"))) << result.err;
+    // Reading leaves nothing behind.
+    EXPECT_FALSE(contains(result.err, "test files left")) << result.err;
+}

@@ -1,0 +1,107 @@
+// Whole commands as a user sees them on a terminal.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <initializer_list>
+
+#include "process.h"
+#include "screen.h"
+#include "support.h"
+
+using cli_tests::contains;
+using cli_tests::outcome;
+using cli_tests::private_volume;
+using cli_tests::process_options;
+using cli_tests::run_cli_in_terminal;
+using cli_tests::screen;
+using cli_tests::screen_after;
+
+namespace {
+
+// Number of lines that begin like this.
+size_t lines_beginning(const screen &shown, const std::string &start) {
+    size_t count = 0;
+    for (const std::string &line : shown.lines)
+        count += line.rfind(start, 0) == 0 ? 1U : 0U;
+    return count;
+}
+
+void expect_no_status_line(const screen &shown) {
+    EXPECT_TRUE(shown.understood);
+    for (const char *start : {"Writing ", "Reading ", "Listing test files", "Removing test files"})
+        EXPECT_EQ(lines_beginning(shown, start), 0U) << start << shown.text();
+    EXPECT_FALSE(contains(shown.text(), " left\n")) << shown.text();
+}
+
+}  // namespace
+
+TEST(run_terminal, a_whole_test_leaves_whole_lines_and_no_status_line) {
+    const private_volume volume("size=16m");
+    SKIP_WITHOUT(volume);
+    const outcome result = run_cli_in_terminal({"test", volume.path()});
+    EXPECT_EQ(result.exit_status(), 0);
+    const screen shown = screen_after(result.out, 80);
+    expect_no_status_line(shown);
+    for (const char *line :
+         {"dd: free_space: 16777216", "Free space on device: 16.00 MB",
+          "Creating test file number 1 ...", "Test file written.",
+          "Free space on device: 0.00 Byte", "Sectors:     OK,corrupted,changed,overwritten",
+          "Validating file number 1 ...",
+          "Intact: everything that was tested came back as it was written.",
+          "Removing old file number 1 ..."})
+        EXPECT_EQ(shown.count(line), 1U) << line << "\n" << shown.text();
+    EXPECT_EQ(lines_beginning(shown, "dd: tot_"), 2U) << shown.text();
+    EXPECT_EQ(shown.lines.back(), "Removing old file number 1 ...");
+}
+
+TEST(run_terminal, the_status_line_is_shown_while_the_volume_is_filled_and_read) {
+    const private_volume volume("size=600m");
+    SKIP_WITHOUT(volume);
+    const outcome result = run_cli_in_terminal({"test", volume.path()});
+    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_TRUE(contains(result.out, "\r\x1b[KWriting 1.fff  ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "\r\x1b[KReading 1.fff  ")) << result.out;
+    expect_no_status_line(screen_after(result.out, 80));
+}
+
+TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
+    for (const unsigned short width : std::initializer_list<unsigned short>{80, 20, 0}) {
+        const private_volume volume("size=3g");
+        SKIP_WITHOUT(volume);
+        process_options options;
+        options.columns = width;
+        options.cue = "Writing 1.fff";
+        options.on_cue = [](pid_t child) { kill(child, SIGINT); };
+        const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
+        EXPECT_EQ(result.signal(), SIGINT);
+        // Lines longer than the terminal are the terminal's to break.
+        const screen shown = screen_after(result.out, width == 0 ? 80 : width);
+        expect_no_status_line(shown);
+        const screen unbroken = screen_after(result.out, 1000);
+        EXPECT_EQ(unbroken.count("trovik-cli: stopped by SIGINT"), 1U) << unbroken.text();
+        EXPECT_TRUE(contains(unbroken.lines.back(), "remove them with: trovik-cli clean"))
+            << unbroken.text();
+    }
+}
+
+TEST(run_terminal, a_volume_s_name_cannot_reprogram_the_terminal) {
+    const private_volume volume("size=1m", "card\x1b[2J\x07\nVolume intact: NO");
+    SKIP_WITHOUT(volume);
+    const outcome result = run_cli_in_terminal({"test", volume.path()});
+    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_FALSE(contains(result.out, "\x1b[2J"));
+    EXPECT_FALSE(contains(result.out, "\x07"));
+    EXPECT_TRUE(screen_after(result.out, 80).understood);
+}
+
+TEST(run_terminal, with_json_on_a_terminal_the_report_comes_last_and_whole) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const outcome result = run_cli_in_terminal({"read", volume.path(), "--json=-"});
+    EXPECT_EQ(result.exit_status(), 74);
+    const screen shown = screen_after(result.out, 1000);
+    EXPECT_EQ(shown.count("{"), 1U) << shown.text();
+    EXPECT_EQ(shown.lines.back(), "}");
+    EXPECT_EQ(shown.count("Nothing tested: this run says nothing about the volume."), 1U)
+        << shown.text();
+}

@@ -1,0 +1,147 @@
+// Which entries are test files, which only look like them, and how they are named.
+#include "cli/test_files.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "support.h"
+
+using cli_tests::private_folder;
+using cli_tests::set_file_content;
+
+namespace {
+
+test_file_scan scanned(const std::string &folder, int start_index = 0) {
+    test_file_scan scan;
+    std::string error;
+    EXPECT_TRUE(test_files_scan(folder, start_index, scan, error)) << error;
+    EXPECT_EQ(error, "");
+    return scan;
+}
+
+void make_socket(const std::string &path) {
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    close(fd);
+}
+
+using numbers = std::vector<int>;
+using names = std::vector<std::string>;
+
+}  // namespace
+
+TEST(test_files, an_empty_folder_holds_none) {
+    const private_folder folder;
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, numbers{});
+    EXPECT_EQ(scan.foreign, names{});
+    EXPECT_EQ(scan.bytes, 0U);
+}
+
+TEST(test_files, numbers_are_in_numeric_order_and_sizes_add_up) {
+    const private_folder folder;
+    set_file_content(folder.file("10.fff"), "four");
+    set_file_content(folder.file("2.fff"), "sixsix");
+    set_file_content(folder.file("2147483647.fff"), "");
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, (numbers{2, 10, 2147483647}));
+    EXPECT_EQ(scan.bytes, 10U);
+}
+
+TEST(test_files, other_names_are_nobody_s_business) {
+    const private_folder folder;
+    for (const char *name : {"1.FFF", "2.fff.old", "notes.fff", "-1.fff", ".fff", "3.ff", "4fff",
+                             "\xc3\xa4.fff", " 5.fff"})
+        set_file_content(folder.file(name), "x");
+    std::filesystem::create_directory(folder.file("6.fff.d"));
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, numbers{});
+    EXPECT_EQ(scan.foreign, names{});
+}
+
+TEST(test_files, every_kind_that_cannot_be_ours_is_named) {
+    const private_folder folder;
+    std::filesystem::create_directory(folder.file("1.fff"));
+    std::filesystem::create_symlink("/etc/passwd", folder.file("2.fff"));
+    std::filesystem::create_symlink("nowhere", folder.file("3.fff"));
+    ASSERT_EQ(mkfifo(folder.file("4.fff").c_str(), 0600), 0);
+    make_socket(folder.file("5.fff"));
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, numbers{});
+    EXPECT_EQ(scan.foreign, (names{"'1.fff' (a folder)", "'2.fff' (a link)", "'3.fff' (a link)",
+                                   "'4.fff' (a FIFO)", "'5.fff' (a socket)"}));
+}
+
+TEST(test_files, a_device_is_named_as_one) {
+    const private_folder folder;
+    if (mknod(folder.file("1.fff").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
+        GTEST_SKIP() << "this process may not make devices";
+    EXPECT_EQ(scanned(folder.path()).foreign, names{"'1.fff' (a device)"});
+}
+
+TEST(test_files, a_name_that_stands_for_another_number_is_not_ours) {
+    const private_folder folder;
+    for (const char *name : {"01.fff", "4294967297.fff", "1.fff"})
+        set_file_content(folder.file(name), "x");
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, numbers{1});
+    EXPECT_EQ(scan.foreign, (names{"'01.fff' (another name for 1.fff)",
+                                   "'4294967297.fff' (another name for 1.fff)"}));
+    EXPECT_EQ(scan.bytes, 1U);
+}
+
+TEST(test_files, numbers_that_the_engine_would_not_list_are_left_alone) {
+    const private_folder folder;
+    for (const char *name : {"0.fff", "2147483648.fff", "4294967296.fff"})
+        set_file_content(folder.file(name), "x");
+    const test_file_scan scan = scanned(folder.path());
+    EXPECT_EQ(scan.numbers, numbers{});
+    EXPECT_EQ(scan.foreign, names{});
+}
+
+TEST(test_files, entries_below_the_start_are_not_looked_at) {
+    const private_folder folder;
+    std::filesystem::create_directory(folder.file("1.fff"));
+    set_file_content(folder.file("02.fff"), "x");
+    set_file_content(folder.file("2.fff"), "x");
+    set_file_content(folder.file("3.fff"), "x");
+    const test_file_scan scan = scanned(folder.path(), 2);
+    EXPECT_EQ(scan.numbers, numbers{3});
+    EXPECT_EQ(scan.foreign, names{});
+    EXPECT_EQ(scan.bytes, 1U);
+}
+
+TEST(test_files, a_folder_that_cannot_be_read_is_a_failure_with_its_name_and_the_reason) {
+    const private_folder folder;
+    test_file_scan scan;
+    scan.numbers = {1};
+    std::string error;
+    EXPECT_FALSE(test_files_scan(folder.file("not\nhere"), 0, scan, error));
+    EXPECT_EQ(error,
+              "'" + folder.path() + "/not\\x0Ahere' cannot be read: " + std::strerror(ENOENT));
+    EXPECT_EQ(scan.numbers, numbers{});
+}
+
+TEST(test_files, runs_of_numbers_are_drawn_together) {
+    EXPECT_EQ(test_files_text({}), "");
+    EXPECT_EQ(test_files_text({7}), "7.fff");
+    EXPECT_EQ(test_files_text({1, 2}), "1.fff to 2.fff");
+    EXPECT_EQ(test_files_text({1, 2, 3, 7, 9, 10}), "1.fff to 3.fff, 7.fff, 9.fff to 10.fff");
+    EXPECT_EQ(test_files_text({2147483646, 2147483647}), "2147483646.fff to 2147483647.fff");
+}
+
+TEST(test_files, more_than_five_runs_are_counted) {
+    EXPECT_EQ(test_files_text({1, 3, 5, 7, 9}), "1.fff, 3.fff, 5.fff, 7.fff, 9.fff");
+    EXPECT_EQ(test_files_text({1, 3, 5, 7, 9, 11, 12, 14}),
+              "1.fff, 3.fff, 5.fff, 7.fff, 9.fff and 3 more");
+}

@@ -1,0 +1,216 @@
+/* The message log: what goes in comes out once, whole and in order; what does
+ * not fit is dropped at the end. Heap exhaustion is in heap_test.cpp. */
+#include "model/engine_log.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "support.h"
+
+using model_tests::child_outcome;
+using model_tests::drained_log;
+using model_tests::run_in_child;
+
+namespace {
+
+class engine_log : public testing::Test {
+ protected:
+    void SetUp() override { drained_log(); }
+};
+
+std::string numbered_line(unsigned number) {
+    const std::string digits = std::to_string(number);
+    return "<" + digits + ":" + std::string(number % 37, '-') + ":" + digits + ">\n";
+}
+
+/* Takes the lines of `text` off, which must be numbered_line()s, one after the
+ * other from `next` on. Empty on success. */
+std::string consecutive_lines(const std::string &text, unsigned &next) {
+    for (size_t at = 0; at < text.size(); ++next) {
+        const std::string line = numbered_line(next);
+        if (text.compare(at, line.size(), line) != 0)
+            return "expected " + line + ", got: " + text.substr(at, line.size());
+        at += line.size();
+    }
+    return "";
+}
+
+/* The same where the log overflows: numbers may be missing, and a line may be
+ * the beginning of one that found no more room. Its rest must never follow. */
+std::string rising_lines(const std::string &text, unsigned &next) {
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('<', at + 1), text.size());
+        const std::string line = text.substr(at, end - at);
+        at = end;
+        const bool has_number = line.find(':') != std::string::npos;
+        const auto number = static_cast<unsigned>(strtoul(line.c_str() + 1, nullptr, 10));
+        if (line[0] != '<' || (has_number && numbered_line(number).rfind(line, 0) != 0))
+            return "torn: " + line;
+        if (!has_number)
+            continue; /* cut before its number was complete */
+        if (number < next)
+            return "twice or out of order: " + line;
+        next = number + 1;
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST_F(engine_log, appended_text_is_drained_exactly_and_leaves_the_log_empty) {
+    engine_log_append("Creating test file number 1 ...\n");
+    EXPECT_STREQ(engine_log_take(), "Creating test file number 1 ...\n");
+    EXPECT_STREQ(engine_log_take(), "");
+}
+
+TEST_F(engine_log, texts_are_joined_in_their_order) {
+    engine_log_append("a");
+    engine_log_append("");
+    engine_log_append("bc");
+    engine_log_append("d\n");
+    EXPECT_EQ(drained_log(), "abcd\n");
+}
+
+TEST_F(engine_log, a_short_drain_is_filled_up_with_nuls) {
+    engine_log_append(std::string(5000, 'x').c_str());
+    engine_log_take();
+    engine_log_append("yz");
+    const char *text = engine_log_take();
+    EXPECT_EQ(std::string(text, ENGINE_LOG_SIZE), "yz" + std::string(ENGINE_LOG_SIZE - 2, '\0'));
+}
+
+TEST_F(engine_log, one_byte_less_than_full_still_has_its_terminator) {
+    engine_log_append(std::string(ENGINE_LOG_SIZE - 1, 'x').c_str());
+    const char *text = engine_log_take();
+    EXPECT_EQ(std::string(text, ENGINE_LOG_SIZE),
+              std::string(ENGINE_LOG_SIZE - 1, 'x') + std::string(1, '\0'));
+}
+
+TEST_F(engine_log, exactly_full_is_kept_whole_without_a_terminator) {
+    engine_log_append(std::string(ENGINE_LOG_SIZE, 'x').c_str());
+    const engine_log_view view = engine_log_take_view();
+    EXPECT_EQ(std::string(view.text, view.length), std::string(ENGINE_LOG_SIZE, 'x'));
+    EXPECT_EQ(drained_log(), "");
+}
+
+TEST_F(engine_log, overflow_keeps_the_first_8192_bytes_and_drops_the_rest_of_the_new_text) {
+    EXPECT_EQ(ENGINE_LOG_SIZE, 8192);
+    const std::string first(8000, 'a');
+    const std::string second = std::string(192, 'b') + std::string(300, 'c');
+    engine_log_append(first.c_str());
+    engine_log_append(second.c_str());
+    const engine_log_view view = engine_log_take_view();
+    EXPECT_EQ(std::string(view.text, view.length), first + std::string(192, 'b'));
+    EXPECT_EQ(drained_log(), "");
+}
+
+TEST_F(engine_log, one_text_longer_than_the_log_is_cut) {
+    const std::string text = std::string(ENGINE_LOG_SIZE, 'a') + "b";
+    engine_log_append(text.c_str());
+    EXPECT_EQ(drained_log(), text.substr(0, ENGINE_LOG_SIZE));
+}
+
+TEST_F(engine_log, appending_to_a_full_log_adds_nothing) {
+    engine_log_append(std::string(ENGINE_LOG_SIZE, 'x').c_str());
+    engine_log_append("y");
+    engine_log_append("z\n");
+    EXPECT_EQ(drained_log(), std::string(ENGINE_LOG_SIZE, 'x'));
+}
+
+TEST_F(engine_log, a_full_log_is_usable_again_after_its_drain) {
+    engine_log_append(std::string(size_t{2} * ENGINE_LOG_SIZE, 'x').c_str());
+    engine_log_take();
+    engine_log_append("next\n");
+    EXPECT_EQ(drained_log(), "next\n");
+}
+
+TEST_F(engine_log, many_rounds_come_out_as_they_went_in) {
+    for (int round = 0; round < 200; ++round) {
+        std::string expected;
+        for (int line = 0; line <= round % 90; ++line) {
+            const std::string text = numbered_line(static_cast<unsigned>(1000 * round + line));
+            engine_log_append(text.c_str());
+            expected += text;
+        }
+        ASSERT_EQ(drained_log(), expected.substr(0, ENGINE_LOG_SIZE)) << "round " << round;
+    }
+}
+
+TEST_F(engine_log, the_view_says_the_length_up_to_the_first_nul) {
+    EXPECT_EQ(engine_log_take_view().length, 0U);
+    engine_log_append("12345");
+    EXPECT_EQ(engine_log_take_view().length, 5U);
+}
+
+TEST_F(engine_log, engine_print_writes_the_text_as_it_is_to_standard_output_and_the_log) {
+    const child_outcome outcome = run_in_child([] {
+        engine_print("100%% %s %n done\n");
+        fputs(drained_log().c_str(), stderr);
+    });
+    EXPECT_TRUE(outcome.exited_with(0));
+    EXPECT_EQ(outcome.out, "100%% %s %n done\n");
+    EXPECT_EQ(outcome.err, outcome.out);
+}
+
+TEST_F(engine_log, appending_writes_to_no_stream) {
+    const child_outcome outcome = run_in_child([] { engine_log_append("quiet\n"); });
+    EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+/* The appender waits while 100 lines or more (fewer than 8192 bytes) are
+ * undrained, so nothing can overflow and nothing may be missing. */
+TEST_F(engine_log, two_threads_lose_nothing_while_the_log_has_room) {
+    constexpr unsigned lines = 25000;
+    std::atomic<unsigned> drained = 0;
+    std::atomic<bool> failed = false;
+    std::thread appender([&] {
+        for (unsigned number = 0; number < lines && !failed; ++number) {
+            while (number - drained >= 100 && !failed)
+                std::this_thread::yield();
+            engine_log_append(numbered_line(number).c_str());
+        }
+    });
+    unsigned next = 0;
+    std::string problem;
+    while (next < lines && problem.empty()) {
+        problem = consecutive_lines(drained_log(), next);
+        drained = next;
+    }
+    failed = !problem.empty();
+    appender.join();
+    EXPECT_EQ(problem, "");
+    EXPECT_EQ(next, lines);
+    EXPECT_EQ(drained_log(), "");
+}
+
+TEST_F(engine_log, two_threads_under_overflow_never_see_a_text_twice_or_torn) {
+    constexpr unsigned lines = 25000;
+    std::atomic<bool> done = false;
+    std::thread appender([&] {
+        for (unsigned number = 0; number < lines; ++number)
+            engine_log_append(numbered_line(number).c_str());
+        done = true;
+    });
+    unsigned next = 0;
+    std::string problem;
+    size_t drains = 0;
+    bool last = false;
+    while (!last) {
+        last = done;
+        if (++drains % 3 == 0)
+            std::this_thread::yield();
+        const std::string found = rising_lines(drained_log(), next);
+        if (problem.empty())
+            problem = found;
+    }
+    appender.join();
+    EXPECT_EQ(problem, "");
+    EXPECT_GT(next, 0U);
+    EXPECT_LE(next, lines);
+}

@@ -1,0 +1,231 @@
+/* Status values: their state before any test, free space, unit scaling. What the
+ * phases publish is tested with the phases. */
+#include "model/engine_status.h"
+
+#include <gtest/gtest.h>
+#include <sys/statvfs.h>
+
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <string>
+
+#include "model/engine_publish.h"
+#include "model/engine_results.h"
+#include "model/free_space.h"
+#include "support.h"
+
+using model_tests::private_folder;
+using model_tests::private_volume;
+
+namespace {
+
+/* What the engine shows before anything has run, taken before the first test. */
+struct first_values {
+    double write_speed, write_progress, read_speed;
+    std::string write_unit, read_unit, texts;
+    uint32_t intact;
+    const char *path;
+    uint64_t free_space;
+    std::string log;
+    enum engine_phase phase;
+    size_t files, missing;
+};
+
+first_values taken_first;
+
+class take_first : public testing::Environment {
+ public:
+    void SetUp() override {
+        taken_first = {get_write_speed(),
+                       get_write_progress(),
+                       get_read_speed(),
+                       get_write_speed_unit(),
+                       get_read_speed_unit(),
+                       std::string(get_data_ok_text()) + get_data_lost_text() +
+                           get_data_corrupted_text() + get_data_changed_text() +
+                           get_data_overwritten_text(),
+                       get_volume_intact(),
+                       get_engine_volume_path(),
+                       engine_free_space(),
+                       model_tests::drained_log(),
+                       engine_results_phase(),
+                       engine_results_file_count(),
+                       engine_results_missing_count()};
+    }
+};
+
+const testing::Environment *const registered = testing::AddGlobalTestEnvironment(new take_first);
+
+struct scaled {
+    double value;
+    std::string unit;
+};
+
+scaled scale(double value) {
+    const char *unit = scale_to_unit(&value);
+    return {value, unit};
+}
+
+}  // namespace
+
+TEST(engine_status, before_any_test_numbers_are_0_and_texts_and_units_are_empty) {
+    ASSERT_NE(registered, nullptr);
+    EXPECT_EQ(taken_first.write_speed, 0.0);
+    EXPECT_EQ(taken_first.write_progress, 0.0);
+    EXPECT_EQ(taken_first.read_speed, 0.0);
+    EXPECT_EQ(taken_first.write_unit, "");
+    EXPECT_EQ(taken_first.read_unit, "");
+    EXPECT_EQ(taken_first.texts, "");
+    EXPECT_EQ(taken_first.intact, 0U);
+    EXPECT_EQ(taken_first.path, nullptr);
+    EXPECT_EQ(taken_first.log, "");
+    EXPECT_EQ(taken_first.phase, ENGINE_PHASE_IDLE);
+    EXPECT_EQ(taken_first.files, 0U);
+    EXPECT_EQ(taken_first.missing, 0U);
+}
+
+TEST(engine_status, without_a_volume_the_free_space_is_0) {
+    EXPECT_EQ(taken_first.free_space, 0U);
+    set_engine_volume_path(nullptr);
+    EXPECT_EQ(engine_free_space(), 0U);
+}
+
+TEST(engine_status, a_test_file_is_1_gib) {
+    EXPECT_EQ(test_file_size, 1073741824U);
+}
+
+TEST(engine_status, the_volume_path_is_kept_as_a_pointer) {
+    static const char path[] = "/somewhere";
+    set_engine_volume_path(path);
+    EXPECT_EQ(get_engine_volume_path(), path);
+    set_engine_volume_path(nullptr);
+    EXPECT_EQ(get_engine_volume_path(), nullptr);
+}
+
+TEST(engine_status, a_volume_that_has_gone_away_has_0_bytes_free) {
+    const private_folder folder;
+    set_engine_volume_path(folder.c_path());
+    EXPECT_GT(engine_free_space(), 0U);
+    const std::string gone = folder.file("gone");
+    set_engine_volume_path(gone.c_str());
+    EXPECT_EQ(engine_free_space(), 0U);
+    set_engine_volume_path(nullptr);
+}
+
+TEST(engine_status, free_space_follows_what_is_written) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    set_engine_volume_path(volume.c_path());
+    EXPECT_EQ(engine_free_space(), 1U << 20U);
+    std::ofstream(volume.file("f")) << std::string(256U << 10U, 'x');
+    EXPECT_EQ(engine_free_space(), 768U << 10U);
+    set_engine_volume_path(nullptr);
+}
+
+/* /proc/self/mounts is searched for a file system that keeps blocks back (ext4
+ * does): only there free and available blocks differ. */
+TEST(engine_status, free_space_includes_the_blocks_reserved_for_the_super_user) {
+    std::ifstream mounts("/proc/self/mounts");
+    std::string device, point, rest;
+    while (mounts >> device >> point && std::getline(mounts, rest)) {
+        struct statvfs now = {};
+        if (statvfs(point.c_str(), &now) != 0 || now.f_bfree == now.f_bavail)
+            continue;
+        uint64_t bytes = 0;
+        ASSERT_EQ(free_space_query(point.c_str(), &bytes), 1);
+        ASSERT_EQ(statvfs(point.c_str(), &now), 0);
+        const auto reserved = static_cast<double>((now.f_bfree - now.f_bavail) * now.f_frsize);
+        const auto free_bytes = static_cast<double>(now.f_bfree * now.f_frsize);
+        EXPECT_NEAR(static_cast<double>(bytes), free_bytes, reserved / 2) << point;
+        return;
+    }
+    GTEST_SKIP() << "needs a mounted file system with reserved blocks";
+}
+
+TEST(engine_status, a_query_without_an_answer_gives_0_and_0_bytes) {
+    uint64_t bytes = 7;
+    EXPECT_EQ(free_space_query("/does/not/exist", &bytes), 0);
+    EXPECT_EQ(bytes, 0U);
+}
+
+TEST(engine_status, units_change_at_powers_of_1024) {
+    const std::array<const char *, 7> units = {"Byte", "KB", "MB", "GB", "TB", "PB", "EB"};
+    double value = 1.0;
+    for (const char *unit : units) {
+        EXPECT_EQ(scale(value).value, 1.0) << unit;
+        EXPECT_EQ(scale(value).unit, unit);
+        EXPECT_EQ(scale(value * 1023).value, 1023.0);
+        EXPECT_EQ(scale(value * 1023).unit, unit);
+        value *= 1024.0;
+    }
+}
+
+TEST(engine_status, scaling_keeps_the_fraction) {
+    EXPECT_EQ(scale(1023.0).unit, "Byte");
+    EXPECT_EQ(scale(1023.9).value, 1023.9);
+    EXPECT_EQ(scale(1536.0).value, 1.5);
+    EXPECT_EQ(scale(1048575.0).unit, "KB");
+    EXPECT_EQ(scale(1048575.0).value, 1023.9990234375);
+    EXPECT_EQ(scale(1073741824.0).unit, "GB");
+    EXPECT_EQ(scale(1073741824.0).value, 1.0);
+}
+
+TEST(engine_status, the_largest_byte_count_is_16_eb) {
+    const scaled largest = scale(static_cast<double>(std::numeric_limits<uint64_t>::max()));
+    EXPECT_EQ(largest.unit, "EB");
+    EXPECT_EQ(largest.value, 16.0);
+}
+
+TEST(engine_status, zero_negative_values_and_nan_stay_bytes) {
+    EXPECT_EQ(scale(0.0).unit, "Byte");
+    EXPECT_EQ(scale(0.0).value, 0.0);
+    EXPECT_EQ(scale(-5000.0).unit, "Byte");
+    EXPECT_EQ(scale(-5000.0).value, -5000.0);
+    EXPECT_EQ(scale(std::nan("")).unit, "Byte");
+    EXPECT_TRUE(std::isnan(scale(std::nan("")).value));
+}
+
+TEST(engine_status, values_beyond_the_last_unit_end_in_a_unit) {
+    const scaled infinite = scale(std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isinf(infinite.value));
+    EXPECT_FALSE(infinite.unit.empty());
+    EXPECT_FALSE(scale(std::ldexp(1.0, 75)).unit.empty());
+}
+
+TEST(engine_status, published_values_are_seen_as_they_were_published) {
+    publish_write_period(12.5, "MB", 33.25);
+    EXPECT_EQ(get_write_speed(), 12.5);
+    EXPECT_STREQ(get_write_speed_unit(), "MB");
+    EXPECT_EQ(get_write_progress(), 33.25);
+    publish_write_average(700.0);
+    EXPECT_EQ(get_write_speed(), 700.0);
+    EXPECT_STREQ(get_write_speed_unit(), "MB");
+    publish_read_speed(2.0, "GB");
+    EXPECT_EQ(get_read_speed(), 2.0);
+    EXPECT_STREQ(get_read_speed_unit(), "GB");
+    publish_volume_intact(1);
+    EXPECT_EQ(get_volume_intact(), 1U);
+    publish_volume_intact(0);
+    EXPECT_EQ(get_volume_intact(), 0U);
+}
+
+TEST(engine_status, result_texts_have_six_decimals_a_blank_and_the_unit) {
+    publish_result_text(RESULT_DATA_OK, 1610612736);
+    publish_result_text(RESULT_DATA_LOST, 0);
+    publish_result_text(RESULT_DATA_CORRUPTED, 512);
+    publish_result_text(RESULT_DATA_CHANGED, 1048064);
+    publish_result_text(RESULT_DATA_OVERWRITTEN, UINT64_C(1) << 62U);
+    EXPECT_STREQ(get_data_ok_text(), "1.500000 GB");
+    EXPECT_STREQ(get_data_lost_text(), "0.000000 Byte");
+    EXPECT_STREQ(get_data_corrupted_text(), "512.000000 Byte");
+    EXPECT_STREQ(get_data_changed_text(), "1023.500000 KB");
+    EXPECT_STREQ(get_data_overwritten_text(), "4.000000 EB");
+}
+
+TEST(engine_status, a_new_result_text_replaces_a_longer_one) {
+    publish_result_text(RESULT_DATA_OK, 1048064);
+    publish_result_text(RESULT_DATA_OK, 0);
+    EXPECT_STREQ(get_data_ok_text(), "0.000000 Byte");
+}

@@ -1,0 +1,171 @@
+/* The two ways to end the process, and the host's handler. */
+#include "model/fatal.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "model/program_name.h"
+#include "support.h"
+
+using model_tests::child_outcome;
+using model_tests::run_in_child;
+
+namespace {
+
+/* Written by the handlers, in the child only, to standard output. */
+void tell(const char *message, int exit_status) {
+    printf("handler: %s (%d)\n", message, exit_status);
+    fflush(stdout);
+}
+
+void tell_on_standard_error(const char * /*message*/, int /*exit_status*/) {
+    fputs("handler first\n", stderr);
+}
+
+void fail_again(const char *message, int exit_status) {
+    tell(message, exit_status);
+    engine_fatal_exit(EIO, "ERR: Can't open file", "/again");
+}
+
+void break_an_invariant(const char *message, int exit_status) {
+    tell(message, exit_status);
+    engine_assertion_failed("second", "handler", "model/test");
+}
+
+size_t occurrences(const std::string &text, const std::string &of) {
+    size_t count = 0;
+    for (size_t at = text.find(of); at != std::string::npos; at = text.find(of, at + 1))
+        ++count;
+    return count;
+}
+
+void require_three(int value) {
+    ENGINE_REQUIRE(value == 3, "model/test");
+}
+
+void require_positive(int value) {
+    ENGINE_REQUIRE_AS(value > 0, "!given(words)", "model/test");
+}
+
+}  // namespace
+
+TEST(fatal, a_refusal_prints_program_message_and_reason_and_exits_with_the_error_number) {
+    const child_outcome outcome =
+        run_in_child([] { engine_fatal_exit(EROFS, "ERR: Can't create file", "/mnt/card/1.fff"); });
+    EXPECT_TRUE(outcome.exited_with(EROFS));
+    EXPECT_EQ(outcome.err, model_tests::own_program_name() +
+                               ": ERR: Can't create file /mnt/card/1.fff: Read-only file system\n");
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST(fatal, a_refusal_does_not_cut_a_long_path) {
+    const std::string path(1023, 'p');
+    const child_outcome outcome =
+        run_in_child([&] { engine_fatal_exit(ENOENT, "Can't open path", path.c_str()); });
+    EXPECT_TRUE(outcome.exited_with(ENOENT));
+    EXPECT_EQ(outcome.err, model_tests::refusal_line("Can't open path " + path, ENOENT));
+}
+
+TEST(fatal, percent_signs_in_a_path_are_printed_as_they_are) {
+    const child_outcome outcome =
+        run_in_child([] { engine_fatal_exit(EACCES, "ERR: Can't open file", "/m/%s%n%d"); });
+    EXPECT_EQ(outcome.err, model_tests::refusal_line("ERR: Can't open file /m/%s%n%d", EACCES));
+}
+
+TEST(fatal, a_broken_invariant_names_condition_function_and_module_in_one_line_and_aborts) {
+    const child_outcome outcome =
+        run_in_child([] { engine_assertion_failed("fw->erase > 0", "measure", "model/f3write"); });
+    EXPECT_TRUE(outcome.aborted());
+    for (const char *part : {"fw->erase > 0", "measure", "model/f3write"})
+        EXPECT_NE(outcome.err.find(part), std::string::npos) << part << ": " << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1);
+}
+
+TEST(fatal, a_requirement_that_holds_does_nothing) {
+    require_three(3);
+    require_positive(1);
+}
+
+TEST(fatal, a_requirement_prints_its_source_text_or_the_words_given_for_it) {
+    model_tests::expect_assertion(run_in_child([] { require_three(4); }), "value == 3",
+                                  "require_three", "model/test");
+    model_tests::expect_assertion(run_in_child([] { require_positive(0); }), "!given(words)",
+                                  "require_positive", "model/test");
+}
+
+TEST(fatal, the_handler_gets_the_full_message_and_the_exit_status) {
+    const child_outcome outcome = run_in_child([] {
+        engine_set_fatal_handler(tell);
+        engine_fatal_exit(ENODEV, "ERR: Can't remove file", "/m/3.fff");
+    });
+    EXPECT_TRUE(outcome.exited_with(ENODEV));
+    EXPECT_NE(outcome.out.find("ERR: Can't remove file /m/3.fff: No such device"),
+              std::string::npos)
+        << outcome.out;
+    EXPECT_NE(outcome.out.find("(" + std::to_string(ENODEV) + ")\n"), std::string::npos);
+    EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1);
+    EXPECT_EQ(outcome.err, model_tests::refusal_line("ERR: Can't remove file /m/3.fff", ENODEV));
+}
+
+TEST(fatal, the_handler_gets_minus_1_when_the_process_is_going_to_abort) {
+    const child_outcome outcome = run_in_child([] {
+        engine_set_fatal_handler(tell);
+        engine_assertion_failed("size > 0", "fill_buffer", "model/f3write");
+    });
+    EXPECT_TRUE(outcome.aborted());
+    for (const char *part : {"size > 0", "fill_buffer", "model/f3write", "(-1)\n"})
+        EXPECT_NE(outcome.out.find(part), std::string::npos) << part << ": " << outcome.out;
+}
+
+TEST(fatal, the_handler_runs_before_the_message_is_printed) {
+    const child_outcome outcome = run_in_child([] {
+        engine_set_fatal_handler(tell_on_standard_error);
+        engine_fatal_exit(EIO, "ERR: Can't open file", "/x");
+    });
+    EXPECT_EQ(outcome.err,
+              "handler first\n" + model_tests::refusal_line("ERR: Can't open file /x", EIO));
+}
+
+TEST(fatal, a_removed_handler_is_not_called) {
+    const child_outcome outcome = run_in_child([] {
+        engine_set_fatal_handler(tell);
+        engine_set_fatal_handler(nullptr);
+        engine_fatal_exit(EIO, "ERR: Can't open file", "/x");
+    });
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(outcome.exited_with(EIO));
+}
+
+TEST(fatal, a_handler_that_fails_itself_is_called_once_and_the_process_still_ends) {
+    const child_outcome exiting = run_in_child([] {
+        engine_set_fatal_handler(fail_again);
+        engine_fatal_exit(ENOENT, "ERR: Can't create file", "/first");
+    });
+    EXPECT_FALSE(exiting.timed_out);
+    EXPECT_FALSE(exiting.exited_with(0));
+    EXPECT_EQ(occurrences(exiting.out, "handler:"), 1U) << exiting.out;
+    const child_outcome aborting = run_in_child([] {
+        engine_set_fatal_handler(break_an_invariant);
+        engine_fatal_exit(ENOENT, "ERR: Can't create file", "/first");
+    });
+    EXPECT_TRUE(aborting.aborted());
+    EXPECT_EQ(occurrences(aborting.out, "handler:"), 1U) << aborting.out;
+}
+
+TEST(fatal, output_that_was_printed_before_a_refusal_is_not_lost) {
+    const child_outcome outcome = run_in_child([] {
+        fputs("before\n", stdout);
+        engine_fatal_exit(EIO, "ERR: Can't open file", "/x");
+    });
+    EXPECT_EQ(outcome.out, "before\n");
+}
+
+TEST(fatal, the_programs_name_is_without_its_folder) {
+    EXPECT_STREQ(program_name(), model_tests::own_program_name().c_str());
+}

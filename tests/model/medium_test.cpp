@@ -1,0 +1,80 @@
+/* The medium's services on this system: success on a file, and an error number
+ * where the system refuses. */
+#include "model/medium.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/magic.h>
+#include <sys/mman.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "support.h"
+
+using model_tests::private_folder;
+using model_tests::set_file_content;
+
+namespace {
+
+/* Pages of the file that are in memory, seen through a mapping that touches
+ * none of them. */
+size_t pages_in_memory(int fd, size_t size) {
+    void *mapping = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
+    EXPECT_NE(mapping, MAP_FAILED);
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    std::vector<unsigned char> resident(size / page, 0);
+    EXPECT_EQ(mincore(mapping, size, resident.data()), 0);
+    munmap(mapping, size);
+    size_t count = 0;
+    for (const unsigned char each : resident)
+        count += each & 1U;
+    return count;
+}
+
+}  // namespace
+
+TEST(medium, flush_release_and_read_ahead_succeed_on_a_file) {
+    const private_folder folder;
+    set_file_content(folder.file("f"), std::string(4096, 'x'));
+    const int fd = open(folder.file("f").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(medium_flush(fd), 0);
+    EXPECT_EQ(medium_release(fd), 0);
+    EXPECT_EQ(medium_read_ahead(fd), 0);
+    close(fd);
+}
+
+TEST(medium, a_flushed_and_released_file_is_no_longer_in_memory) {
+    constexpr size_t size = 1U << 20U;
+    const private_folder folder;
+    struct statfs system = {};
+    ASSERT_EQ(statfs(folder.c_path(), &system), 0);
+    if (system.f_type == TMPFS_MAGIC)
+        GTEST_SKIP() << "the folder for temporary files lies in memory";
+    set_file_content(folder.file("f"), std::string(size, 'x'));
+    const int fd = open(folder.file("f").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(medium_flush(fd), 0);
+    ASSERT_GT(pages_in_memory(fd, size), 0U);
+    EXPECT_EQ(medium_release(fd), 0);
+    const size_t left = pages_in_memory(fd, size);
+    close(fd);
+    EXPECT_EQ(left, 0U);
+}
+
+TEST(medium, refusals_are_returned_as_error_numbers) {
+    EXPECT_EQ(medium_flush(-1), EBADF);
+    EXPECT_EQ(medium_release(-1), EBADF);
+    EXPECT_EQ(medium_read_ahead(-1), EBADF);
+    std::array<int, 2> ends = {};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    EXPECT_EQ(medium_flush(ends[1]), EINVAL);
+    EXPECT_EQ(medium_release(ends[0]), ESPIPE);
+    close(ends[0]);
+    close(ends[1]);
+}

@@ -1,0 +1,64 @@
+// Runs of trovik-cli and what must hold for all of them.
+#ifndef TROVIK_TESTS_SYSTEM_CLI_RUN_H
+#define TROVIK_TESTS_SYSTEM_CLI_RUN_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "mounts.h"
+#include "process.h"
+#include "sector_oracle.h"
+
+namespace system_tests {
+
+struct cli_result : process_result {
+    nlohmann::json json;    // the report, null when there is none
+};
+
+// Runs it with these words.
+process_result run_cli(std::vector<std::string> words, process_options options = {});
+
+// Runs "test" or "read" (the first word) with a JSON report in a file.
+cli_result run_cli_with_report(std::vector<std::string> words, process_options options = {});
+
+// The report that such a run writes while the test does something else.
+class report_file {
+ public:
+    std::string option() const { return "--json=" + path(); }
+    std::string path() const { return m_folder.path() + "/report.json"; }
+    // The document; null when there is none.
+    nlohmann::json read() const;
+
+ private:
+    private_folder m_folder;
+};
+
+// Counts of all files, or of the file with this number.
+sector_tally tally_of(const nlohmann::json &report);
+sector_tally tally_of_file(const nlohmann::json &report, int number);
+
+// Whether one of the texts in the list contains this one.
+bool any_contains(const nlohmann::json &list, const std::string &text);
+
+std::vector<std::string> lines_of(const std::string &text);
+
+// The run came to its report: all lines stand in the text, in their order, with the
+// JSON's values, and the JSON's numbers agree with each other.
+void expect_whole_report(const nlohmann::json &report, const std::string &text);
+
+// The kept test files, looked at independently, are what the report says.
+void expect_oracle_agrees(const volume &where, const nlohmann::json &report);
+
+// The engine ended the process by abort(3) in this condition, and the JSON says so.
+void expect_aborted_at(const cli_result &run, const std::string &condition);
+
+// The command that the text says removes what is left; empty when it names none.
+std::string removal_command(const std::string &text);
+
+// Runs that command as typed into a shell.
+process_result run_removal_command(const std::string &command);
+
+}  // namespace system_tests
+
+#endif

@@ -1,0 +1,165 @@
+#include "process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+
+namespace system_tests {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+static void set_environment(const std::vector<std::string> &settings) {
+    for (const std::string &setting : settings) {
+        const size_t sign = setting.find('=');
+        setenv(setting.substr(0, sign).c_str(), setting.substr(sign + 1).c_str(), 1);
+    }
+}
+
+static void become_user(uid_t user) {
+    if (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)
+        _exit(126);
+}
+
+// In the child, between fork and exec.
+[[noreturn]] static void start_program(const std::vector<std::string> &words,
+                                       const process_options &options, int out, int err) {
+    const char *input = options.input.empty() ? "/dev/null" : options.input.c_str();
+    dup2(open(input, O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    const rlimit no_core = {0, 0};
+    setrlimit(RLIMIT_CORE, &no_core);
+    set_environment(options.environment);
+    if (options.user)
+        become_user(*options.user);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    std::vector<char *> arguments;
+    for (const std::string &word : words)
+        arguments.push_back(const_cast<char *>(word.c_str()));  // as execv is declared
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+child_process::child_process(const std::vector<std::string> &words, process_options options)
+    : m_options(std::move(options)), m_started(steady_clock::now()) {
+    std::array<int, 2> out{};
+    std::array<int, 2> err{};
+    if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(err.data(), O_CLOEXEC) != 0)
+        std::abort();
+    m_pid = fork();
+    if (m_pid == 0)
+        start_program(words, m_options, out[1], err[1]);
+    close(out[1]);
+    close(err[1]);
+    m_out = out[0];
+    m_err = err[0];
+    fcntl(m_out, F_SETFL, O_NONBLOCK);
+    fcntl(m_err, F_SETFL, O_NONBLOCK);
+}
+
+child_process::~child_process() {
+    if (!m_reaped) {
+        kill(m_pid, SIGKILL);
+        wait();
+    }
+    close(m_out);
+    close(m_err);
+}
+
+static void read_all(int fd, std::string &text) {
+    std::array<char, 65536> buffer{};
+    for (ssize_t got = 0; (got = read(fd, buffer.data(), buffer.size())) > 0;)
+        text.append(buffer.data(), static_cast<size_t>(got));
+}
+
+void child_process::drain() {
+    read_all(m_out, m_result.out);
+    read_all(m_err, m_result.err);
+}
+
+void child_process::collect(milliseconds patience) {
+    std::array<pollfd, 2> pipes = {{{m_out, POLLIN, 0}, {m_err, POLLIN, 0}}};
+    poll(pipes.data(), pipes.size(), static_cast<int>(patience.count()));
+    drain();
+    // A closed pipe is always ready: do not spin while the process still ends.
+    if ((pipes[0].revents & pipes[1].revents & POLLHUP) != 0)
+        usleep(1000);
+}
+
+// The process itself is what is waited for, not its pipes: a daemon that it
+// started may keep these open.
+bool child_process::reap() {
+    if (m_reaped)
+        return true;
+    int status = 0;
+    rusage used = {};
+    if (wait4(m_pid, &status, WNOHANG, &used) != m_pid)
+        return false;
+    m_reaped = true;
+    drain();
+    m_result.took = std::chrono::duration_cast<milliseconds>(steady_clock::now() - m_started);
+    m_result.peak_rss_kib = used.ru_maxrss;
+    if (WIFEXITED(status))
+        m_result.exit_status = WEXITSTATUS(status);
+    else
+        m_result.signal_number = WTERMSIG(status);
+    return true;
+}
+
+bool child_process::is_running() {
+    return !reap();
+}
+
+bool child_process::wait_for_output(const std::string &text, std::chrono::seconds timeout) {
+    const auto deadline = steady_clock::now() + timeout;
+    while (m_result.out.find(text) == std::string::npos) {
+        if (reap() || steady_clock::now() > deadline)
+            return m_result.out.find(text) != std::string::npos;
+        collect(milliseconds{10});
+    }
+    return true;
+}
+
+void child_process::send_signal(int signal_number) {
+    m_started = steady_clock::now();
+    kill(m_pid, signal_number);
+}
+
+process_result child_process::wait() {
+    const auto deadline = steady_clock::now() + m_options.timeout;
+    while (!reap()) {
+        collect(milliseconds{10});
+        if (!m_result.timed_out && steady_clock::now() > deadline) {
+            m_result.timed_out = true;
+            kill(m_pid, SIGKILL);
+        }
+    }
+    return m_result;
+}
+
+process_result run_program(const std::vector<std::string> &words, process_options options) {
+    return child_process(words, std::move(options)).wait();
+}
+
+std::string find_program(const std::string &name) {
+    const char *path = std::getenv("PATH");
+    std::istringstream folders(std::string(path == nullptr ? "" : path) + ":/usr/sbin:/sbin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string program = folder + "/" + name;
+        if (access(program.c_str(), X_OK) == 0)
+            return program;
+    }
+    return {};
+}
+
+}  // namespace system_tests

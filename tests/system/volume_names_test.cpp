@@ -1,0 +1,58 @@
+// Mount points with names that a shell, a mount table or a line of text stumbles over.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "cli_run.h"
+#include "mounts.h"
+
+using namespace system_tests;
+
+static const char odd_name[] = "Karte 1 – 写真\n'it`s' $(id) \\040 \"x\"";
+
+TEST(volume_names, with_blanks_letters_of_all_kinds_and_a_line_break_are_tested_like_any) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=2M", "--real-size=1M"}, odd_name);
+    const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
+    EXPECT_EQ(run.exit_status, 65) << run.err;
+    EXPECT_EQ(tally_of(run.json), (sector_tally{.ok = 2048, .corrupted = 2048}));
+    EXPECT_EQ(run.json.at("volume").at("root"), where.path());
+    EXPECT_EQ(run.json.at("report").at("volume_name"), where.path());
+    expect_oracle_agrees(where, run.json);
+    EXPECT_EQ(run_cli({"clean", where.path()}).exit_status, 0);
+    EXPECT_EQ(where.test_files(), std::vector<int>{});
+}
+
+// The named command removes the files of a stopped run, typed into a shell as it is.
+static void expect_removable_after_a_stop(const std::string &name) {
+    const card where({"--size=4M", "--write-latency-us=300"}, name);
+    child_process run({TROVIK_CLI_PROGRAM, "test", where.path()});
+    ASSERT_TRUE(run.wait_for_output("16.00 KB/s", std::chrono::seconds{60}));
+    run.send_signal(SIGINT);
+    const process_result ended = run.wait();
+    EXPECT_EQ(where.test_files(), std::vector<int>{1});
+    const process_result removed = run_removal_command(removal_command(ended.err));
+    EXPECT_EQ(removed.exit_status, 0) << ended.err << removed.err;
+    EXPECT_EQ(where.test_files(), std::vector<int>{});
+}
+
+TEST(volume_names, with_blanks_and_quotes_are_quoted_in_the_command_that_removes_files) {
+    SKIP_IF_MISSING(missing_for_cards());
+    expect_removable_after_a_stop("Karte 1 – 写真 'it`s' $(id) \\040 \"x\"");
+}
+
+TEST(volume_names, with_a_line_break_are_quoted_in_the_command_that_removes_files) {
+    SKIP_IF_MISSING(missing_for_cards());
+    expect_removable_after_a_stop("two\nlines");
+}
+
+TEST(volume_names, that_are_not_utf8_are_tested_and_reported) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=1M"}, "a\xff\xe9z");
+    const cli_result run = run_cli_with_report({"test", where.path()});
+    EXPECT_EQ(run.exit_status, 0) << run.err;
+    EXPECT_EQ(tally_of(run.json), sector_tally{.ok = 2048});
+    const std::string escaped = run.json.at("volume").at("root_percent_escaped");
+    EXPECT_NE(escaped.find("a%FFz"), 0U);
+    EXPECT_NE(escaped.find("%FF%E9"), std::string::npos) << escaped;
+}

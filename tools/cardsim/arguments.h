@@ -1,0 +1,49 @@
+/* The command line: which card is asked for. Reads and checks arguments, touches
+ * nothing else; what needs the system (the mount point, the backing file) is
+ * checked where it is used. */
+#ifndef TROVIK_TOOLS_CARDSIM_ARGUMENTS_H
+#define TROVIK_TOOLS_CARDSIM_ARGUMENTS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/cardsim/card.h"
+#include "tools/cardsim/card_life.h"
+#include "tools/cardsim/throttle.h"
+
+namespace cardsim {
+
+struct card_options {
+    std::string mount_point;
+    uint64_t announced_sectors = 0;  // what statfs promises
+    uint64_t usable_sectors = 0;     // what can be allocated before the card is full
+    card_traits device;
+    life_traits life;
+    throttle_traits speed;
+    std::string backing;  // empty: the card lives in memory
+    bool read_only = false;
+    std::optional<uint64_t> statfs_free;  // bytes
+    bool statfs_fails = false;
+    bool fsync_fails = false;
+    bool foreground = false;
+};
+
+enum class arguments_verdict {
+    run,
+    help,   // --help was asked for
+    wrong,  // *error says in one line what is wrong, naming the option
+};
+
+/* words: the arguments without the program's name. *options is complete only with
+ * the verdict run. */
+arguments_verdict arguments_parse(const std::vector<std::string> &words, card_options *options,
+                                  std::string *error);
+
+/* All options, as "--size" and so on, for the test that holds the help to them. */
+std::vector<std::string> arguments_known();
+
+}  // namespace cardsim
+
+#endif

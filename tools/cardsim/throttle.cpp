@@ -1,0 +1,42 @@
+/* Debt accounting for a slow card. */
+#include "tools/cardsim/throttle.h"
+
+#include <algorithm>
+
+namespace cardsim {
+
+namespace {
+
+// Above the first a request waits, and it waits until the second is left. The
+// distance makes every sleep at least a millisecond; what is left is more than
+// the system usually sleeps too long.
+constexpr std::chrono::milliseconds DEBT_MOST{3};
+constexpr std::chrono::milliseconds DEBT_LEFT{2};
+
+std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {
+    if (rate == 0) {
+        return std::chrono::nanoseconds{0};
+    }
+    const double seconds = static_cast<double>(bytes) / static_cast<double>(rate);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
+
+throttle::time_point throttle::charge(time_point now, uint64_t bytes, uint64_t rate,
+                                      std::chrono::microseconds latency) {
+    const std::chrono::nanoseconds cost = transfer_time(bytes, rate) + latency;
+    m_busy_until = std::max(m_busy_until, now) + cost;
+    return m_busy_until - now > DEBT_MOST ? m_busy_until - DEBT_LEFT : now;
+}
+
+throttle::time_point throttle::charge_write(time_point now, uint64_t bytes) {
+    return charge(now, bytes, m_traits.write_rate, m_traits.write_latency);
+}
+
+throttle::time_point throttle::charge_read(time_point now, uint64_t bytes) {
+    return charge(now, bytes, m_traits.read_rate, m_traits.read_latency);
+}
+
+}  // namespace cardsim

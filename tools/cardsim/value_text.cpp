@@ -1,0 +1,134 @@
+/* Strict readers of option values: a size that is half understood would simulate
+ * another card than the one asked for. */
+#include "tools/cardsim/value_text.h"
+
+#include <charconv>
+#include <limits>
+#include <vector>
+
+#include "tools/cardsim/card.h"
+
+namespace cardsim {
+
+namespace {
+
+// Positions in files are signed 64-bit numbers.
+constexpr uint64_t LARGEST_SIZE = std::numeric_limits<int64_t>::max();
+
+bool digits_to_number(std::string_view text, uint64_t *number) {
+    const char *end = text.data() + text.size();
+    const auto [stopped, problem] = std::from_chars(text.data(), end, *number);
+    return problem == std::errc() && stopped == end;
+}
+
+std::string quoted(std::string_view text) {
+    std::string result = "'";
+    result.append(text).append("'");
+    return result;
+}
+
+std::vector<std::string_view> split_at_commas(std::string_view text) {
+    std::vector<std::string_view> parts;
+    for (;;) {
+        const size_t comma = text.find(',');
+        parts.push_back(text.substr(0, comma));
+        if (comma == std::string_view::npos) {
+            return parts;
+        }
+        text.remove_prefix(comma + 1);
+    }
+}
+
+}  // namespace
+
+bool value_parse_size(std::string_view text, uint64_t *bytes, std::string *error) {
+    static constexpr std::string_view suffixes = "KMGT";
+    std::string_view digits = text;
+    unsigned shift = 0;
+    if (!text.empty()) {
+        const size_t suffix = suffixes.find(text.back());
+        if (suffix != std::string_view::npos) {
+            shift = 10 * (static_cast<unsigned>(suffix) + 1);
+            digits.remove_suffix(1);
+        }
+    }
+    uint64_t number = 0;
+    if (!digits_to_number(digits, &number)) {
+        *error = quoted(text) + " is not a size (examples: 4096, 64K, 16M, 2G)";
+        return false;
+    }
+    if (number > LARGEST_SIZE >> shift) {
+        *error = quoted(text) + " is too large";
+        return false;
+    }
+    *bytes = number << shift;
+    return true;
+}
+
+bool value_parse_number(std::string_view text, uint64_t *number, std::string *error) {
+    if (!digits_to_number(text, number)) {
+        *error = quoted(text) + " is not a whole number, or too large";
+        return false;
+    }
+    return true;
+}
+
+bool value_parse_fraction(std::string_view text, double lowest, double highest, double *value,
+                          std::string *error) {
+    const char *end = text.data() + text.size();
+    const auto [stopped, problem] =
+        std::from_chars(text.data(), end, *value, std::chars_format::fixed);
+    // Written so that "nan", which compares with nothing, is refused as well.
+    if (problem != std::errc() || stopped != end || !(*value >= lowest && *value <= highest)) {
+        const auto plain = [](double limit) {
+            return std::to_string(static_cast<uint64_t>(limit));
+        };
+        *error = quoted(text) + " is not a number from " + plain(lowest) + " to " + plain(highest);
+        return false;
+    }
+    return true;
+}
+
+bool value_parse_ranges(std::string_view text, sector_ranges *ranges, std::string *error) {
+    for (const std::string_view part : split_at_commas(text)) {
+        const size_t dash = part.find('-');
+        uint64_t first = 0;
+        if (!digits_to_number(part.substr(0, dash), &first)) {
+            *error = quoted(part) + " is not a sector or FIRST-LAST";
+            return false;
+        }
+        uint64_t last = first;
+        if (dash != std::string_view::npos && !digits_to_number(part.substr(dash + 1), &last)) {
+            *error = quoted(part) + " is not a sector or FIRST-LAST";
+            return false;
+        }
+        if (last < first) {
+            *error = quoted(part) + " ends before it begins";
+            return false;
+        }
+        ranges->add(first, last);
+    }
+    return true;
+}
+
+bool value_parse_flips(std::string_view text, std::set<std::pair<uint64_t, unsigned>> *flips,
+                       std::string *error) {
+    for (const std::string_view part : split_at_commas(text)) {
+        const size_t colon = part.find(':');
+        uint64_t sector = 0;
+        uint64_t bit = 0;
+        if (colon == std::string_view::npos || !digits_to_number(part.substr(0, colon), &sector) ||
+            !digits_to_number(part.substr(colon + 1), &bit)) {
+            *error = quoted(part) + " is not SECTOR:BIT";
+            return false;
+        }
+        if (bit >= CARD_SECTOR_BITS) {
+            *error = quoted(part) + " names a bit outside 0 to 4095";
+            return false;
+        }
+        flips->emplace(sector, static_cast<unsigned>(bit));
+    }
+    return true;
+}
+
+}  // namespace cardsim

@@ -1,0 +1,36 @@
+/* Values of options from their text: sizes, numbers, lists of sectors. Each takes
+ * the whole text or nothing, returns whether it could, and puts into error what is
+ * wrong with it, to be shown behind the option's name. */
+#ifndef TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H
+#define TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tools/cardsim/sector_ranges.h"
+
+namespace cardsim {
+
+/* Bytes, or with K, M, G or T behind the number that many powers of 1024. */
+bool value_parse_size(std::string_view text, uint64_t *bytes, std::string *error);
+
+/* A whole number without sign, in decimal digits. */
+bool value_parse_number(std::string_view text, uint64_t *number, std::string *error);
+
+/* A decimal fraction such as 0.25 between lowest and highest. */
+bool value_parse_fraction(std::string_view text, double lowest, double highest, double *value,
+                          std::string *error);
+
+/* FIRST[-LAST][,...]: adds to the ranges. */
+bool value_parse_ranges(std::string_view text, sector_ranges *ranges, std::string *error);
+
+/* SECTOR:BIT[,...]: adds to the set. */
+bool value_parse_flips(std::string_view text, std::set<std::pair<uint64_t, unsigned>> *flips,
+                       std::string *error);
+
+}  // namespace cardsim
+
+#endif
