@@ -74,10 +74,19 @@ static const command_description commands[] = {
      false, false, false},
 };
 
-static bool is_command(const std::string &word) {
-    return std::any_of(std::begin(commands), std::end(commands), [&](const auto &description) {
+// Whether the command line can begin with this word. CLI11 would say of a wrong
+// one only that a command is missing.
+static bool is_first_word(const std::string &word) {
+    const auto is_named = [&](const auto &description) {
         return word == cli_command_name(description.command);
-    });
+    };
+    return word == "-h" || word == "--help" || word == "--version" ||
+           std::any_of(std::begin(commands), std::end(commands), is_named);
+}
+
+// The empty text when `text` can be a path, else what is wrong with it.
+static std::string check_path(const std::string &text) {
+    return text.empty() ? "the path is empty" : "";
 }
 
 static void add_command(CLI::App &app, const command_description &description,
@@ -86,7 +95,8 @@ static void add_command(CLI::App &app, const command_description &description,
         app.add_subcommand(cli_command_name(description.command), description.description);
     command->callback([&arguments, &description] { arguments.command = description.command; });
     CLI::Option *volume =
-        command->add_option("VOLUME", arguments.volume, "Root folder of the mounted volume");
+        command->add_option("VOLUME", arguments.volume, "Root folder of the mounted volume")
+            ->check(check_path);
     if (description.command != cli_command::info)
         volume->required();
     if (description.has_start_at)
@@ -123,7 +133,7 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
     raw_words raw;
     for (const command_description &description : commands)
         add_command(app, description, arguments, raw);
-    if (argc > 1 && argv[1][0] != '-' && !is_command(argv[1])) {
+    if (argc > 1 && !is_first_word(argv[1])) {
         std::fprintf(stderr, "trovik-cli: there is no command '%s' (see trovik-cli --help)\n",
                      printable_text(argv[1]).c_str());
         exit_status = EXIT_STATUS_USAGE;

@@ -15,6 +15,9 @@
 // Columns to assume when the terminal does not tell.
 constexpr unsigned default_columns = 80;
 
+// What stands between the fields of a status line.
+static const char field_gap[] = "    ";
+
 static unsigned terminal_columns(int fd) {
     struct winsize size = {};
     if (ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
@@ -58,16 +61,18 @@ static int private_duplicate(int fd) {
     return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-console::console() : m_terminal(isatty(STDOUT_FILENO) == 1) {
+console::console() {
     m_out.number = m_out.real_fd = STDOUT_FILENO;
     m_err.number = m_err.real_fd = STDERR_FILENO;
-    if (!m_terminal)
+    m_out.terminal = isatty(STDOUT_FILENO) == 1;
+    m_err.terminal = m_out.terminal && isatty(STDERR_FILENO) == 1;
+    if (!m_out.terminal)
         return;
     std::fflush(stdout);
     // A pipe would make the stream buffer whole blocks.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     take_over(m_out);
-    if (isatty(STDERR_FILENO) == 1)
+    if (m_err.terminal)
         take_over(m_err);
 }
 
@@ -115,7 +120,10 @@ void console::pass_on(stream &from) {
         const ssize_t got = read(from.pipe_fd, buffer, sizeof buffer);
         if (got <= 0)
             return;
+        if (m_open_line == open_line::user_text)
+            close_line();
         write_text(from, std::string_view(buffer, static_cast<size_t>(got)));
+        m_open_line = buffer[got - 1] == '\n' ? open_line::none : open_line::engine_stream;
     }
 }
 
@@ -128,9 +136,8 @@ void console::write_text(stream &to, std::string_view text) {
     if (text.empty())
         return;
     bool written = false;
-    if (m_terminal) {
+    if (to.terminal) {
         erase_status();
-        m_line_open = text.back() != '\n';
         written = write_all(to.real_fd, printable_lines(text));
     } else {
         // The engine's own lines pass through the C library: behind them.
@@ -143,12 +150,23 @@ void console::write_text(stream &to, std::string_view text) {
 }
 
 void console::print(std::string_view text) {
+    if (text.empty())
+        return;
+    if (m_open_line == open_line::engine_stream)
+        close_line();
     write_text(m_out, text);
+    m_open_line = text.back() == '\n' ? open_line::none : open_line::user_text;
+}
+
+void console::close_line() {
+    if (m_open_line == open_line::none)
+        return;
+    m_open_line = open_line::none;
+    write_text(m_out, "\n");
 }
 
 void console::print_error(const std::string &line) {
-    if (m_line_open)
-        write_text(m_err, "\n");
+    close_line();
     write_text(m_err, line + "\n");
 }
 
@@ -159,17 +177,25 @@ void console::erase_status() {
     m_status.clear();
 }
 
+// As many of the status line's fields as fit: half a number is a wrong number.
+// Three columns are left free, for a full line would make some terminals wrap,
+// and Ctrl-C is echoed as "^C" behind it.
+static std::string fitting(const std::string &text, unsigned columns) {
+    const size_t room = columns > 3 ? columns - 3 : 0;
+    if (text.size() <= room)
+        return text;
+    const size_t field_end = text.rfind(field_gap, room);
+    return text.substr(0, field_end == std::string::npos ? room : field_end);
+}
+
 void console::show_status(const std::string &text) {
-    if (!m_terminal || text == m_status)
+    if (!m_out.terminal || text == m_status)
         return;
-    if (text.empty() || m_line_open) {
+    if (text.empty()) {
         erase_status();
-        if (text.empty())
-            return;
-        write_text(m_out, "\n");
+        return;
     }
-    // One column is left free: a full line would make some terminals wrap.
-    const std::string shown = text.substr(0, terminal_columns(m_out.real_fd) - 1);
-    write_all(m_out.real_fd, "\r\x1b[K" + shown);
+    close_line();
+    write_all(m_out.real_fd, "\r\x1b[K" + fitting(text, terminal_columns(m_out.real_fd)));
     m_status = text;
 }

@@ -42,18 +42,22 @@ class console {
         int number = -1;   // descriptor that the process writes to: 1 or 2
         int real_fd = -1;  // where its text goes
         int pipe_fd = -1;  // where the process's text arrives, -1 when it is not taken over
+        bool terminal = false;
     };
+
+    // Who has left a line of standard output open.
+    enum class open_line { none, engine_stream, user_text };
 
     void take_over(stream &which);
     void pass_on(stream &from);
     void write_text(stream &to, std::string_view text);
+    void close_line();
     void erase_status();
 
     stream m_out, m_err;
-    bool m_terminal = false;
-    bool m_line_open = false;  // the last text did not end its line
-    std::string m_status;      // as it stands on the terminal now
-    int m_output_error = 0;    // of standard output
+    open_line m_open_line = open_line::none;
+    std::string m_status;    // as it stands on the terminal now
+    int m_output_error = 0;  // of standard output
 };
 
 #endif

@@ -20,16 +20,20 @@ static int fail(int status, const std::string &reason) {
 
 // A process can be started without the standard streams. The first files that it
 // opens would then take their numbers, and whatever is printed would land in them:
-// in a test file, or in the report.
-static void fill_standard_streams() {
+// in a test file, or in the report. True when standard output was closed.
+static bool fill_standard_streams() {
+    bool no_output = false;
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF)
+        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF) {
             open("/dev/null", O_RDWR);
+            no_output = no_output || fd == STDOUT_FILENO;
+        }
     }
+    return no_output;
 }
 
 int main(int argc, char **argv) {
-    fill_standard_streams();
+    const bool no_output = fill_standard_streams();
     cli_arguments arguments;
     int status = 0;
     if (!cli_parse_arguments(argc, argv, arguments, status))
@@ -41,6 +45,8 @@ int main(int argc, char **argv) {
     std::string reason;
     if (!guard_check(arguments, target, reason))
         return fail(EXIT_STATUS_REFUSED, "refused: " + reason);
+    if (no_output && arguments.json == "-")
+        return fail(EXIT_STATUS_USAGE, "--json: standard output is closed");
     json_output json;
     if (!json.open(arguments.json, target.volume, reason))
         return fail(EXIT_STATUS_USAGE, "--json: " + reason);

@@ -57,6 +57,7 @@ class command_run {
     void do_steps(job_steps steps);
     bool is_volume_in_place();
     void see_to_medium();
+    void print_news();
     int poll();
     void show_status();
     [[noreturn]] void end_by_signal(int signal_number);
@@ -222,16 +223,21 @@ void command_run::see_to_medium() {
         return;
     m_may_rest_on_memory = true;
     const std::lock_guard lock(m_mutex);
+    print_news();
     m_console.print("What is read now may come from the computer's memory: " + reason + "\n");
 }
 
-// Prints what has come in since the last time. Returns the error number of an
-// output that could not be written, or 0.
-int command_run::poll() {
-    const std::lock_guard lock(m_mutex);
+// Prints what the engine has said since the last time. Under the lock.
+void command_run::print_news() {
     m_console.pass_on_streams();
     const engine_log_view lines = engine_log_take_view();
     m_console.print({lines.text, lines.length});
+}
+
+// Returns the error number of an output that could not be written, or 0.
+int command_run::poll() {
+    const std::lock_guard lock(m_mutex);
+    print_news();
     show_status();
     return m_console.output_error();
 }
@@ -321,9 +327,7 @@ bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
 // Everything that has been said so far, the status line gone, the streams as the
 // process found them.
 void command_run::pass_on_last_words() {
-    m_console.pass_on_streams();
-    const engine_log_view lines = engine_log_take_view();
-    m_console.print({lines.text, lines.length});
+    print_news();
     m_console.release_streams();
 }
 

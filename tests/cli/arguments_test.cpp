@@ -87,13 +87,13 @@ TEST(arguments, a_volume_may_be_called_like_a_command) {
 
 TEST(arguments, the_first_and_the_last_start_number_become_indices) {
     EXPECT_EQ(parsed({"test", "/card", "--start-at=1"}).start_index, 0);
-    EXPECT_EQ(parsed({"test", "/card", "--start-at=2147483647"}).start_index, 2147483646);
+    EXPECT_EQ(parsed({"test", "/card", "--start-at=2000000000"}).start_index, 1999999999);
 }
 
 TEST(arguments, a_start_number_that_would_mean_another_file_is_wrong_usage) {
     for (const char *number :
-         {"0", "-4", "x", "3x", "x3", " 3", "+3", "03", "2147483648", "4294967296", "4294967297",
-          "9223372036854775807", "99999999999999999999"})
+         {"0", "-4", "x", "3x", "x3", " 3", "+3", "03", "2000000001", "2147483647", "2147483648",
+          "4294967296", "4294967297", "9223372036854775807", "99999999999999999999"})
         expect_wrong_usage({"test", "/nowhere", std::string("--start-at=") + number}, number);
 }
 

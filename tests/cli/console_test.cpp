@@ -282,7 +282,7 @@ TEST(console, standard_error_in_a_file_gets_its_lines_and_nothing_of_the_screen)
     EXPECT_EQ(screen_after(result.out, 80).lines, (lines{"half a line", "a line"}));
 }
 
-TEST(console, a_text_that_nobody_receives_is_reported) {
+TEST(console, a_text_that_could_not_be_written_is_remembered_with_the_reason) {
     process_options options;
     options.prepare = [] {
         const int full = open("/dev/full", O_WRONLY);
@@ -291,8 +291,12 @@ TEST(console, a_text_that_nobody_receives_is_reported) {
     const outcome result = run_body(
         [] {
             console pipe;
-            std::fprintf(stderr, "%d %d", pipe.print("") ? 1 : 0, pipe.print("text\n") ? 1 : 0);
+            pipe.print("");
+            std::fprintf(stderr, "%d, ", pipe.output_error());
+            pipe.print("text\n");
+            pipe.print("more text\n");
+            std::fprintf(stderr, "%d", pipe.output_error());
         },
         options);
-    EXPECT_EQ(result.err, "1 0");
+    EXPECT_EQ(result.err, "0, " + std::to_string(ENOSPC));
 }

@@ -2,6 +2,7 @@
 // gone, by a volume that fails; and runs whose streams are not what they seem.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -273,4 +274,21 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
     EXPECT_TRUE(contains(last_line, "ERR: Can't open file " + volume.file("1.fff"))) << result.err;
     // Reading leaves nothing behind.
     EXPECT_FALSE(contains(result.err, "test files left")) << result.err;
+}
+
+TEST(run_end, a_volume_that_is_replaced_during_the_run_is_not_cleaned) {
+    const private_volume volume("size=800m");
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.cue = started;
+    options.on_cue = [&](pid_t) {
+        EXPECT_EQ(mount("tmpfs", volume.path().c_str(), "tmpfs", 0, "size=1m"), 0);
+        set_file_content(volume.file("1.fff"), "another volume's");
+    };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "another volume's");
+    EXPECT_EQ(umount2(volume.path().c_str(), MNT_DETACH), 0);
+    EXPECT_NE(result.exit_status(), 0);
+    EXPECT_TRUE(contains(result.err, "was unmounted or replaced during the run")) << result.err;
+    EXPECT_FALSE(contains(result.out, "Report Begin")) << result.out;
 }

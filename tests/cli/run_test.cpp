@@ -98,7 +98,7 @@ TEST(run, write_fills_the_volume_and_says_how_much) {
 TEST(run, a_full_volume_cannot_be_tested) {
     const private_volume volume("size=64k");
     SKIP_WITHOUT(volume);
-    set_file_content(volume.file("photos"), std::string(64 * 1024, 'p'));
+    set_file_content(volume.file("photos"), std::string(65536, 'p'));
     EXPECT_EQ(run_cli({"write", volume.path()}).exit_status(), 74);
     EXPECT_EQ(run_cli({"test", volume.path()}).exit_status(), 74);
     EXPECT_EQ(entries(volume.path()), names{"photos"});

