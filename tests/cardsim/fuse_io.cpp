@@ -326,7 +326,8 @@ TEST_F(fuse_io, a_slow_card_is_no_faster_than_its_rate) {
     flush_and_release("a");
     const auto written = std::chrono::steady_clock::now();
     // Only the lower limit is a promise: how busy the machine is, nobody knows.
-    EXPECT_GE(written - begin, std::chrono::milliseconds(290));
+    // 293 ms and 146 ms, less the 25 ms that a card may have saved up.
+    EXPECT_GE(written - begin, std::chrono::milliseconds(265));
     seen_in("a");
-    EXPECT_GE(std::chrono::steady_clock::now() - written, std::chrono::milliseconds(140));
+    EXPECT_GE(std::chrono::steady_clock::now() - written, std::chrono::milliseconds(118));
 }

@@ -28,6 +28,7 @@ std::string contents_of(const std::string &path) {
 int run_program(const std::vector<std::string> &words, const std::string &output,
                 const std::string &errors) {
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string &word : words) {
         arguments.push_back(const_cast<char *>(word.c_str()));  // posix_spawn changes none
     }

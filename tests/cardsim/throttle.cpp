@@ -33,8 +33,21 @@ TEST(throttle, the_rate_is_exact_over_many_small_requests) {
         // Between two requests the host needs its time, and sleeps last too long.
         now = speed.charge_write(now + 20us, 1024) + 100us;
     }
-    EXPECT_NEAR(seconds_between(start, speed.idle_at(now)), 4.0, 0.01);
-    EXPECT_NEAR(seconds_between(start, now), 4.0, 0.01);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(now)), 4.0, 0.03);
+    EXPECT_NEAR(seconds_between(start, now), 4.0, 0.03);
+}
+
+TEST(throttle, the_rate_holds_on_a_machine_that_wakes_up_late) {
+    throttle_traits traits;
+    traits.write_rate = 1 << 20;
+    throttle speed(traits);
+    const throttle::time_point start{1h};
+    throttle::time_point now = start;
+    for (int i = 0; i < 4096; ++i) {
+        const throttle::time_point then = speed.charge_write(now, 1024);
+        now = then == now ? now : then + 15ms;
+    }
+    EXPECT_NEAR(seconds_between(start, now), 4.0, 0.05);
 }
 
 TEST(throttle, waits_are_never_shorter_than_a_millisecond) {
@@ -63,10 +76,10 @@ TEST(throttle, latency_is_paid_for_each_request_whatever_its_size) {
     for (int i = 0; i < 2000; ++i) {
         now = speed.charge_write(now, i % 2 == 0 ? 1 : 100000);
     }
-    EXPECT_NEAR(seconds_between(start, now), 1.0, 0.005);
+    EXPECT_NEAR(seconds_between(start, now), 1.0, 0.03);
 }
 
-TEST(throttle, an_idle_card_saves_up_nothing) {
+TEST(throttle, an_idle_card_saves_up_a_fortieth_of_a_second_and_no_more) {
     throttle_traits traits;
     traits.write_rate = 1000;
     throttle speed(traits);
@@ -74,7 +87,7 @@ TEST(throttle, an_idle_card_saves_up_nothing) {
     const throttle::time_point later{2h};
     EXPECT_EQ(speed.idle_at(later), later);
     speed.charge_write(later, 1000);
-    EXPECT_EQ(speed.idle_at(later), later + 1s);
+    EXPECT_EQ(speed.idle_at(later), later + 1s - 25ms);
 }
 
 TEST(throttle, reading_and_writing_have_their_own_rates_on_one_card) {
@@ -85,5 +98,5 @@ TEST(throttle, reading_and_writing_have_their_own_rates_on_one_card) {
     const throttle::time_point now{1h};
     speed.charge_write(now, 1000);
     speed.charge_read(now, 1000);
-    EXPECT_EQ(speed.idle_at(now), now + 1500ms);
+    EXPECT_EQ(speed.idle_at(now), now + 1500ms - 25ms);
 }

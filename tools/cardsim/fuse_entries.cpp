@@ -222,27 +222,20 @@ void on_rename(fuse_req_t request, fuse_ino_t from, const char *name, fuse_ino_t
     fuse_reply_err(request, error);
 }
 
-/* What an open folder shows: taken when it is opened or rewound, so that files can
- * be removed while the folder is read. */
-using folder_view = std::vector<folder_entry>;
-
-// fuse_file_info has room for a number only; the kernel carries it back and forth.
-folder_view *view_of(const fuse_file_info *file) {
-    return reinterpret_cast<folder_view *>(static_cast<uintptr_t>(file->fh));
-}
-
 void on_opendir(fuse_req_t request, fuse_ino_t number, fuse_file_info *file) {
     if (!request_present(request)) {
         return;
     }
-    auto view = std::make_unique<folder_view>();
-    if (const int error = card_of(request).tree.list(number, view.get()); error != 0) {
+    mounted_card &card = card_of(request);
+    std::vector<folder_entry> view;
+    if (const int error = card.tree.list(number, &view); error != 0) {
         fuse_reply_err(request, error);
         return;
     }
-    file->fh = reinterpret_cast<uintptr_t>(view.get());
-    if (fuse_reply_open(request, file) == 0) {
-        view.release();  // NOLINT(bugprone-unused-return-value): on_releasedir deletes it
+    file->fh = ++card.last_open_folder;
+    card.open_folders.emplace(file->fh, std::move(view));
+    if (fuse_reply_open(request, file) != 0) {
+        card.open_folders.erase(card.last_open_folder);
     }
 }
 
@@ -251,7 +244,7 @@ void on_readdir(fuse_req_t request, fuse_ino_t number, size_t size, off_t offset
     if (!request_present(request)) {
         return;
     }
-    folder_view &view = *view_of(file);
+    std::vector<folder_entry> &view = card_of(request).open_folders[file->fh];
     if (offset == 0) {
         if (const int error = card_of(request).tree.list(number, &view); error != 0) {
             fuse_reply_err(request, error);
@@ -276,7 +269,7 @@ void on_readdir(fuse_req_t request, fuse_ino_t number, size_t size, off_t offset
 }
 
 void on_releasedir(fuse_req_t request, fuse_ino_t, fuse_file_info *file) {
-    delete view_of(file);
+    card_of(request).open_folders.erase(file->fh);
     fuse_reply_err(request, 0);
 }
 

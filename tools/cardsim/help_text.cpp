@@ -50,8 +50,8 @@ The size of the card
 
 Where it is kept
   --backing=FILE        Keeps the sectors in FILE, sector n at byte n * 512, so
-                        that others can look at them. FILE must not exist or be
-                        empty. Without it: in memory.
+                        that others can look at them. FILE is created, or
+                        must be empty. Without it: in memory.
   --seed=N              Where the chance of --flip-rate and garbage starts, 0 if
                         not given. The same seed makes the same card.
 
@@ -89,7 +89,10 @@ Locked and gone
   --unplug-after-written=SIZE
   --unplug-after-read=SIZE
                         After so many bytes written / read, every call fails. A
-                        card that loses contact or resets under load.
+                        card that loses contact or resets under load. No byte
+                        more is read or written: a write is cut at the limit,
+                        and a read that crosses it (the system may ask for
+                        128 KiB at once) fails as a whole.
   --unplug-after=SECONDS
                         Likewise, this long after the first read or write. A
                         loose contact, an overheating reader, an impatient user.

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/cardsim/arguments.h"
@@ -31,6 +32,11 @@ struct mounted_card {
     page_publisher publisher;
     fuse_session *session = nullptr;
     std::vector<std::byte> read_buffer;
+
+    // What open folders show, by the number that the kernel carries back and forth:
+    // taken when one is opened or rewound, so that files can be removed meanwhile.
+    std::unordered_map<uint64_t, std::vector<folder_entry>> open_folders;
+    uint64_t last_open_folder = 0;
 };
 
 /* The card that a request is for. */

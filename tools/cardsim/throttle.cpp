@@ -13,6 +13,11 @@ namespace {
 constexpr std::chrono::milliseconds DEBT_MOST{3};
 constexpr std::chrono::milliseconds DEBT_LEFT{2};
 
+// How late a request may come and still be taken as one that came while the card
+// was busy: on a loaded machine the program wakes up that late, which is not the
+// card's doing. It is also what a card saves up while it is idle.
+constexpr std::chrono::milliseconds LATENESS{25};
+
 std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {
     if (rate == 0) {
         return std::chrono::nanoseconds{0};
@@ -27,7 +32,7 @@ std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {
 throttle::time_point throttle::charge(time_point now, uint64_t bytes, uint64_t rate,
                                       std::chrono::microseconds latency) {
     const std::chrono::nanoseconds cost = transfer_time(bytes, rate) + latency;
-    m_busy_until = std::max(m_busy_until, now) + cost;
+    m_busy_until = std::max(m_busy_until, now - LATENESS) + cost;
     return m_busy_until - now > DEBT_MOST ? m_busy_until - DEBT_LEFT : now;
 }
 

@@ -4,9 +4,10 @@
  *
  * A rate is exact over time although single requests of 1 KiB cost far less than
  * a sleep can be trusted with: a small debt is carried over from request to
- * request. The debt also covers the time the host takes between two requests and
- * a sleep that lasts too long, which would otherwise make the card slower than
- * asked for. */
+ * request. Debt, and a little lateness that is forgiven, also cover the time the
+ * host takes between two requests and sleeps that last too long, which would
+ * otherwise make the card slower than asked for. The price: what is transferred
+ * after a pause takes up to 25 ms less than it should. */
 #ifndef TROVIK_TOOLS_CARDSIM_THROTTLE_H
 #define TROVIK_TOOLS_CARDSIM_THROTTLE_H
 
