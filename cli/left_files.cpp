@@ -12,7 +12,8 @@
 #include "cli/test_files.h"
 #include "model/engine_results.h"
 
-constexpr std::chrono::seconds patience{2};
+// A user who stops a run should not wait longer for what is left than for the rest.
+constexpr std::chrono::seconds patience{1};
 
 namespace {
 

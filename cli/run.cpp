@@ -95,12 +95,20 @@ static void on_failure(const char *message, int exit_status) {
     current_run->end_by_failure(message, exit_status);
 }
 
-// A word for a shell, whatever blanks and quotes are in it.
+// A word for a shell, whatever blanks and quotes are in it. Bytes that must not
+// reach a terminal are escaped as Bash and its relatives read them.
 static std::string shell_quoted(const std::string &text) {
-    std::string quoted = "'";
-    for (const char character : text)
-        quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
-    return quoted + "'";
+    const bool plain = printable_text(text) == text;
+    std::string quoted = plain ? "'" : "$'";
+    for (const char character : text) {
+        if (character == '\'')
+            quoted += plain ? "'\\''" : "\\'";
+        else if (character == '\\' && !plain)
+            quoted += "\\\\";
+        else
+            quoted += character;
+    }
+    return (plain ? quoted : printable_text(quoted)) + "'";
 }
 
 command_run::command_run(const cli_arguments &arguments, const run_target &target,
@@ -348,7 +356,7 @@ void command_run::say_what_is_left() {
         command += " --force";
     const std::string what = files ? "test files left on " + folder + ": " + *files
                                    : "test files may be left on " + folder;
-    m_console.print_error("trovik-cli: " + what + "; remove them with: " + printable_text(command));
+    m_console.print_error("trovik-cli: " + what + "; remove them with: " + command);
 }
 
 void command_run::end_by_signal(int signal_number) {

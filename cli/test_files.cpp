@@ -29,6 +29,32 @@ static const char *kind_text(mode_t mode) {
     return "a device";
 }
 
+// The name of a test file that the engine may ask for, when `name` differs from it
+// in case alone; else empty.
+static std::string own_name_in_other_case(const std::string &name, int start_index) {
+    std::string lower = name;
+    std::replace(lower.begin(), lower.end(), 'F', 'f');
+    if (lower == name || is_my_file(lower.c_str()) == 0)
+        return {};
+    const int number = number_from_filename(lower.c_str());
+    return number > start_index && std::to_string(number) + ".fff" == lower ? lower : "";
+}
+
+// File systems that tell no upper from lower case open a user's 1.FFF when they
+// are asked for 1.fff: there is a 1.fff then, though none is listed.
+static void add_other_cases(const std::string &folder, const std::vector<std::string> &names,
+                            int start_index, test_file_scan &scan) {
+    for (const std::string &name : names) {
+        const std::string own = own_name_in_other_case(name, start_index);
+        struct stat status = {};
+        if (!std::binary_search(scan.numbers.begin(), scan.numbers.end(),
+                                number_from_filename(own.c_str())) &&
+            lstat((folder + "/" + own).c_str(), &status) == 0)
+            scan.foreign.push_back("'" + printable_text(name) + "' (this volume takes it for " +
+                                   own + ")");
+    }
+}
+
 // Looks at one entry that the engine would list.
 static void add_entry(const std::string &folder, const char *name, test_file_scan &scan) {
     const int number = number_from_filename(name);
@@ -57,9 +83,12 @@ bool test_files_scan(const std::string &folder, int start_index, test_file_scan 
     scan = {};
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(opendir(folder.c_str()), closedir);
     int reason = directory ? 0 : errno;
+    std::vector<std::string> other_cases;
     if (directory) {
         errno = 0;
         while (const dirent *entry = readdir(directory.get())) {
+            if (!own_name_in_other_case(entry->d_name, start_index).empty())
+                other_cases.emplace_back(entry->d_name);
             if (is_my_file(entry->d_name) != 0 && number_from_filename(entry->d_name) > start_index)
                 add_entry(folder, entry->d_name, scan);
             errno = 0;
@@ -67,6 +96,7 @@ bool test_files_scan(const std::string &folder, int start_index, test_file_scan 
         reason = errno;
     }
     std::sort(scan.numbers.begin(), scan.numbers.end());
+    add_other_cases(folder, other_cases, start_index, scan);
     std::sort(scan.foreign.begin(), scan.foreign.end());
     if (reason == 0)
         return true;

@@ -4,6 +4,7 @@
  * refuses ends the process, with the reason. */
 #include "model/f3write.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "model/engine_publish.h"
@@ -163,18 +165,41 @@ static bool empty_file(int fd) {
     return fstat(fd, &status) == 0 && (status.st_size == 0 || ftruncate(fd, 0) == 0);
 }
 
-/* Opens a test file for writing, empty, without following a link and without
- * waiting for a FIFO's other end. Returns the descriptor, or -1 with the reason
- * in errno. */
+/* Whether the folder lists an entry under exactly this name. On a file system that
+ * takes 1.FFF and 1.fff for one name, what opens as 1.fff may be a user's file. */
+static bool is_listed(int folder, const char *filename) {
+    const int own = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *dir = own < 0 ? nullptr : fdopendir(own);
+    if (dir == nullptr) {
+        close_after_failure(own);
+        return false;
+    }
+    bool found = false;
+    while (const struct dirent *entry = readdir(dir))
+        found = found || std::strcmp(entry->d_name, filename) == 0;
+    closedir(dir);
+    if (!found)
+        errno = EEXIST;
+    return found;
+}
+
+/* Creates the entry, or opens the one that has exactly its name. Follows no link
+ * and waits for no FIFO's other end. */
+static int create_or_open(int folder, const char *filename) {
+    constexpr int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = openat(folder, filename, flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+    if (fd >= 0 || errno != EEXIST || !is_listed(folder, filename))
+        return fd;
+    return openat(folder, filename, flags);
+}
+
+/* Opens a test file for writing, empty. Returns the descriptor, or -1 with the
+ * reason in errno. */
 static int open_for_writing(const char *path, const char *filename) {
     const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0)
         return -1;
-    const int fd =
-        is_phase_folder(folder)
-            ? openat(folder, filename, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                     S_IRUSR | S_IWUSR)
-            : -1;
+    const int fd = is_phase_folder(folder) ? create_or_open(folder, filename) : -1;
     close_after_failure(folder);
     if (fd < 0 || (is_own_file(fd) && empty_file(fd)))
         return fd;

@@ -205,7 +205,9 @@ void add_reasons_space_left(const run_snapshot &run, reason_list &reasons, reaso
     }
     const std::string share =
         write.free_at_start < left ? "" : " (" + percent_text(left, write.free_at_start) + ")";
-    reasons.push_back(left_text + share + " of the " + size_text_from_bytes(write.free_at_start) +
-                      " that were free could not be filled and were not tested. On ext4 the usual "
-                      "reason are blocks reserved for the super-user: run as root to test them.");
+    reasons.push_back(
+        left_text + share + " of the " + size_text_from_bytes(write.free_at_start) +
+        " that were free could not be filled and were not tested. On ext4 the usual "
+        "reasons are blocks reserved for the super-user (run as root to test them) and, "
+        "on a small volume, for the file system itself.");
 }

@@ -91,7 +91,8 @@ static std::vector<std::string> report_lines(const json &facts) {
 }
 
 static bool ends_with(const std::string &text, const std::string &end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 // "%f unit" of the sectors, as the engine words it.
@@ -183,7 +184,8 @@ process_result run_removal_command(const std::string &command) {
     process_options options;
     const char *path = std::getenv("PATH");
     options.environment = {"PATH=" + folder + ":" + (path == nullptr ? "" : path)};
-    return run_program({"/bin/sh", "-c", command}, options);
+    const bool bash = !find_program("bash").empty();
+    return run_program({bash ? "bash" : "sh", "-c", command}, options);
 }
 
 }  // namespace system_tests

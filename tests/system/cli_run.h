@@ -13,7 +13,7 @@
 namespace system_tests {
 
 struct cli_result : process_result {
-    nlohmann::json json;    // the report, null when there is none
+    nlohmann::json json;  // the report, null when there is none
 };
 
 // Runs it with these words.

@@ -2,16 +2,15 @@
 // and is then filled; what the report says must be what the card's cells and the kept
 // files say, and the user's files must be what they were.
 //
-// The cards announce 32 MiB and have 28. A file of 4 MiB was on them first and has
-// been removed again, so the first 4 MiB are free: a card that wraps to its start
+// The cards announce 32 MiB and have 28. A test file of an earlier run holds their
+// first 4 MiB, which the run begins with removing: a card that wraps to its start
 // loses test files there and not the user's.
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 
 #include "cli_run.h"
 #include "mounts.h"
@@ -42,9 +41,19 @@ class counterfeit_card : public testing::TestWithParam<counterfeit> {};
 
 }  // namespace
 
-static void write_filler(const std::string &path, std::uint64_t bytes) {
-    std::ofstream(path, std::ios::binary) << std::string(bytes, 'x');
-    ASSERT_EQ(std::filesystem::file_size(path), bytes);
+// Writes pattern sectors as the engine does, in pieces of 1 KiB, and flushes them; they
+// stay in the host's memory.
+static void write_pattern(const std::string &path, std::uint64_t bytes) {
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0) << path << ": " << std::strerror(errno);
+    for (std::uint64_t at = 0; at < bytes; at += kib) {
+        std::vector<unsigned char> block = oracle_sector(at);
+        const std::vector<unsigned char> second = oracle_sector(at + oracle_sector_bytes);
+        block.insert(block.end(), second.begin(), second.end());
+        ASSERT_EQ(write(fd, block.data(), block.size()), static_cast<ssize_t>(kib)) << path;
+    }
+    EXPECT_EQ(fdatasync(fd), 0) << path;
+    close(fd);
 }
 
 // The test file's sectors by the card's cells alone, without the mount: which cell
@@ -77,10 +86,9 @@ TEST_P(counterfeit_card, is_told_by_its_cells_and_spares_the_users_files) {
     const std::string backing = folder.path() + "/cells";
     const card where({"--size=32M", "--real-size=28M", std::string("--beyond=") + kind.beyond,
                       "--backing=" + backing});
-    write_filler(where.file("filler"), gap_sectors * oracle_sector_bytes);
+    write_pattern(where.file("1.fff"), gap_sectors * oracle_sector_bytes);
     const std::vector<user_file> files = user_tree();
     const user_files users(where.path(), files);
-    ASSERT_EQ(unlink(where.file("filler").c_str()), 0);
 
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
 
@@ -98,34 +106,18 @@ TEST_P(counterfeit_card, is_told_by_its_cells_and_spares_the_users_files) {
 
 INSTANTIATE_TEST_SUITE_P(
     of_each_kind, counterfeit_card,
-    testing::Values(
-        counterfeit{"wrap", "wrap", 0, real_sectors, {.overwritten = lost_sectors}},
-        // The last 1 MiB takes its own data and that of the 4 MiB behind it; the last of
-        // those five is what it keeps.
-        counterfeit{"wrap_last",
-                    "wrap-last=1M",
-                    real_sectors - sectors_per_mib,
-                    sectors_per_mib,
-                    {.overwritten = lost_sectors}},
-        counterfeit{"drop_00", "drop-00", 0, 0, {.corrupted = lost_sectors}},
-        counterfeit{"drop_ff", "drop-ff", 0, 0, {.corrupted = lost_sectors}},
-        counterfeit{"garbage", "garbage", 0, 0, {.corrupted = lost_sectors}}),
+    testing::Values(counterfeit{"wrap", "wrap", 0, real_sectors, {.overwritten = lost_sectors}},
+                    // The last 1 MiB takes its own data and that of the 4 MiB behind it; the last
+                    // of those five is what it keeps.
+                    counterfeit{"wrap_last",
+                                "wrap-last=1M",
+                                real_sectors - sectors_per_mib,
+                                sectors_per_mib,
+                                {.overwritten = lost_sectors}},
+                    counterfeit{"drop_00", "drop-00", 0, 0, {.corrupted = lost_sectors}},
+                    counterfeit{"drop_ff", "drop-ff", 0, 0, {.corrupted = lost_sectors}},
+                    counterfeit{"garbage", "garbage", 0, 0, {.corrupted = lost_sectors}}),
     [](const auto &test) { return std::string(test.param.name); });
-
-// Writes pattern sectors as the engine does, in pieces of 1 KiB, and leaves them in
-// the host's memory.
-static void write_pattern(const std::string &path, std::uint64_t bytes) {
-    std::ofstream stream(path, std::ios::binary);
-    stream.rdbuf()->pubsetbuf(nullptr, 0);
-    for (std::uint64_t at = 0; at < bytes; at += kib) {
-        std::vector<unsigned char> block = oracle_sector(at);
-        const std::vector<unsigned char> second = oracle_sector(at + oracle_sector_bytes);
-        block.insert(block.end(), second.begin(), second.end());
-        stream.write(reinterpret_cast<const char *>(block.data()), kib);
-    }
-    stream.close();
-    ASSERT_TRUE(stream.good()) << path;
-}
 
 static sector_tally judge_bytes(const std::string &bytes) {
     std::vector<sector_kind> kinds;

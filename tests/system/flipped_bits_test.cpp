@@ -47,8 +47,8 @@ TEST(flipped_bits, in_the_position_word_move_a_sector_or_corrupt_it) {
     // The body follows from the low half of the position alone: a bit of the high half
     // makes a sector that belongs elsewhere, one of the low half a body that fits nowhere.
     // Many bits of one word are still one word.
-    const card where({"--size=1M", "--flip=50:40", "--flip=60:10",
-                      "--flip=70:640,70:650,70:660,70:703,70:641"});
+    const card where(
+        {"--size=1M", "--flip=50:40", "--flip=60:10", "--flip=70:640,70:650,70:660,70:703,70:641"});
 
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
 

@@ -64,7 +64,7 @@ TEST(full_volume, filled_to_the_last_byte_is_intact_and_empty_again_afterwards) 
     const std::vector<user_file> files = user_tree();
     const card where({"--size=24M"});
     const user_files users(where.path(), files);
-    const std::uint64_t sectors = 24 * 2048 - user_tree_sectors(files);
+    const std::uint64_t sectors = 24 * mib / oracle_sector_bytes - user_tree_sectors(files);
     // Blocks of 1 KiB fill it only when the room for them is even.
     ASSERT_EQ(sectors % 2, 0U);
 

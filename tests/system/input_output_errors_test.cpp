@@ -38,8 +38,7 @@ TEST(input_output_errors, in_the_middle_of_a_file_keep_the_counts_up_to_the_last
     // can be read. Test files begin behind the user's.
     const std::uint64_t bad_sector = 500 * sectors_per_page + 3;
     const card where(
-        {"--size=24M",
-         "--read-error=" + std::to_string(user_tree_sectors(files) + bad_sector)});
+        {"--size=24M", "--read-error=" + std::to_string(user_tree_sectors(files) + bad_sector)});
     const user_files users(where.path(), files);
 
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -94,8 +93,7 @@ TEST(input_output_errors, stop_one_file_and_not_the_files_behind_it) {
 // What is left is named, with the command that removes it; that command does.
 static void expect_left_and_removable(const card &where, const cli_result &run) {
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
-    EXPECT_NE(run.err.find("test files left on '" + where.path() + "': 1.fff"),
-              std::string::npos)
+    EXPECT_NE(run.err.find("test files left on '" + where.path() + "': 1.fff"), std::string::npos)
         << run.err;
     const process_result removed = run_removal_command(removal_command(run.err));
     EXPECT_EQ(removed.exit_status, 0) << removed.err;
@@ -105,8 +103,8 @@ static void expect_left_and_removable(const card &where, const cli_result &run) 
 TEST(input_output_errors, while_writing_end_the_run_and_name_what_is_left) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = user_tree();
-    const card where({"--size=24M",
-                      "--write-error=" + std::to_string(user_tree_sectors(files) + 2000)});
+    const card where(
+        {"--size=24M", "--write-error=" + std::to_string(user_tree_sectors(files) + 2000)});
     const user_files users(where.path(), files);
 
     const cli_result run = run_cli_with_report({"test", where.path()});

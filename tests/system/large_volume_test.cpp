@@ -87,8 +87,7 @@ static void read_only_the_third_file(const tmpfs_volume &where) {
     ASSERT_EQ(unlink(where.file("1.fff").c_str()), 0);
     const cli_result run = run_cli_with_report({"read", where.path()});
     EXPECT_EQ(run.exit_status, 74) << run.out;
-    EXPECT_NE(run.out.find("ERR: Missing file 1.fff\nERR: Missing file 2.fff\n"),
-              std::string::npos)
+    EXPECT_NE(run.out.find("ERR: Missing file 1.fff\nERR: Missing file 2.fff\n"), std::string::npos)
         << run.out;
     EXPECT_EQ(run.json.at("missing_files"),
               nlohmann::json::parse(R"({"count": 2, "ranges": [{"first": 1, "last": 2}]})"));

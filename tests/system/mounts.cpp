@@ -77,7 +77,7 @@ std::string missing_for_images(const std::vector<std::string> &programs) {
         if (find_program(program).empty())
             return "the program " + program + " is not installed";
     }
-    if (const std::string missing = missing_for_mounts(); !missing.empty())
+    if (std::string missing = missing_for_mounts(); !missing.empty())
         return missing;
     std::string path;
     const int loop = free_loop_device(&path);
@@ -125,9 +125,8 @@ void volume::unmount() {
     m_mounted = false;
     const bool as_root = missing_for_mounts().empty();
     for (int attempt = 0; attempt < 50; ++attempt) {
-        const bool done = as_root
-                              ? umount2(m_path.c_str(), 0) == 0
-                              : run_program({"fusermount3", "-u", m_path}).exit_status == 0;
+        const bool done = as_root ? umount2(m_path.c_str(), 0) == 0
+                                  : run_program({"fusermount3", "-u", m_path}).exit_status == 0;
         if (done)
             return;
         usleep(100000);
@@ -200,6 +199,7 @@ void image_volume::make_and_mount(std::uint64_t bytes, std::vector<std::string> 
     std::string device;
     m_loop = attach_loop(image, &device);
     ASSERT_GE(m_loop, 0) << reason("loop device");
+    m_device_name = device.substr(device.rfind('/') + 1);
     make[0] = find_program(make[0]);
     make.push_back(device);
     const process_result made = run_program(make);

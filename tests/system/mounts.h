@@ -86,12 +86,15 @@ class image_volume : public volume {
     image_volume(std::uint64_t bytes, std::vector<std::string> make,
                  std::vector<std::string> mount_words, const char *type);
     ~image_volume() override;
+    // "loop0"
+    const std::string &device_name() const { return m_device_name; }
 
  private:
     void make_and_mount(std::uint64_t bytes, std::vector<std::string> make,
                         std::vector<std::string> mount_words, const char *type);
 
     int m_loop = -1;
+    std::string m_device_name;
 };
 
 // A simulated card.
@@ -107,7 +110,7 @@ class card : public volume {
 }  // namespace system_tests
 
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage): GTEST_SKIP must return from the test itself.
-#define SKIP_IF_MISSING(reason)                                  \
+#define SKIP_IF_MISSING(reason)                           \
     if (const std::string what = (reason); !what.empty()) \
     GTEST_SKIP() << what
 

@@ -42,7 +42,14 @@ static void become_user(uid_t user) {
     if (options.user)
         become_user(*options.user);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
+    // A test started with nohup or in the background must not pass that on.
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+        std::signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string &word : words)
         arguments.push_back(const_cast<char *>(word.c_str()));  // as execv is declared
     arguments.push_back(nullptr);
@@ -155,7 +162,8 @@ std::string find_program(const std::string &name) {
     const char *path = std::getenv("PATH");
     std::istringstream folders(std::string(path == nullptr ? "" : path) + ":/usr/sbin:/sbin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string program = folder + "/" + name;
+        std::string program = folder;
+        program += "/" + name;
         if (access(program.c_str(), X_OK) == 0)
             return program;
     }

@@ -135,8 +135,7 @@ TEST_F(refusal, of_a_folder_below_the_root_is_overridden_by_force) {
 
     const cli_result forced = run_cli_with_report({"test", folder, "--force", "--keep-files"});
     EXPECT_EQ(forced.exit_status, 0) << forced.err;
-    EXPECT_EQ(tally_of(forced.json),
-              oracle_tally(oracle_judge_file(folder + "/1.fff", 1)));
+    EXPECT_EQ(tally_of(forced.json), oracle_tally(oracle_judge_file(folder + "/1.fff", 1)));
     EXPECT_GT(tally_of(forced.json).ok, 0U);
     // The volume's own test file is none of this run's.
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");
@@ -163,8 +162,7 @@ TEST_F(refusal, of_wrong_words_is_another_status) {
 }
 
 TEST_F(refusal, of_a_report_on_the_volume_that_is_to_be_tested) {
-    const process_result run =
-        run_cli({"test", m_volume->path(), "--json=" + file("report.json")});
+    const process_result run = run_cli({"test", m_volume->path(), "--json=" + file("report.json")});
     EXPECT_EQ(run.exit_status, 64) << run.err;
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");
     EXPECT_FALSE(std::filesystem::exists(file("report.json")));

@@ -23,8 +23,8 @@ sector_tally &sector_tally::operator+=(const sector_tally &other) {
 }
 
 void PrintTo(const sector_tally &tally, std::ostream *out) {
-    *out << "{ok " << tally.ok << ", corrupted " << tally.corrupted << ", changed "
-         << tally.changed << ", overwritten " << tally.overwritten << "}";
+    *out << "{ok " << tally.ok << ", corrupted " << tally.corrupted << ", changed " << tally.changed
+         << ", overwritten " << tally.overwritten << "}";
 }
 
 static drand48_data seeded_by(std::uint64_t position) {

@@ -27,7 +27,11 @@ class stop_signal : public testing::TestWithParam<stop> {};
 }  // namespace
 
 constexpr std::chrono::seconds patience{60};
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::chrono::milliseconds at_once{10000};
+#else
 constexpr std::chrono::milliseconds at_once{2000};
+#endif
 
 static void expect_stopped(const process_result &run, const nlohmann::json &report,
                            const stop &by) {
@@ -71,7 +75,7 @@ TEST_P(stop_signal, while_writing_ends_the_run_at_once) {
 
 TEST_P(stop_signal, while_reading_ends_the_run_at_once) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=4M", "--read-rate=400K"});
+    const card where({"--size=4M", "--read-rate=1M"});
     const user_files users(where.path(), small_user_tree());
     const report_file report;
     child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
@@ -127,7 +131,7 @@ TEST(stopped_run, that_began_later_removes_only_what_it_wrote) {
 
 TEST(stopped_run, of_a_reader_offers_to_remove_nothing) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=4M", "--read-rate=400K"});
+    const card where({"--size=4M", "--read-rate=1M"});
     ASSERT_EQ(run_cli({"write", where.path()}).exit_status, 0);
     child_process run({TROVIK_CLI_PROGRAM, "read", where.path()});
     ASSERT_TRUE(run.wait_for_output("Validating file number 1", patience));

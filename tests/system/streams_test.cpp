@@ -72,14 +72,12 @@ TEST(streams, the_engines_lines_on_standard_output_stand_in_their_order) {
             lines.push_back(line);
     }
     EXPECT_EQ(lines,
-              (std::vector<std::string>{
-                  "ERR: Missing file 1.fff", "", "ERR: Missing file 3.fff",
-                  "ERR: Missing file 4.fff", "", "ERR: WARNING: Not all files are available",
-                  ""}))
+              (std::vector<std::string>{"ERR: Missing file 1.fff", "", "ERR: Missing file 3.fff",
+                                        "ERR: Missing file 4.fff", "",
+                                        "ERR: WARNING: Not all files are available", ""}))
         << run.out;
     EXPECT_EQ(run.err, diagnostics("4096", "4096"));
-    EXPECT_EQ(run.json.at("missing_files"),
-              nlohmann::json::parse(R"({"count": 3, "ranges": [
+    EXPECT_EQ(run.json.at("missing_files"), nlohmann::json::parse(R"({"count": 3, "ranges": [
                   {"first": 1, "last": 1}, {"first": 3, "last": 4}]})"));
 }
 
@@ -121,8 +119,7 @@ TEST(streams, a_document_on_standard_output_stands_there_alone_also_after_a_fail
     const auto document = nlohmann::json::parse(run.out, nullptr, false);
     ASSERT_TRUE(document.is_object()) << run.out;
     EXPECT_TRUE(document.at("fatal").is_object());
-    EXPECT_NE(run.err.find("Write to file " + where.file("1.fff") + " failed"),
-              std::string::npos)
+    EXPECT_NE(run.err.find("Write to file " + where.file("1.fff") + " failed"), std::string::npos)
         << run.err;
 }
 

@@ -22,8 +22,7 @@ class unplugged : public testing::TestWithParam<unplugging> {};
 }  // namespace
 
 static void expect_left_named(const card &where, const cli_result &run) {
-    EXPECT_NE(run.err.find("test files left on '" + where.path() + "': 1.fff"),
-              std::string::npos)
+    EXPECT_NE(run.err.find("test files left on '" + where.path() + "': 1.fff"), std::string::npos)
         << run.err;
     EXPECT_NE(removal_command(run.err), "");
 }
@@ -34,8 +33,7 @@ TEST_P(unplugged, while_writing_ends_the_run_with_the_reason) {
                       std::string("--unplug-error=") + GetParam().name});
     const cli_result run = run_cli_with_report({"test", where.path()});
     expect_aborted_at(run, "written == fw->block_size");
-    EXPECT_NE(run.out.find("Write to file " + where.file("1.fff") + " failed"),
-              std::string::npos)
+    EXPECT_NE(run.out.find("Write to file " + where.file("1.fff") + " failed"), std::string::npos)
         << run.out;
     EXPECT_EQ(run.json.at("write").at("bytes"), 100 * kib);
     EXPECT_EQ(run.json.at("write").at("error").at("number"), GetParam().error);
@@ -147,8 +145,7 @@ TEST(locked, half_way_ends_the_run_and_keeps_the_test_file) {
     // Nobody can remove anything from it now; the attempt says so.
     const process_result removed = run_removal_command(removal_command(run.err));
     EXPECT_EQ(removed.exit_status, EROFS);
-    EXPECT_NE(removed.err.find("ERR: Can't remove file " + where.file("1.fff")),
-              std::string::npos)
+    EXPECT_NE(removed.err.find("ERR: Can't remove file " + where.file("1.fff")), std::string::npos)
         << removed.err;
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
     users.expect_untouched();

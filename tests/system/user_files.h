@@ -20,13 +20,14 @@ struct user_file {
 
 // What a file system cannot hold, or cannot tell from another name.
 struct name_limits {
-    bool utf8_only = false;          // no names that are not UTF-8
-    bool windows_names = false;      // no line breaks, colons, stars, ends in a blank
-    bool ignores_case = false;       // 1.FFF is another name of 1.fff
+    bool utf8_only = false;      // no names that are not UTF-8
+    bool windows_names = false;  // no line breaks, colons, stars, ends in a blank
+    bool ignores_case = false;   // 1.FFF is another name of 1.fff
 };
 
 // A tree of 200 files: one of 10 MiB, one of 4 MiB and many small ones down to
-// nothing, 19 MiB in all. Names that the file system cannot hold are replaced by plain ones.
+// nothing, 19 MiB in an even number of sectors. Names that the file system cannot hold are replaced
+// by plain ones.
 std::vector<user_file> user_tree(const name_limits &limits = {});
 // The same names with little in them, 1 MiB in all.
 std::vector<user_file> small_user_tree();

@@ -1,0 +1,123 @@
+// exFAT and NTFS in user space on a counterfeit device: the copy of the device that
+// the computer keeps in its memory must not pass for the card.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "cli_run.h"
+#include "mounts.h"
+
+using namespace system_tests;
+
+namespace {
+
+struct user_space_file_system {
+    const char *name;
+    std::vector<std::string> make, mount;
+
+    friend void PrintTo(const user_space_file_system &kind, std::ostream *out) {
+        *out << kind.name;
+    }
+};
+
+// A loop device straight on a file of a card, past the cache of that file: as a
+// card's own device node would be.
+class loop_on_card {
+ public:
+    loop_on_card(const card &where, std::uint64_t bytes) {
+        const std::string image = where.file("image");
+        close(open(image.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        std::filesystem::resize_file(image, bytes);
+        const process_result attached =
+            run_program({"losetup", "--direct-io=on", "--find", "--show", image});
+        EXPECT_EQ(attached.exit_status, 0) << attached.err;
+        m_device = attached.out.substr(0, attached.out.find('\n'));
+    }
+    ~loop_on_card() { run_program({"losetup", "--detach", m_device}); }
+    loop_on_card(const loop_on_card &) = delete;
+    loop_on_card &operator=(const loop_on_card &) = delete;
+    const std::string &device() const { return m_device; }
+
+ private:
+    std::string m_device;
+};
+
+class mounted_device : public volume {
+ public:
+    mounted_device(const std::string &device, const user_space_file_system &kind) {
+        std::vector<std::string> make = kind.make;
+        make[0] = find_program(make[0]);
+        make.push_back(device);
+        const process_result made = run_program(make);
+        EXPECT_EQ(made.exit_status, 0) << made.out << made.err;
+        const process_result mounted = run_program({find_program(kind.mount[0]), device, path()});
+        check_mounted(mounted.exit_status == 0, mounted.out + mounted.err);
+    }
+    ~mounted_device() override { unmount(); }
+};
+
+class in_user_space : public testing::TestWithParam<user_space_file_system> {
+ protected:
+    static std::string missing() {
+        const std::string card_missing = missing_for_cards();
+        return card_missing.empty()
+                   ? missing_for_images({GetParam().make[0], GetParam().mount[0], "losetup"})
+                   : card_missing;
+    }
+};
+
+}  // namespace
+
+TEST_P(in_user_space, a_counterfeit_device_is_found_out) {
+    SKIP_IF_MISSING(missing());
+    const card counterfeit({"--size=24M", "--real-size=8M", "--beyond=drop-00"});
+    const loop_on_card loop(counterfeit, 20 * mib);
+    const mounted_device where(loop.device(), GetParam());
+    if (HasFailure())
+        return;
+    const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
+
+    EXPECT_EQ(run.exit_status, 65) << run.out << run.err;
+    EXPECT_EQ(run.json.at("verdict"), "data_lost");
+    EXPECT_FALSE(run.json.at("read").at("may_rest_on_memory"));
+    // All that did not fit into the real size, and at least half of what was written.
+    EXPECT_GT(tally_of(run.json).corrupted, 8 * mib / oracle_sector_bytes);
+    // The files as they are now, the device's copy gone, are what was reported.
+    EXPECT_EQ(run_program({"blockdev", "--flushbufs", loop.device()}).exit_status, 0);
+    expect_oracle_agrees(where, run.json);
+}
+
+TEST_P(in_user_space, a_copy_that_cannot_be_dropped_is_never_a_pass) {
+    SKIP_IF_MISSING(missing());
+    const card sound({"--size=24M"});
+    const loop_on_card loop(sound, 20 * mib);
+    const mounted_device where(loop.device(), GetParam());
+    if (HasFailure())
+        return;
+    process_options options;
+    options.user = 65534;  // may use the volume, may not open the device
+    options.environment = {"HOME=/"};
+    ASSERT_EQ(chmod(where.path().c_str(), 0777), 0);
+    if (run_cli({"info", where.path()}, options).exit_status != 0)
+        GTEST_SKIP() << "an ordinary user may not reach " << GetParam().name << " here";
+
+    const process_result run = run_cli({"test", where.path(), "--json=-"}, options);
+
+    EXPECT_EQ(run.exit_status, 75) << run.out << run.err;
+    const auto report = nlohmann::json::parse(run.out, nullptr, false);
+    ASSERT_TRUE(report.is_object()) << run.err;
+    EXPECT_EQ(report.at("verdict"), "unproven");
+    EXPECT_TRUE(report.at("read").at("may_rest_on_memory"));
+    EXPECT_NE(run.err.find("What is read now may come from the computer's memory: "),
+              std::string::npos)
+        << run.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of_each_kind, in_user_space,
+    testing::Values(user_space_file_system{"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse"}},
+                    user_space_file_system{"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g"}}),
+    [](const auto &test) { return std::string(test.param.name); });
