@@ -227,10 +227,8 @@ static int fill_file(const char *full_fn, int fd, uint64_t offset, uint64_t size
         offset = fill_buffer(block.data(), block.size(), offset);
         const ssize_t written = write(fd, block.data(), block.size());
         if (written < 0) {
-            if (errno == ENOSPC) {
-                record_write_end(ENGINE_WRITE_FULL_IN_FILE);
+            if (errno == ENOSPC)
                 return 0;
-            }
             report_failed_write(full_fn, errno);
         }
         ENGINE_REQUIRE_IN("create_and_fill_file", written == fw->block_size,
@@ -273,6 +271,8 @@ int create_and_fill_file(const char *path, int index, uint64_t size, struct writ
     const int complete = fill_file(full_fn, fd, offset, size, fw);
     end_measurement(fw, fd);
     close(fd);
+    if (complete == 0)
+        record_write_end(ENGINE_WRITE_FULL_IN_FILE);
     log_line_whole("Test file written.\n");
     return complete;
 }

@@ -146,14 +146,13 @@ int c_linkage_sectors(void) {
 int c_linkage_phases(const char *folder) {
     char full[ENGINE_PATH_MAX];
     const char *name = NULL;
-    struct write_flow fw;
+    struct write_flow fw = {0};
     struct timeval elapsed = {0, 0};
     uint64_t counts[4];
     uint64_t size = 0;
     const int files[] = {0, -1};
     int read_all = 0;
     int fd;
-    memset(&fw, 0, sizeof fw);
     fw.space_total = 4096;
     fw.block_size = 1024;
     fw.bpd = 1;

@@ -1,5 +1,5 @@
-/* Status values: their state before any test, free space, unit scaling. What the
- * phases publish is tested with the phases. */
+/* Status values: their state before any test, free space, unit scaling. What
+ * the phases publish is tested with the phases. */
 #include "model/engine_status.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,8 @@ using model_tests::private_volume;
 
 namespace {
 
-/* What the engine shows before anything has run, taken before the first test. */
+/* What the engine shows before anything has run, taken before the first test.
+ */
 struct first_values {
     double write_speed, write_progress, read_speed;
     std::string write_unit, read_unit, texts;

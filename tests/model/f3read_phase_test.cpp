@@ -1,8 +1,9 @@
-/* The read phase over many files: totals, missing files, the verdict, the speed,
- * the published texts, and which words go to which stream. */
+/* The read phase over many files: totals, missing files, the verdict, the
+ * speed, the published texts, and which words go to which stream. */
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -141,7 +142,9 @@ TEST_F(f3read_phase, a_missing_file_is_named_and_does_not_spoil_the_verdict) {
     const private_folder folder;
     write_files(folder, {0, 2}, 1024);
     const phase it(folder.path(), {0, 2});
-    EXPECT_EQ(it.out, "\nERR: Missing file 2.fff\n\nERR: WARNING: Not all files are available\n");
+    EXPECT_EQ(it.out,
+              "\nERR: Missing file 2.fff\n\nERR: WARNING: Not all files "
+              "are available\n");
     EXPECT_EQ(it.err, sums(fits, 4, 4));
     EXPECT_EQ(get_volume_intact(), 1U);
     EXPECT_EQ(read_results().missing, 1U);
@@ -158,9 +161,11 @@ TEST_F(f3read_phase, every_number_in_front_of_the_first_file_is_missing) {
     write_files(folder, {5}, 512);
     const phase it(folder.path(), {5}, 2);
     EXPECT_EQ(it.out,
-              "ERR: Missing file 3.fff\nERR: Missing file 4.fff\nERR: Missing file 5.fff\n\n"
+              "ERR: Missing file 3.fff\nERR: Missing file 4.fff\nERR: "
+              "Missing file 5.fff\n\n"
               "ERR: WARNING: Not all files are available\n"
-              "ERR: WARNING: Not all files were tested due to parameter --start-at=3\n");
+              "ERR: WARNING: Not all files were tested due to parameter "
+              "--start-at=3\n");
     EXPECT_EQ(read_results().missing, 3U);
     ASSERT_EQ(engine_results_missing_count(), 1U);
     engine_missing_range range = {};
@@ -173,7 +178,9 @@ TEST_F(f3read_phase, a_start_above_0_is_said_as_the_parameter_counts) {
     const private_folder folder;
     write_files(folder, {4}, 512);
     const phase it(folder.path(), {4}, 4);
-    EXPECT_EQ(it.out, "\nERR: WARNING: Not all files were tested due to parameter --start-at=5\n");
+    EXPECT_EQ(it.out,
+              "\nERR: WARNING: Not all files were tested due to "
+              "parameter --start-at=5\n");
 }
 
 TEST_F(f3read_phase, a_repeated_or_lower_number_counts_as_missing_files_without_a_name) {
@@ -186,7 +193,8 @@ TEST_F(f3read_phase, a_repeated_or_lower_number_counts_as_missing_files_without_
     const phase lower(folder.path(), {0}, 3);
     EXPECT_EQ(lower.out,
               "\nERR: WARNING: Not all files are available\n"
-              "ERR: WARNING: Not all files were tested due to parameter --start-at=4\n");
+              "ERR: WARNING: Not all files were tested due to "
+              "parameter --start-at=4\n");
 }
 
 TEST_F(f3read_phase, an_empty_list_publishes_zeros_and_an_intact_volume) {
@@ -211,12 +219,12 @@ TEST_F(f3read_phase, any_negative_number_ends_the_list) {
 
 TEST_F(f3read_phase, bad_sectors_of_each_kind_are_added_up_and_spoil_the_verdict) {
     const private_folder folder;
-    std::string first = content_of(0, 16 * 512);
+    std::string first = content_of(0, size_t{16} * 512);
     for (size_t sector = 2; sector < 7; ++sector)
         first.replace(sector * 512, 512, std::string(512, '\0'));
     first[512 + 100] = static_cast<char>(first[512 + 100] ^ 1);
     set_file_content(folder.file("1.fff"), first);
-    std::string second = content_of(1, 8 * 512);
+    std::string second = content_of(1, size_t{8} * 512);
     second.replace(512, 512, second.substr(0, 512));
     second.replace(1024, 512, content_of(0, 512));
     set_file_content(folder.file("2.fff"), second);
@@ -301,17 +309,22 @@ TEST_F(f3read_phase, a_file_cut_by_an_error_is_said_last_and_does_not_spoil_the_
 
 TEST_F(f3read_phase, a_shell_can_follow_the_phase) {
     const private_folder folder;
-    write_files(folder, {0, 2}, 4096);
+    write_files(folder, {0, 2}, 131072);
     std::vector<std::pair<int, uint64_t>> seen;
+    std::vector<uint64_t> bytes;
     stage.at_request = [&] {
         EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_READING);
         EXPECT_EQ(read_results().finished, 0);
+        bytes.push_back(read_results().bytes_read);
         if (stage.requests.back() == 'F')
             seen.emplace_back(read_results().current_index, read_results().bytes_read);
     };
-    const phase it(folder.path(), {0, 2});
-    EXPECT_EQ(seen, (std::vector<std::pair<int, uint64_t>>{{0, 0}, {2, 4096}}));
-    EXPECT_EQ(read_results().bytes_read, 8192U);
+    const phase it(folder.path(), {0, 2}, 0, 1);
+    EXPECT_EQ(seen, (std::vector<std::pair<int, uint64_t>>{{0, 0}, {2, 131072}}));
+    EXPECT_TRUE(std::is_sorted(bytes.begin(), bytes.end()));
+    EXPECT_LT(std::count(bytes.begin(), bytes.end(), 0U), 255)
+        << "nothing moves before the first file ends";
+    EXPECT_EQ(read_results().bytes_read, 262144U);
     EXPECT_EQ(read_results().finished, 1);
 }
 

@@ -35,6 +35,9 @@ namespace {
 
 using f3read = model_tests::staged_test;
 
+constexpr size_t sector_bytes = SECTOR_SIZE;
+constexpr size_t last_word = sector_bytes - 8;
+
 struct validation {
     uint64_t ok = 90, corrupted = 91, changed = 92, overwritten = 93, size = 94;
     int read_all = 95;
@@ -107,8 +110,8 @@ child_outcome read_until_the_error(const std::string &folder, size_t good_bytes)
 }  // namespace
 
 TEST_F(f3read, the_class_follows_from_the_offset_and_up_to_3_differing_words) {
-    constexpr uint64_t here = 7 * 512;
-    constexpr uint64_t elsewhere = 8 * 512;
+    constexpr uint64_t here = uint64_t{7} * sector_bytes;
+    constexpr uint64_t elsewhere = uint64_t{8} * sector_bytes;
     EXPECT_EQ(SECTOR_TOLERANCE, 2);
     for (const size_t count : {0U, 1U, 2U, 3U, 4U, 62U, 63U}) {
         const sector_class in_place = count == 0  ? SECTOR_OK
@@ -124,25 +127,25 @@ TEST_F(f3read, the_class_follows_from_the_offset_and_up_to_3_differing_words) {
 
 TEST_F(f3read, differing_words_count_wherever_they_are) {
     std::string sector = damaged(0, 1, 1);
-    set_word_at(sector, 63 * 8, 0);
+    set_word_at(sector, last_word, 0);
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
-    set_word_at(sector, 30 * 8, 0);
+    set_word_at(sector, size_t{30} * 8, 0);
     EXPECT_EQ(class_of(sector, 0), SECTOR_CORRUPTED);
     EXPECT_EQ(class_of(sector, 512), SECTOR_CORRUPTED);
 }
 
 TEST_F(f3read, a_word_with_anything_in_its_high_half_differs) {
     std::string sector = reference_sectors(0, SECTOR_SIZE);
-    sector[5 * 8 + 4] = 1;
+    sector[44] = 1;
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
-    sector[5 * 8 + 4] = 0;
-    sector[63 * 8 + 7] = '\x80';
+    sector[44] = 0;
+    sector[511] = '\x80';
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
 }
 
 TEST_F(f3read, every_single_bit_counts) {
     const std::string sector = reference_sectors(0x40000000, SECTOR_SIZE);
-    for (size_t bit = 0; bit < SECTOR_SIZE * 8; ++bit) {
+    for (size_t bit = 0; bit < sector_bytes * 8; ++bit) {
         std::string flipped = sector;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
         const sector_class got = class_of(flipped, 0x40000000);
@@ -199,9 +202,9 @@ TEST_F(f3read, random_damage_is_classified_by_the_words_that_differ) {
 }
 
 TEST_F(f3read, a_file_as_written_is_ok_to_its_end) {
-    const validation it = validated_content(reference_sectors(0, 300 * 512));
+    const validation it = validated_content(reference_sectors(0, 300 * sector_bytes));
     expect_counts(it, 300, 0, 0, 0);
-    EXPECT_EQ(it.size, 300U * 512);
+    EXPECT_EQ(it.size, 300 * sector_bytes);
     EXPECT_NE(it.read_all, 0);
 }
 
@@ -260,7 +263,7 @@ TEST_F(f3read, the_heading_line_has_33_blanks_with_progress_and_none_without) {
 
 TEST_F(f3read, without_progress_there_are_no_lines_of_counts) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * 512));
+    set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * sector_bytes));
     stage.step_us = 1000000;
     const quiet silence;
     validated(folder.path(), 0, 0);
@@ -269,8 +272,8 @@ TEST_F(f3read, without_progress_there_are_no_lines_of_counts) {
 
 TEST_F(f3read, the_first_sector_always_gives_a_line_of_counts) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * 512));
-    stage.last = {5, 0};
+    set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * sector_bytes));
+    stage.last = {0, 0};
     const quiet silence;
     validated(folder.path(), 0, 1);
     EXPECT_EQ(drained_log(),

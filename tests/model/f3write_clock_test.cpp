@@ -25,6 +25,8 @@ using model_tests::stage;
 
 namespace {
 
+constexpr uint64_t kibibyte = 1024;
+
 using f3write_clock = model_tests::staged_test;
 
 engine_write_results write_results() {
@@ -37,8 +39,8 @@ engine_write_results write_results() {
 
 TEST_F(f3write_clock, a_fast_volume_doubles_the_blocks_of_a_period_with_one_flush_each) {
     const private_folder folder;
-    write_flow fw = new_flow(31 * 1024);
-    EXPECT_EQ(create_and_fill_file(folder.c_path(), 0, 31 * 1024, &fw), 1);
+    write_flow fw = new_flow(31 * kibibyte);
+    EXPECT_EQ(create_and_fill_file(folder.c_path(), 0, 31 * kibibyte, &fw), 1);
     /* Periods of 1, 2, 4, 8 and 16 blocks, then the end of the file. */
     EXPECT_EQ(stage.requests, "CFCRCFCRCFCRCFCRCFCRCFR");
     EXPECT_EQ(drained_log(),
@@ -60,7 +62,7 @@ TEST_F(f3write_clock, an_unfinished_period_is_not_timed) {
     write_flow fw = new_flow(1U << 20U);
     fw.bpd = 4;
     fw.bpd_step = 4;
-    create_and_fill_file(folder.c_path(), 0, 3 * 1024, &fw);
+    create_and_fill_file(folder.c_path(), 0, 3 * kibibyte, &fw);
     EXPECT_EQ(stage.requests, "CFR");
     EXPECT_EQ(fw.period_blocks, 3);
     EXPECT_EQ(drained_log(), "Creating test file number 1 ...\nTest file written.\n");
@@ -69,16 +71,17 @@ TEST_F(f3write_clock, an_unfinished_period_is_not_timed) {
 TEST_F(f3write_clock, the_measurement_goes_on_in_the_next_file) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
-    create_and_fill_file(folder.c_path(), 0, 3 * 1024, &fw);
+    create_and_fill_file(folder.c_path(), 0, 3 * kibibyte, &fw);
     EXPECT_EQ(fw.bpd, 4);
-    create_and_fill_file(folder.c_path(), 1, 4 * 1024, &fw);
+    create_and_fill_file(folder.c_path(), 1, 4 * kibibyte, &fw);
     EXPECT_EQ(fw.bpd, 8);
     EXPECT_EQ(fw.bytes_written, 7U * 1024);
 }
 
-/* Every request of the clock is a second after the one before: each period takes
- * exactly one second. A volume of 4 MiB takes periods of 1, 2, 2, 3, 3, ...
- * blocks; 63 pairs and the first one are 1 + 2 * (2 + ... + 64) - 64 blocks. */
+/* Every request of the clock is a second after the one before: each period
+ * takes exactly one second. A volume of 4 MiB takes periods of 1, 2, 2, 3, 3,
+ * ... blocks; 63 pairs and the first one are 1 + 2 * (2 + ... + 64) - 64
+ * blocks. */
 TEST_F(f3write_clock, the_average_is_the_block_rate_of_the_counted_periods) {
     const private_volume volume("size=4m");
     SKIP_WITHOUT(volume);
@@ -113,7 +116,8 @@ TEST_F(f3write_clock, the_published_unit_stays_that_of_the_last_period) {
     EXPECT_STREQ(get_write_speed_unit(), "MB");
     const std::string log = drained_log();
     EXPECT_NE(log.find(" @ 1.00 MB/s\n"), std::string::npos) << log;
-    EXPECT_NE(log.find("Free space on device: 0.00 Byte\nAverage writing speed: 1.00 KB/s\n"),
+    EXPECT_NE(log.find("Free space on device: 0.00 Byte\nAverage writing speed: "
+                       "1.00 KB/s\n"),
               std::string::npos)
         << log;
     EXPECT_EQ(write_results().average_bytes_per_s, 1024.0);
@@ -132,7 +136,8 @@ TEST_F(f3write_clock, without_a_counted_period_the_average_is_not_available_and_
     const std::string log = drained_log();
     const std::string last = "ERR: Writing speed not available\n";
     EXPECT_EQ(log.substr(log.size() - last.size()), last);
-    /* The last interval's value: 1023 blocks in periods that doubled up to 512. */
+    /* The last interval's value: 1023 blocks in periods that doubled up to 512.
+     */
     EXPECT_EQ(get_write_speed(), 1.0);
     EXPECT_STREQ(get_write_speed_unit(), "MB");
     EXPECT_EQ(write_results().average_known, 0);
@@ -181,7 +186,7 @@ TEST_F(f3write_clock, a_period_is_written_out_before_it_is_flushed) {
             sizes.push_back(model_tests::file_size(folder.file("1.fff")));
     };
     write_flow fw = new_flow(1U << 20U);
-    create_and_fill_file(folder.c_path(), 0, 20 * 1024, &fw);
+    create_and_fill_file(folder.c_path(), 0, 20 * kibibyte, &fw);
     EXPECT_EQ(sizes, (std::vector<uint64_t>{1024, 3072, 7168, 15360, 20480}));
 }
 

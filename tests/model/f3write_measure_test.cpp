@@ -57,7 +57,7 @@ bool measured(write_flow &fw, int delay_ms) {
     fw.t1 = {1000, 0};
     fw.period_blocks = fw.bpd + 7;
     const auto in_period = static_cast<uint64_t>(fw.period_blocks);
-    stage.times = {{1000 + delay_ms / 1000, delay_ms % 1000 * 1000}};
+    stage.times = {{1000 + delay_ms / 1000, delay_ms % 1000 * 1000L}};
     measure(&fw, 3);
     const bool counted = fw.periods_measured == periods + 1;
     EXPECT_EQ(fw.periods_measured, periods + (counted ? 1 : 0));
@@ -270,11 +270,11 @@ TEST_F(f3write_measure, random_walks_follow_the_table) {
         for (int period = 0; period < 200; ++period) {
             /* Blocks per second around a rate, with an exact hit now and then. */
             const auto noise = random() % 4;
-            int64_t delay = static_cast<int64_t>(fw.bpd) * 1000 / rate;
+            int64_t delay = static_cast<int64_t>(fw.bpd) * 1000 / static_cast<int64_t>(rate);
             if (noise == 0)
                 delay = 1000;
             else if (noise == 1)
-                delay = delay / 2 + random() % 1000;
+                delay = delay / 2 + static_cast<int64_t>(random() % 1000);
             ASSERT_EQ(measured(fw, static_cast<int>(delay)), expected.step(delay));
             ASSERT_EQ(position_of(fw), expected.at) << "walk " << walk << " period " << period;
         }

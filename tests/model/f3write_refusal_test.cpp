@@ -1,5 +1,5 @@
-/* What the write phase must not touch, and the failures that end the process. No
- * file of the user is ever written to, emptied or followed to, and nothing
+/* What the write phase must not touch, and the failures that end the process.
+ * No file of the user is ever written to, emptied or followed to, and nothing
  * blocks. */
 #include <fcntl.h>
 #include <gtest/gtest.h>

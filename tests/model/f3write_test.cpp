@@ -36,7 +36,8 @@ class f3write : public testing::Test {
     void SetUp() override { drained_log(); }
 };
 
-/* The log without its progress lines, whose numbers depend on the real clock. */
+/* The log without its progress lines, whose numbers depend on the real clock.
+ */
 std::string log_without_progress() {
     const std::string log = drained_log();
     std::string kept;
@@ -169,7 +170,8 @@ TEST_F(f3write, a_phase_fills_the_volume_and_says_so) {
     f3write_fill_fs(volume.c_path(), 0, 1);
     const std::string log = log_without_progress();
     const std::string beginning =
-        "Free space on device: 1.00 MB\nCreating test file number 1 ...\nTest file written.\n"
+        "Free space on device: 1.00 MB\nCreating test "
+        "file number 1 ...\nTest file written.\n"
         "Free space on device: 0.00 Byte\n";
     EXPECT_EQ(log.substr(0, beginning.size()), beginning);
     /* The clock decides which one; there is exactly one more line. */
@@ -210,7 +212,7 @@ TEST_F(f3write, a_phase_that_starts_later_leaves_lower_numbers_in_place) {
     f3write_fill_fs(volume.c_path(), 4, 0);
     EXPECT_EQ(file_content(volume.file("1.fff")), "mine");
     EXPECT_EQ(file_content(volume.file("4.fff")), "mine too");
-    const uint64_t size = small_volume - 2 * 4096;
+    const uint64_t size = small_volume - uint64_t{2} * 4096;
     EXPECT_EQ(file_content(volume.file("5.fff")), reference_sectors(UINT64_C(4) << 30U, size));
     const engine_write_results results = write_results();
     EXPECT_EQ(results.first_index, 4);

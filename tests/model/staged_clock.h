@@ -1,5 +1,5 @@
-/* The clock and the medium of the program tests_model_clock: both do what a test
- * has written down, and note that they were asked. They take the place of
+/* The clock and the medium of the program tests_model_clock: both do what a
+ * test has written down, and note that they were asked. They take the place of
  * gettimeofday and of the engine's own medium_*. */
 #ifndef TROVIK_TESTS_MODEL_STAGED_CLOCK_H
 #define TROVIK_TESTS_MODEL_STAGED_CLOCK_H

@@ -24,10 +24,10 @@ struct child_outcome {
     bool aborted() const;
 };
 
-/* Runs `body` in a forked child with standard output and standard error in files
- * (so that output which the engine does not flush in time is really missing). A
- * child that blocks is killed after 20 seconds. A body that returns ends the
- * child with status 0. */
+/* Runs `body` in a forked child with standard output and standard error in
+ * files (so that output which the engine does not flush in time is really
+ * missing). A child that blocks is killed after 20 seconds. A body that returns
+ * ends the child with status 0. */
 child_outcome run_in_child(const std::function<void()> &body);
 
 /* The program's name as the engine prints it. */

@@ -21,6 +21,8 @@ using model_tests::word_at;
 
 namespace {
 
+constexpr size_t sector_bytes = SECTOR_SIZE;
+
 std::string filled(uint64_t offset, size_t size) {
     std::string bytes(size, '\xA5');
     EXPECT_EQ(fill_buffer(bytes.data(), size, offset), offset + size);
@@ -74,26 +76,26 @@ TEST(test_sector, the_fifth_file_repeats_the_body_of_the_first_under_its_own_off
 }
 
 TEST(test_sector, offsets_grow_by_512_across_a_buffer) {
-    const std::string bytes = filled(0x3FFFFE00, 3 * SECTOR_SIZE);
+    const std::string bytes = filled(0x3FFFFE00, 3 * sector_bytes);
     EXPECT_EQ(word_at(bytes, 0), 0x3FFFFE00U);
     EXPECT_EQ(word_at(bytes, 512), 0x40000000U);
     EXPECT_EQ(word_at(bytes, 1024), 0x40000200U);
-    EXPECT_EQ(bytes, reference_sectors(0x3FFFFE00, 3 * SECTOR_SIZE));
+    EXPECT_EQ(bytes, reference_sectors(0x3FFFFE00, 3 * sector_bytes));
 }
 
 TEST(test_sector, a_buffer_is_the_same_in_one_piece_and_in_many) {
-    const std::string whole = filled(1U << 20U, 64 * SECTOR_SIZE);
+    const std::string whole = filled(1U << 20U, 64 * sector_bytes);
     for (size_t sector = 0; sector < 64; ++sector)
-        EXPECT_EQ(filled((1U << 20U) + sector * SECTOR_SIZE, SECTOR_SIZE),
-                  whole.substr(sector * SECTOR_SIZE, SECTOR_SIZE));
+        EXPECT_EQ(filled((1U << 20U) + sector * sector_bytes, SECTOR_SIZE),
+                  whole.substr(sector * sector_bytes, SECTOR_SIZE));
 }
 
 TEST(test_sector, nothing_is_written_behind_the_buffer) {
-    std::string bytes(3 * SECTOR_SIZE, '\xA5');
-    fill_buffer(bytes.data() + 1, 2 * SECTOR_SIZE, 4096);
+    std::string bytes(3 * sector_bytes, '\xA5');
+    fill_buffer(bytes.data() + 1, 2 * sector_bytes, 4096);
     EXPECT_EQ(bytes[0], '\xA5');
-    EXPECT_EQ(bytes.substr(1, 2 * SECTOR_SIZE), reference_sectors(4096, 2 * SECTOR_SIZE));
-    EXPECT_EQ(bytes.substr(1 + 2 * SECTOR_SIZE), std::string(SECTOR_SIZE - 1, '\xA5'));
+    EXPECT_EQ(bytes.substr(1, 2 * sector_bytes), reference_sectors(4096, 2 * sector_bytes));
+    EXPECT_EQ(bytes.substr(1 + 2 * sector_bytes), std::string(SECTOR_SIZE - 1, '\xA5'));
 }
 
 TEST(test_sector, ten_thousand_random_sectors_equal_the_c_librarys_sequence) {
@@ -197,7 +199,7 @@ TEST(test_sector, a_buffer_of_no_size_is_refused) {
 }
 
 TEST(test_sector, a_buffer_that_is_no_whole_number_of_sectors_is_refused) {
-    std::string bytes(2 * SECTOR_SIZE, '\0');
+    std::string bytes(2 * sector_bytes, '\0');
     for (const size_t size : {1U, 511U, 513U, 1023U})
         expect_assertion(run_in_child([&] { fill_buffer(bytes.data(), size, 0); }),
                          "size % SECTOR_SIZE == 0", "fill_buffer", "model/test_sector");

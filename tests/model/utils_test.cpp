@@ -129,6 +129,19 @@ TEST(utils, test_files_are_listed_in_ascending_order_and_others_not_at_all) {
               (indexes{0, 1, 9}));
 }
 
+TEST(utils, the_order_of_the_folder_does_not_matter) {
+    std::vector<std::string> rising;
+    std::vector<std::string> falling;
+    indexes expected;
+    for (int index = 0; index < 300; ++index) {
+        rising.push_back(std::to_string(index + 1) + ".fff");
+        falling.push_back(std::to_string(300 - index) + ".fff");
+        expected.push_back(index);
+    }
+    EXPECT_EQ(listed_names(rising, 0), expected);
+    EXPECT_EQ(listed_names(falling, 0), expected);
+}
+
 TEST(utils, an_empty_folder_lists_as_the_end_mark_alone) {
     EXPECT_EQ(listed_names({}, 0), indexes{});
     EXPECT_EQ(listed_names({"a", "1.FFF"}, 0), indexes{});
@@ -200,7 +213,7 @@ TEST(utils, a_folder_with_very_many_entries_is_listed_on_a_small_stack) {
     constexpr int others = 100000;
     const model_tests::private_volume volume("size=1m,nr_inodes=0,mode=700");
     SKIP_WITHOUT(volume);
-    for (int number = test_files; number > 0; --number)
+    for (int number = 1; number <= test_files; ++number)
         ASSERT_EQ(mknod(volume.file(std::to_string(number) + ".fff").c_str(), S_IFREG | 0600, 0),
                   0);
     for (int number = 0; number < others; ++number)
