@@ -145,8 +145,9 @@ TEST(verdict_reasons, space_left_is_told_with_its_share) {
     run.write.free_at_end = 5 * gib;
     EXPECT_EQ(verdict_judge(run).reasons,
               reasons{"5.0 GB (5.0 %) of the 100.0 GB that were free could not be filled and were "
-                      "not tested. On ext4 the usual reason are blocks reserved for the "
-                      "super-user: run as root to test them."});
+                      "not tested. On ext4 the usual reasons are blocks reserved for the "
+                      "super-user (run as root to test them) and, on a small volume, for the file "
+                      "system itself."});
     run.write.free_at_end = gib / 2;
     EXPECT_EQ(verdict_judge(run).notes,
               reasons{"512.0 MB of free space could not be filled and were not tested; this is "
