@@ -29,6 +29,10 @@ static const char *kind_text(mode_t mode) {
     return "a device";
 }
 
+static std::string path_of(const std::string &folder, const std::string &name) {
+    return std::string(folder).append("/").append(name);
+}
+
 // The name of a test file that the engine may ask for, when `name` differs from it
 // in case alone; else empty.
 static std::string own_name_in_other_case(const std::string &name, int start_index) {
@@ -49,7 +53,7 @@ static void add_other_cases(const std::string &folder, const std::vector<std::st
         struct stat status = {};
         if (!std::binary_search(scan.numbers.begin(), scan.numbers.end(),
                                 number_from_filename(own.c_str())) &&
-            lstat((folder + "/" + own).c_str(), &status) == 0)
+            lstat(path_of(folder, own).c_str(), &status) == 0)
             scan.foreign.push_back("'" + printable_text(name) + "' (this volume takes it for " +
                                    own + ")");
     }
@@ -64,7 +68,7 @@ static void add_entry(const std::string &folder, const char *name, test_file_sca
         return;
     }
     struct stat status = {};
-    if (lstat((folder + "/" + name).c_str(), &status) != 0) {
+    if (lstat(path_of(folder, name).c_str(), &status) != 0) {
         // Gone since it was listed, or not to be looked at: the engine will say
         // so when it comes to it.
         scan.numbers.push_back(number);

@@ -21,7 +21,7 @@ std::vector<std::byte> write_page(written_page &page, uint64_t offset, uint32_t 
     std::vector<std::byte> all;
     for (uint32_t i = 0; i < 4; ++i) {
         const auto part = test_bytes(1024, seed + i);
-        write_whole(page, offset + i * 1024, part);
+        write_whole(page, offset + uint64_t{i} * 1024, part);
         all.insert(all.end(), part.begin(), part.end());
     }
     return all;
@@ -52,7 +52,7 @@ TEST(written_page, a_flush_hands_over_a_complete_page_and_the_files_end) {
 }
 
 TEST(written_page, a_write_into_the_complete_page_forgets_it) {
-    for (const uint64_t offset : {0, 1024, 4095}) {
+    for (const uint64_t offset : {0U, 1024U, 4095U}) {
         written_page page;
         write_page(page, 0, 1);
         EXPECT_FALSE(page.before_write(offset, 10));

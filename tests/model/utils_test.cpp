@@ -208,9 +208,9 @@ TEST(utils, the_worker_counts_on_and_leaves_the_position_below_the_first_entry) 
 
 /* 200,000 entries on a stack of 256 KiB: there is no room for one level, or one
  * array element, of the stack for each. */
-TEST(utils, a_folder_with_very_many_entries_is_listed_on_a_small_stack) {
-    constexpr int test_files = 100000;
-    constexpr int others = 100000;
+TEST(utils, a_folder_with_a_million_entries_is_listed_on_a_small_stack) {
+    constexpr int test_files = 500000;
+    constexpr int others = 500000;
     const model_tests::private_volume volume("size=1m,nr_inodes=0,mode=700");
     SKIP_WITHOUT(volume);
     for (int number = 1; number <= test_files; ++number)
