@@ -3,13 +3,13 @@
 #include "cli/console.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
+#include "cli/write_all.h"
 #include "report/printable.h"
 
 // Columns to assume when the terminal does not tell.
@@ -23,23 +23,6 @@ static unsigned terminal_columns(int fd) {
     if (ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
         return size.ws_col;
     return default_columns;
-}
-
-static bool write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0 && errno == EAGAIN) {
-            struct pollfd ready = {fd, POLLOUT, 0};
-            poll(&ready, 1, -1);
-            continue;
-        }
-        if (written < 0)
-            return false;
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
 }
 
 // `text` without what could reprogram the terminal; its line breaks stay.

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "cli/write_all.h"
 #include "report/printable.h"
 
 json_output::~json_output() {
@@ -59,18 +60,6 @@ bool json_output::open(const std::optional<std::string> &target, const volume_in
     if (m_fd < 0)
         error = m_name + ": " + std::strerror(errno);
     return m_fd >= 0;
-}
-
-static bool write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0)
-            return false;
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
 }
 
 bool json_output::write(const std::string &text, std::string &error) {
