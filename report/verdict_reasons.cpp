@@ -179,7 +179,8 @@ static std::string percent_text(std::uint64_t part, std::uint64_t whole) {
 
 void add_reasons_space_left(const run_snapshot &run, reason_list &reasons, reason_list &notes) {
     const engine_write_results &write = run.write;
-    if (!run.scope.has_write || write.end == ENGINE_WRITE_NOT_ENDED)
+    // What is free where the volume was says nothing about the volume.
+    if (!run.scope.has_write || run.scope.volume_gone || write.end == ENGINE_WRITE_NOT_ENDED)
         return;
     if (write.end == ENGINE_WRITE_NO_FREE_SPACE) {
         reasons.emplace_back(

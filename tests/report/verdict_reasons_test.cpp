@@ -148,6 +148,10 @@ TEST(verdict_reasons, space_left_is_told_with_its_share) {
                       "not tested. On ext4 the usual reasons are blocks reserved for the "
                       "super-user (run as root to test them) and, on a small volume, for the file "
                       "system itself."});
+    run.scope.volume_gone = true;
+    EXPECT_EQ(verdict_judge(run).reasons,
+              reasons{"The volume was unmounted or replaced during the run."});
+    run.scope.volume_gone = false;
     run.write.free_at_end = gib / 2;
     EXPECT_EQ(verdict_judge(run).notes,
               reasons{"512.0 MB of free space could not be filled and were not tested; this is "
