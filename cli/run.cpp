@@ -16,7 +16,6 @@
 
 #include "cli/console.h"
 #include "cli/exit_status.h"
-#include "cli/folder_anchor.h"
 #include "cli/job.h"
 #include "cli/left_files.h"
 #include "cli/status_line.h"
@@ -33,6 +32,7 @@
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
 #include "volume/device_buffers.h"
+#include "volume/folder_anchor.h"
 
 constexpr std::chrono::milliseconds poll_interval{100};
 

@@ -1,7 +1,7 @@
 // Holds on to the folder that a run works on, from the first look at it to the
 // last file removed.
-#ifndef TROVIK_CLI_FOLDER_ANCHOR_H
-#define TROVIK_CLI_FOLDER_ANCHOR_H
+#ifndef TROVIK_VOLUME_FOLDER_ANCHOR_H
+#define TROVIK_VOLUME_FOLDER_ANCHOR_H
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // Below a mount point there is a folder of the system. When the volume goes away
 // in the middle of a run, that folder takes its place under the same name, and
 // what lies in it is not ours to judge or to remove.
-#include "cli/folder_anchor.h"
+#include "volume/folder_anchor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,0 +1,163 @@
+// The controller: it owns the window and every action in it. One class, whose
+// roles each have a file of their own; this header is their index. The state that
+// the roles share, and which thread writes it, is in controller_state.h.
+//
+// All methods belong to the main thread, but for writeToConsole and
+// startTheBackgroundJob. Actions take no sender: nothing depends on who sent them.
+#ifndef TROVIK_APP_TRAPPDELEGATE_H
+#define TROVIK_APP_TRAPPDELEGATE_H
+
+#include <QFont>
+#include <QObject>
+#include <QString>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "app/mailbox.h"
+#include "report/run_snapshot.h"
+
+class QLabel;
+class QMainWindow;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+class folder_anchor;
+class verdict_banner;
+class window_layout;
+
+class TRAppDelegate : public QObject {
+ public:
+    TRAppDelegate();
+    ~TRAppDelegate() override;
+
+    // Outlets, by the names that they have in MainWindow.ui. Owned by the window.
+    QMainWindow *window = nullptr;
+    QPushButton *UI_start = nullptr;
+    QLabel *UI_volumesName = nullptr;
+    QLabel *UI_volumesCapacityGB = nullptr;
+    QLabel *UI_volumesReadOnly = nullptr;
+    QLabel *UI_volumesFreeSpace = nullptr;
+    QLabel *UI_state = nullptr;
+    QLabel *UI_volumesSpotlightThere = nullptr;
+    QLabel *UI_volumesSpotlightStatus = nullptr;
+    QLabel *UI_volumesTrashes = nullptr;
+    QLabel *UI_volumesNoLog = nullptr;
+    QLabel *UI_writeSpeed = nullptr;
+    QLabel *UI_writeUnit = nullptr;
+    QProgressBar *UI_progress = nullptr;
+    QLabel *UI_progressValue = nullptr;
+    QLabel *UI_readSpeed = nullptr;
+    QLabel *UI_readUnit = nullptr;
+    QLabel *UI_errorMessage = nullptr;
+    QPlainTextEdit *UI_consoleOutput = nullptr;
+    QPushButton *UI_open_device_outlet = nullptr;
+    QPushButton *UI_disableSpotlight_outlet = nullptr;
+    QPushButton *UI_removeSpotlightData_outlet = nullptr;
+    QPushButton *UI_removeTrashesData_outlet = nullptr;
+    QLabel *UI_versionString = nullptr;
+    QLabel *UI_logging_label_outlet = nullptr;
+    QPushButton *UI_disableLogging_outlet = nullptr;
+    QPushButton *UI_showInfo_outlet = nullptr;
+    QPushButton *UI_shareButton_outlet = nullptr;
+    QPushButton *UI_feedback_outlet = nullptr;
+
+    // In app_startup_shutdown.cpp
+    // From the versions to the disclaimer and the timer. To be called once, from
+    // within the event loop.
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    bool applicationShouldTerminateAfterLastWindowClosed() const;
+
+    // In app_engine_failure.cpp
+    // After the event loop: ends the process with `status` when a test is running,
+    // which is neither stopped nor waited for; else returns `status`.
+    int leaveProcess(int status);
+
+    // In app_volume_selection.cpp
+    void UI_open_device();
+    // Takes the volume that `folder` lies on, as if it had been chosen in the panel.
+    // False when it was not taken: it cannot be looked at, or the user declined.
+    bool selectVolumeOfFolder(const QString &folder);
+
+    // In app_test_job.cpp
+    void UI_start_pressed();
+    // Job's thread.
+    void startTheBackgroundJob();
+
+    // In app_status_display.cpp
+    void updateUI();
+
+    // In app_access.cpp
+    bool qop_sandbox_askUserForPermission_readWrite(const QString &name, const QString &text);
+    bool qop_sandbox_askUserForPermission_read(const QString &name, const QString &text);
+    void punchHoleInSandboxForFile(const QString &path);
+    void sandbox_printSandboxInfo();
+
+    // In app_console.cpp
+    // "14.8 GB". Any thread.
+    QString util_getSizeByByte(double bytes) const;
+    // "2017.03.22 14:05:09", local time. Any thread.
+    QString util_getNow() const;
+    // Appends to the console. From the job's thread, the text is handed to the main
+    // thread, which appends it before anything that the job says later.
+    void writeToConsole(const std::string &text);
+
+ private:
+    // In app_startup_shutdown.cpp
+    void connectActions();
+    void readVersionKeys();
+    void buildVersionStrings();
+    void askForBackup();
+    void startTimer();
+    void stopTimer();
+
+    // In app_volume_selection.cpp
+    bool mayUseSystemVolume(const QString &folder);
+    void recordVolume();
+    void logDeviceBlock();
+
+    // In app_test_job.cpp
+    bool isChosenVolumeThere();
+    void seeToVolume();
+    void seeToMedium();
+
+    // In app_status_display.cpp
+    void showStateLabel(std::uint32_t state);
+    void showEngineValues();
+    void showPhase();
+    void drainEngineLog();
+    void showVolume();
+    void showMarkers();
+
+    // In app_result_report.cpp
+    void showResult();
+    void removeTestFiles();
+    void writeReport();
+
+    // In app_console.cpp
+    void applyConsoleFont();
+    void appendToConsole(const std::string &text);
+    void scrollConsoleToEnd();
+    void takeMail();
+
+    // In app_engine_failure.cpp
+    void listenToEngineFailures(bool listen);
+    static void onEngineFailure(const char *message, int exitStatus);
+    void showEngineFailure(const std::string &message);
+
+    const std::thread::id m_mainThread = std::this_thread::get_id();
+    std::unique_ptr<window_layout> m_layout;
+    std::unique_ptr<verdict_banner> m_verdict;
+    std::unique_ptr<mailbox> m_mailbox;
+    QFont m_consoleFont;
+    // Holds on to the volume under test; made by the job's thread, dropped by the
+    // main thread once uiState has said that the job is done.
+    std::unique_ptr<folder_anchor> m_anchor;
+    // Written by the job's thread before uiState says that the job is done.
+    run_scope m_scope;
+};
+
+#endif

@@ -1,0 +1,24 @@
+// The panels by which a sandboxed program asks for access to files.
+#ifndef TROVIK_APP_ACCESS_PANEL_H
+#define TROVIK_APP_ACCESS_PANEL_H
+
+#include <QString>
+#include <optional>
+
+class QWidget;
+
+// A save panel that asks for read and write access to `text`, with `name` in its
+// name field. The path that the user confirmed, or nothing. Main thread, as both
+// below.
+std::optional<QString> access_panel_read_write(QWidget *parent, const QString &name,
+                                               const QString &text);
+
+// An open panel that asks for read access.
+std::optional<QString> access_panel_read(QWidget *parent, const QString &name, const QString &text);
+
+// An open panel that asks for one file, by a request in words. It starts where
+// `start` leads when that is read as an address, which a plain path is not.
+std::optional<QString> access_panel_file(QWidget *parent, const QString &request,
+                                         const QString &start);
+
+#endif

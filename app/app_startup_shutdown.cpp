@@ -1,0 +1,107 @@
+// From the first moment of the window to its last.
+#include <QApplication>
+#include <QLabel>
+#include <QMainWindow>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTimer>
+
+#include "app/TRAppDelegate.h"
+#include "app/alert.h"
+#include "app/controller_state.h"
+#include "app/verdict_banner.h"
+#include "app/window_layout.h"
+#include "volume/folder_anchor.h"
+
+// How often the display looks at the engine's values.
+constexpr int display_period_ms = 1000;
+
+TRAppDelegate::TRAppDelegate()
+    : m_layout(std::make_unique<window_layout>()),
+      m_mailbox(std::make_unique<mailbox>([this] { takeMail(); })) {
+    m_layout->bind(*this);
+    m_verdict =
+        std::make_unique<verdict_banner>(m_layout->verdict_title(), m_layout->verdict_detail());
+    applyConsoleFont();
+    connectActions();
+    listenToEngineFailures(true);
+}
+
+TRAppDelegate::~TRAppDelegate() {
+    listenToEngineFailures(false);
+    stopTimer();
+}
+
+void TRAppDelegate::connectActions() {
+    connect(UI_open_device_outlet, &QPushButton::clicked, this, [this] { UI_open_device(); });
+    connect(UI_start, &QPushButton::clicked, this, [this] { UI_start_pressed(); });
+}
+
+void TRAppDelegate::readVersionKeys() {
+    shortVersionString = TROVIK_SHORT_VERSION;
+    bundleVersionString = TROVIK_BUNDLE_VERSION;
+}
+
+void TRAppDelegate::buildVersionStrings() {
+    // A stamp of the product's line, not the day of the build.
+    buildDateString = std::string("2017") + "-" + "03" + "mar" + "-" + "22";
+    versionString =
+        shortVersionString + "-" + bundleVersionString + " (" + buildDateString + ") [sandboxed]";
+}
+
+void TRAppDelegate::applicationDidFinishLaunching() {
+    readVersionKeys();
+    productVersionTag = shortVersionString + "-(" + bundleVersionString + ")";
+    buildVersionStrings();
+    UI_versionString->setText("trovik " + QString::fromStdString(versionString));
+    uiState.store(UI_STATE_INIT, std::memory_order_release);
+    UI_start->setEnabled(false);
+    UI_disableSpotlight_outlet->setEnabled(false);
+    UI_removeSpotlightData_outlet->setEnabled(false);
+    askForBackup();
+    startTimer();
+    uiState.store(UI_STATE_WAITING, std::memory_order_release);
+}
+
+void TRAppDelegate::askForBackup() {
+    const int answer = alert_run(
+        window,
+        {.style = alert_style::warning,
+         .message = QStringLiteral("Create BACKUP first before usage"),
+         .informative = QStringLiteral(
+             "Trovik comes without any warranty. Use at your own risk. This application does do "
+             "heavy file write and file read operations and can erase contents and folders on "
+             "your device, harddrive or even make a device unusable. \n"
+             "trovik should not touch or delete any existing files.\n"
+             "But anyway make a BACKUP first before continue is always a good idea."),
+         .buttons = {QStringLiteral("Quit"), QStringLiteral("Yes, I know what I am doing")},
+         .safe_answer = ALERT_FIRST_BUTTON});
+    // The rest of the start-up is still done; the program ends right after it.
+    if (answer == ALERT_FIRST_BUTTON)
+        QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+}
+
+void TRAppDelegate::startTimer() {
+    uiTimer = new QTimer(this);
+    uiTimer->setTimerType(Qt::PreciseTimer);
+    uiTimer->setInterval(display_period_ms);
+    connect(uiTimer, &QTimer::timeout, this, [this] { updateUI(); });
+    uiTimer->start();
+}
+
+void TRAppDelegate::stopTimer() {
+    if (uiTimer == nullptr)
+        return;
+    uiTimer->stop();
+    uiTimer->deleteLater();
+    uiTimer = nullptr;
+}
+
+void TRAppDelegate::applicationWillTerminate() {
+    stopTimer();
+}
+
+bool TRAppDelegate::applicationShouldTerminateAfterLastWindowClosed() const {
+    return true;
+}

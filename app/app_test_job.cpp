@@ -1,0 +1,125 @@
+// The one long run of the program. The job reports nothing back by message: what
+// the user sees is what the display polls.
+#include <QLabel>
+#include <QMainWindow>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+
+#include "app/TRAppDelegate.h"
+#include "app/alert.h"
+#include "app/controller_state.h"
+#include "app/diagnostic_log.h"
+#include "app/verdict_banner.h"
+#include "model/engine_results.h"
+#include "model/f3read.h"
+#include "model/f3write.h"
+#include "model/fatal.h"
+#include "model/utils.h"
+#include "report/time_stamp.h"
+#include "volume/device_buffers.h"
+#include "volume/folder_anchor.h"
+
+// Long enough for the display to show a state before the next thing happens.
+constexpr std::chrono::seconds pause_of_job{2};
+
+// Whether what is mounted there now is what the user has chosen: a card that was
+// pulled out leaves a folder of the system in its place, and a test would fill that.
+bool TRAppDelegate::isChosenVolumeThere() {
+    volume_info now;
+    std::string error;
+    return !selectedVolume ||
+           (volume_describe(selectedVolumePath, now, error) && now.root == selectedVolume->root &&
+            now.identifier == selectedVolume->identifier);
+}
+
+void TRAppDelegate::UI_start_pressed() {
+    if (jobThread && jobThread->is_executing()) {
+        diagnostic_log("Thread is working...");
+        return;
+    }
+    if (!isChosenVolumeThere()) {
+        alert_run(window, {.style = alert_style::warning,
+                           .message = QStringLiteral("The chosen volume is not there any more"),
+                           .informative = QString::fromStdString(selectedVolumePath) +
+                                          " is not the volume that you have chosen. Nothing was "
+                                          "touched.\n\nInsert the card again and choose it anew.",
+                           .buttons = {QStringLiteral("OK")}});
+        return;
+    }
+    const QString volume = QString::fromStdString(selectedVolumePath);
+    // By its bare name: the panel that asks for it decides where it looks.
+    qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
+    qop_sandbox_askUserForPermission_read(volume, volume);
+    jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
+    UI_open_device_outlet->setEnabled(false);
+    UI_disableSpotlight_outlet->setEnabled(false);
+    UI_removeSpotlightData_outlet->setEnabled(false);
+    UI_start->setEnabled(false);
+    UI_start->setText(QStringLiteral("Please wait..."));
+    // The write speed stays: the display's next tick overwrites it anyway.
+    UI_readSpeed->setText(QStringLiteral("0.00"));
+    UI_consoleOutput->clear();
+    m_verdict->show_running();
+    jobThread->start();
+    // A tick that still saw the volume's state would enable Start again.
+    while (uiState.load(std::memory_order_acquire) != UI_STATE_TESTING)
+        std::this_thread::yield();
+}
+
+// A volume that went away in the middle must not be mistaken for the folder that it
+// was mounted on. There is nothing left to test then, and nothing that may be touched.
+void TRAppDelegate::seeToVolume() {
+    if (!m_anchor->is_in_place())
+        engine_fatal_exit(ENODEV, "ERR: The volume was unmounted or replaced during the test:",
+                          selectedVolumePath.c_str());
+}
+
+// What is read must come from the medium.
+void TRAppDelegate::seeToMedium() {
+    std::string reason;
+    if (!selectedVolume || device_buffers_drop(*selectedVolume, reason))
+        return;
+    m_scope.may_rest_on_memory = true;
+    writeToConsole("What is read now may come from the computer's memory: " + reason + "\n");
+}
+
+void TRAppDelegate::startTheBackgroundJob() {
+    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
+    m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
+    uiState.store(UI_STATE_TESTING, std::memory_order_release);
+    std::this_thread::sleep_for(pause_of_job);
+    writeToConsole(time_stamp_now() + " - -------------------------------\n");
+    writeToConsole(time_stamp_now() + " - Start testing volume " + selectedVolumePath + "\n");
+    writeToConsole(time_stamp_now() + " - Capacity " + selectedVolumeCapacityGBText + " GB\n");
+
+    const char *path = selectedVolumePath.c_str();
+    seeToVolume();
+    diagnostic_log("d: f3write_unlink_old_files begin");
+    f3write_unlink_old_files(path, 0);
+    diagnostic_log("d: f3write_unlink_old_files end");
+    engine_read_results removal = {};
+    engine_results_read(&removal);
+    m_scope.removal_listing_error = removal.listing_error;
+
+    seeToVolume();
+    diagnostic_log("d: f3write_fill_fs begin");
+    f3write_fill_fs(path, 0, 1);
+    diagnostic_log("d: f3write_fill_fs end");
+    writePhaseDone.store(1, std::memory_order_relaxed);
+
+    seeToVolume();
+    seeToMedium();
+    path = selectedVolumePath.c_str();
+    diagnostic_log("d: ls_my_files begin");
+    int *const files = ls_my_files(path, 0);
+    diagnostic_log("d: ls_my_files end");
+    diagnostic_log("d: f3read_iterate_files begin");
+    f3read_iterate_files(path, files, 0, 1);
+    diagnostic_log("d: f3read_iterate_files end");
+    std::free(files);
+    uiState.store(UI_STATE_RESULT, std::memory_order_release);
+    std::this_thread::sleep_for(pause_of_job);
+}

@@ -1,0 +1,37 @@
+#include "app/file_panel.h"
+
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "app/modal_question.h"
+#include "app/platform.h"
+
+file_panel::file_panel(QWidget *parent, const QString &title) : QFileDialog(parent, title) {
+    setOption(QFileDialog::DontUseNativeDialog, !platform_has_file_panels());
+    // Which also keeps the panel from offering to make folders.
+    setOption(QFileDialog::ReadOnly);
+    resize(900, 560);
+}
+
+void file_panel::set_prompt(const QString &prompt) {
+    // An "&" would become an underline.
+    setLabelText(QFileDialog::Accept, QString(prompt).replace("&", "&&"));
+}
+
+void file_panel::set_message(const QString &message) {
+    setAccessibleDescription(message);
+    setToolTip(message);
+}
+
+void file_panel::set_name(const QString &name) {
+    if (auto *const field = findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
+        field->setText(name);
+    else
+        selectFile(name);
+}
+
+bool file_panel::run() {
+    const modal_question question;
+    return exec() == QDialog::Accepted;
+}

@@ -1,0 +1,26 @@
+// What the program's file panels share: one way of setting them up and of showing
+// them.
+#ifndef TROVIK_APP_FILE_PANEL_H
+#define TROVIK_APP_FILE_PANEL_H
+
+#include <QFileDialog>
+#include <QString>
+
+class file_panel : public QFileDialog {
+ public:
+    // A panel of the platform's kind, without creation of folders.
+    file_panel(QWidget *parent, const QString &title);
+
+    // The confirm button's label, shown as it is.
+    void set_prompt(const QString &prompt);
+    // Shown where the panel has room for it: assistive technology reads it, and it is
+    // the panel's tool tip.
+    void set_message(const QString &message);
+    // Puts `name` into the name field as it stands.
+    void set_name(const QString &name);
+
+    // Shows the panel and waits. True when the user confirmed it.
+    bool run();
+};
+
+#endif

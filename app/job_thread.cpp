@@ -1,0 +1,22 @@
+#include "app/job_thread.h"
+
+#include <utility>
+
+job_thread::job_thread(std::function<void()> entry) : m_entry(std::move(entry)) {}
+
+job_thread::~job_thread() {
+    if (!m_thread.joinable())
+        return;
+    if (is_executing())
+        m_thread.detach();
+    else
+        m_thread.join();
+}
+
+void job_thread::start() {
+    m_executing->store(true, std::memory_order_relaxed);
+    m_thread = std::thread([entry = std::move(m_entry), executing = m_executing] {
+        entry();
+        executing->store(false, std::memory_order_release);
+    });
+}

@@ -1,0 +1,41 @@
+// The verdict of the last test, large and plain: a few words, a sentence, and a
+// colour that only repeats what the words say.
+#ifndef TROVIK_APP_VERDICT_BANNER_H
+#define TROVIK_APP_VERDICT_BANNER_H
+
+#include <QColor>
+#include <QObject>
+#include <optional>
+
+#include "report/verdict.h"
+
+class QLabel;
+
+class verdict_banner : public QObject {
+ public:
+    // Shows itself in these two labels: the words and the sentence.
+    verdict_banner(QLabel *title, QLabel *detail);
+
+    void show_none();     // before the first test
+    void show_running();  // during a test, the last verdict is history
+    void show(const verdict_result &result);
+
+    // "Intact", "Data lost", ...
+    static QString title_of(run_verdict verdict);
+    // Readable on `background`, light or dark.
+    static QColor color_of(run_verdict verdict, const QColor &background);
+
+ protected:
+    // The palette may change while a verdict stands.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+ private:
+    void show_texts(const QString &title, const QString &detail, const QString &all_reasons);
+    void apply_color();
+
+    QLabel *m_title;
+    QLabel *m_detail;
+    std::optional<run_verdict> m_verdict;
+};
+
+#endif

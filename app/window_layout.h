@@ -1,0 +1,39 @@
+// The window as MainWindow.ui lays it out, and what a layout file cannot say:
+// widths that follow the font, so that numbers which change every second move
+// nothing, and the keyboard's shortcuts.
+#ifndef TROVIK_APP_WINDOW_LAYOUT_H
+#define TROVIK_APP_WINDOW_LAYOUT_H
+
+#include <memory>
+
+class QLabel;
+class QMainWindow;
+class TRAppDelegate;
+namespace Ui {
+class MainWindow;
+}
+
+class window_layout {
+ public:
+    window_layout();
+    ~window_layout();
+    window_layout(const window_layout &) = delete;
+    window_layout &operator=(const window_layout &) = delete;
+
+    // Sets the controller's window and outlets.
+    void bind(TRAppDelegate &controller) const;
+
+    // The window's own additions to the outlets.
+    QLabel *phase() const;
+    QLabel *verdict_title() const;
+    QLabel *verdict_detail() const;
+
+ private:
+    void reserve_widths();
+    void add_shortcuts();
+
+    std::unique_ptr<QMainWindow> m_window;
+    std::unique_ptr<Ui::MainWindow> m_ui;
+};
+
+#endif
