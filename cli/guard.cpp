@@ -11,9 +11,6 @@
 
 #include "report/printable.h"
 
-// A line that lists more entries than this is not read.
-constexpr size_t foreign_shown = 5;
-
 static const char force_is_no_help[] = "--force does not change this";
 
 static std::string shown_path(const std::string &path) {
@@ -69,12 +66,9 @@ static bool check_entries(run_target &target, int start_index, std::string &refu
     const std::vector<std::string> &foreign = target.files.foreign;
     if (foreign.empty())
         return true;
-    refusal =
-        shown_path(target.folder) + " holds entries with a test file's name that are not ours: ";
-    for (size_t i = 0; i < foreign.size() && i < foreign_shown; ++i)
-        refusal += (i == 0 ? "" : ", ") + foreign[i];
-    if (foreign.size() > foreign_shown)
-        refusal += " and " + std::to_string(foreign.size() - foreign_shown) + " more";
+    refusal = shown_path(target.folder) +
+              " holds entries with a test file's name that are not ours: " +
+              test_files_foreign_text(foreign);
     refusal += std::string("; move or rename them, ") + force_is_no_help;
     return false;
 }

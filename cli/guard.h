@@ -6,7 +6,7 @@
 #include <string>
 
 #include "cli/arguments.h"
-#include "cli/test_files.h"
+#include "report/test_files.h"
 #include "volume/volume.h"
 
 // What a run works on.

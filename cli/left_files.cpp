@@ -9,8 +9,8 @@
 #include <optional>
 #include <thread>
 
-#include "cli/test_files.h"
 #include "model/engine_results.h"
+#include "report/test_files.h"
 
 // A user who stops a run should not wait longer for what is left than for the rest.
 constexpr std::chrono::seconds patience{1};

@@ -1,7 +1,7 @@
 // The engine knows its files by their names alone. Before anything is removed,
 // this looks closer: a folder, a link or a name that stands for another number
 // was never written by us, and must not be what a test begins with.
-#include "cli/test_files.h"
+#include "report/test_files.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -16,6 +16,9 @@
 
 // More runs than this do not help anybody in one line.
 constexpr size_t runs_shown = 5;
+
+// A line that lists more entries than this is not read.
+constexpr size_t foreign_shown = 5;
 
 static const char *kind_text(mode_t mode) {
     if (S_ISDIR(mode))
@@ -124,5 +127,14 @@ std::string test_files_text(const std::vector<int> &numbers) {
             text += " to " + std::to_string(numbers[last]) + ".fff";
         first = last + 1;
     }
+    return text;
+}
+
+std::string test_files_foreign_text(const std::vector<std::string> &foreign) {
+    std::string text;
+    for (size_t i = 0; i < foreign.size() && i < foreign_shown; ++i)
+        text += (i == 0 ? "" : ", ") + foreign[i];
+    if (foreign.size() > foreign_shown)
+        text += " and " + std::to_string(foreign.size() - foreign_shown) + " more";
     return text;
 }

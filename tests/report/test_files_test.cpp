@@ -1,5 +1,5 @@
 // Which entries are test files, which only look like them, and how they are named.
-#include "cli/test_files.h"
+#include "report/test_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -13,8 +13,8 @@
 
 #include "support.h"
 
-using cli_tests::private_folder;
-using cli_tests::set_file_content;
+using model_tests::private_folder;
+using model_tests::set_file_content;
 
 namespace {
 

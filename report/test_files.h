@@ -1,7 +1,7 @@
 // The entries on a volume that carry a test file's name: which of them the
 // engine would take for its own, and which of those cannot be.
-#ifndef TROVIK_CLI_TEST_FILES_H
-#define TROVIK_CLI_TEST_FILES_H
+#ifndef TROVIK_REPORT_TEST_FILES_H
+#define TROVIK_REPORT_TEST_FILES_H
 
 #include <cstdint>
 #include <string>
@@ -21,6 +21,9 @@ struct test_file_scan {
 // link. Returns false with a reason when the folder cannot be read to its end.
 bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
                      std::string &error);
+
+// "'1.fff' (a folder), '2.fff' (a link) and 3 more", in one line that is not too long.
+std::string test_files_foreign_text(const std::vector<std::string> &foreign);
 
 // "1.fff to 3.fff, 7.fff"; at most a few runs, then how many more. Empty without
 // numbers. `numbers` is ascending.
