@@ -2,20 +2,22 @@
 // roles each have a file of their own; this header is their index. The state that
 // the roles share, and which thread writes it, is in controller_state.h.
 //
-// All methods belong to the main thread, but for writeToConsole and
-// startTheBackgroundJob. Actions take no sender: nothing depends on who sent them.
+// All methods belong to the main thread, but for startTheBackgroundJob and its steps,
+// which are the job's, and for writeToConsole and the two util_ methods, which are
+// anybody's. Actions take no sender: nothing depends on who sent them.
 #ifndef TROVIK_APP_TRAPPDELEGATE_H
 #define TROVIK_APP_TRAPPDELEGATE_H
 
-#include <QFont>
 #include <QObject>
 #include <QString>
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
+#include "app/help_texts.h"
 #include "app/mailbox.h"
 #include "report/run_snapshot.h"
 
@@ -25,6 +27,7 @@ class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class folder_anchor;
+struct TRMarker;
 class verdict_banner;
 class window_layout;
 
@@ -66,8 +69,9 @@ class TRAppDelegate : public QObject {
 
     // In app_startup_shutdown.cpp
     // From the versions to the disclaimer and the timer. To be called once, from
-    // within the event loop.
-    void applicationDidFinishLaunching();
+    // within the event loop. False when the user has declined, which ends the program
+    // on the loop's next pass.
+    bool applicationDidFinishLaunching();
     void applicationWillTerminate();
     bool applicationShouldTerminateAfterLastWindowClosed() const;
 
@@ -90,6 +94,32 @@ class TRAppDelegate : public QObject {
     // In app_status_display.cpp
     void updateUI();
 
+    // In app_housekeeping.cpp
+    void UI_disableSpotlight();
+    void UI_removeSpotlightData();
+    void UI_removeTrashesData();
+    void UI_disableLogging();
+
+    // In app_help.cpp
+    void UI_showInfo();
+    void UI_showInfo_hiddenFiles();
+    void UI_showInfo_disableSpotlight();
+    void UI_showInfo_removeSpotlightData();
+    void UI_showInfo_removeTrashesData();
+    void UI_showInfo_removeLoggingData();
+    void UI_showInfo_disableLogging();
+
+    // In app_feedback.cpp
+    // `afterResult`: asked by the program itself, which the user can forbid.
+    void feedback_ask(bool afterResult);
+    void feedback_ask_happy();
+    void rateApp();
+    void UI_feedback();
+    // Offers the results below `sender`, or in the window when there is none.
+    void UI_shareButton(QWidget *sender);
+    // "El Capitan" for "10.11.6"; the empty text for a version that has no name.
+    QString UTIL_getOSCodenameForVersionNumber(const QString &version) const;
+
     // In app_access.cpp
     bool qop_sandbox_askUserForPermission_readWrite(const QString &name, const QString &text);
     bool qop_sandbox_askUserForPermission_read(const QString &name, const QString &text);
@@ -110,17 +140,22 @@ class TRAppDelegate : public QObject {
     void connectActions();
     void readVersionKeys();
     void buildVersionStrings();
-    void askForBackup();
+    void setUpShareButton();
+    bool askForBackup();
     void startTimer();
     void stopTimer();
 
     // In app_volume_selection.cpp
+    void showUnusableFolder(const std::string &reason);
     bool mayUseSystemVolume(const QString &folder);
     void recordVolume();
     void logDeviceBlock();
 
     // In app_test_job.cpp
     bool isChosenVolumeThere();
+    bool isStillChosenVolume();
+    bool mayTestVolume();
+    void showNotStarted();
     void seeToVolume();
     void seeToMedium();
 
@@ -134,25 +169,43 @@ class TRAppDelegate : public QObject {
 
     // In app_result_report.cpp
     void showResult();
+    void showVerdictReasons();
     void removeTestFiles();
     void writeReport();
+
+    // In app_housekeeping.cpp
+    bool mayChangeMarker(const TRMarker &marker);
+    void toggleMarker(const TRMarker &marker, bool exists, QPushButton *button,
+                      const QString &titleWithout, const QString &titleWith);
+    void removeMarkerFolder(const std::string &name);
+
+    // In app_help.cpp
+    void showHelp(help_topic topic);
+
+    // In app_feedback.cpp
+    void buildFeedbackURL(const QString &systemVersion, const QString &codename);
 
     // In app_console.cpp
     void applyConsoleFont();
     void appendToConsole(const std::string &text);
     void scrollConsoleToEnd();
     void takeMail();
+    void showPendingFailure();
 
     // In app_engine_failure.cpp
     void listenToEngineFailures(bool listen);
     static void onEngineFailure(const char *message, int exitStatus);
     void showEngineFailure(const std::string &message);
+    QString reasonForPeople(const std::string &message);
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
     std::unique_ptr<window_layout> m_layout;
     std::unique_ptr<verdict_banner> m_verdict;
     std::unique_ptr<mailbox> m_mailbox;
-    QFont m_consoleFont;
+    // A failure that has been reported and not yet shown. Main thread.
+    std::optional<std::string> m_pendingFailure;
+    // Whether the main thread is removing test files now.
+    bool m_cleaningUp = false;
     // Holds on to the volume under test; made by the job's thread, dropped by the
     // main thread once uiState has said that the job is done.
     std::unique_ptr<folder_anchor> m_anchor;

@@ -6,6 +6,7 @@
 #include <QUrl>
 
 #include "app/file_panel.h"
+#include "app/platform.h"
 
 static QString quoted(const QString &words, const QString &text) {
     return QStringLiteral("%1 \"%2\"").arg(words, text);
@@ -50,7 +51,10 @@ std::optional<QString> access_panel_file(QWidget *parent, const QString &request
     file_panel panel(parent, request);
     panel.set_prompt(QStringLiteral("Allow in Sandbox"));
     panel.setFilter(QDir::AllDirs | QDir::Files | QDir::NoDotAndDotDot);
-    panel.setDirectoryUrl(QUrl(start));
+    // The window library's own panel knows local addresses only.
+    const QUrl place(start);
+    if (platform_has_file_panels() || place.isLocalFile())
+        panel.setDirectoryUrl(place);
     panel.setFileMode(QFileDialog::ExistingFile);
     return run(panel);
 }

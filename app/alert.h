@@ -20,10 +20,12 @@ struct alert_request {
     QString informative;
     QStringList buttons;                   // at least one; the first is the default
     int safe_answer = ALERT_FIRST_BUTTON;  // what Escape and the alert's cross answer
+    QString check_box = {};                // its label; none when empty
+    bool *checked = nullptr;               // receives whether it was ticked
 };
 
 // Shows the alert over `parent` and waits for the answer. Texts are shown as they
-// are, never as rich text. Main thread.
+// are, never as rich text; a text that is too long for the screen scrolls. Main thread.
 int alert_run(QWidget *parent, const alert_request &request);
 
 #endif

@@ -26,6 +26,7 @@ void TRAppDelegate::writeToConsole(const std::string &text) {
     }
     takeMail();
     appendToConsole(text);
+    showPendingFailure();
 }
 
 // "Menlo", and where there is none what the platform takes for it.
@@ -46,14 +47,23 @@ void TRAppDelegate::applyConsoleFont() {
         UI_consoleOutput->setFont(font);
 }
 
-// With a cursor of its own: what the user has selected stays selected.
+// With a cursor of its own: what the user has selected stays selected, no more and
+// no less. A selection that reached the end would take in what comes behind it.
 void TRAppDelegate::appendToConsole(const std::string &text) {
+    QTextCursor users = UI_consoleOutput->textCursor();
+    const int anchor = users.anchor();
+    const int position = users.position();
     QTextCursor end(UI_consoleOutput->document());
     end.beginEditBlock();
     end.movePosition(QTextCursor::End);
     end.insertText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
     applyConsoleFont();
     end.endEditBlock();
+    if (anchor == position || (users.anchor() == anchor && users.position() == position))
+        return;
+    users.setPosition(anchor);
+    users.setPosition(position, QTextCursor::KeepAnchor);
+    UI_consoleOutput->setTextCursor(users);
 }
 
 void TRAppDelegate::scrollConsoleToEnd() {
@@ -63,11 +73,19 @@ void TRAppDelegate::scrollConsoleToEnd() {
 
 void TRAppDelegate::takeMail() {
     while (const std::optional<mail> message = m_mailbox->take()) {
-        if (message->kind == mail_kind::console_text) {
+        if (message->kind == mail_kind::console_text)
             appendToConsole(message->text);
-        } else {
-            showEngineFailure(message->text);
-            m_mailbox->answer();
-        }
+        else
+            m_pendingFailure = message->text;
     }
+}
+
+// Not while a text is still on its way into the console: it would be lost with it.
+void TRAppDelegate::showPendingFailure() {
+    if (!m_pendingFailure)
+        return;
+    const std::string message = *m_pendingFailure;
+    m_pendingFailure.reset();
+    showEngineFailure(message);
+    m_mailbox->answer();
 }

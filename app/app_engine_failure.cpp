@@ -14,6 +14,8 @@
 #include "model/engine_results.h"
 #include "model/fatal.h"
 #include "report/error_text.h"
+#include "report/report_block.h"
+#include "volume/folder_anchor.h"
 
 // The controller that the engine's failures are told to. Written by the main thread
 // while no job runs.
@@ -37,26 +39,61 @@ void TRAppDelegate::onEngineFailure(const char *message, int /*exitStatus*/) {
     controller->m_mailbox->wait_for_answer();
 }
 
-static QString reason_for_people(const std::string &message) {
-    QString text;
+// What the engine was doing, for the failures whose message speaks of its insides.
+static QString failed_phase() {
+    switch (engine_results_phase()) {
+        case ENGINE_PHASE_REMOVING:
+            return QStringLiteral("Removing test files failed.");
+        case ENGINE_PHASE_WRITING:
+            return QStringLiteral("Writing to the volume failed.");
+        case ENGINE_PHASE_LISTING:
+        case ENGINE_PHASE_READING:
+            return QStringLiteral("Reading from the volume failed.");
+        case ENGINE_PHASE_IDLE:
+            break;
+    }
+    return QStringLiteral("The volume failed.");
+}
+
+// While the job's thread waits for this to be answered, so what it owns may be read.
+QString TRAppDelegate::reasonForPeople(const std::string &message) {
     engine_write_results written = {};
     engine_results_write(&written);
-    if (written.write_error != 0)
+    QString text;
+    if (!isChosenVolumeThere() || (m_anchor && !m_anchor->is_in_place()))
+        text = QStringLiteral("The volume is not there any more: it was pulled out or unmounted.");
+    else if (written.write_error != 0 && engine_results_phase() == ENGINE_PHASE_WRITING)
         text = "Writing to the volume failed: " +
-               QString::fromStdString(error_text(written.write_error)) + ".\n\n";
-    return text + QString::fromStdString(message) +
-           "\n\nThe test files N.fff may still be on the volume; the next test removes them.";
+               QString::fromStdString(error_text(written.write_error)) + ".";
+    else
+        text = failed_phase();
+    text += "\n\n" + QString::fromStdString(message) +
+            "\n\nThe test files N.fff may still be on the volume";
+    // Who could not remove them now may not be able to next time.
+    text += engine_results_phase() == ENGINE_PHASE_REMOVING
+                ? QStringLiteral(".")
+                : QStringLiteral("; the next test removes them.");
+    return text;
 }
 
 void TRAppDelegate::showEngineFailure(const std::string &message) {
     drainEngineLog();
-    const std::string said = UI_consoleOutput->toPlainText().toStdString();
+    // The test itself was complete, and so is its report.
+    if (m_cleaningUp) {
+        writeToConsole(report_block_all_done());
+        writeReport();
+    }
+    std::string said = UI_consoleOutput->toPlainText().toStdString();
+    if (!said.empty() && said.back() != '\n')
+        said += '\n';
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
-    alert_run(window, {.style = alert_style::critical,
-                       .message = QStringLiteral("The test has ended before its time"),
-                       .informative = reason_for_people(message),
-                       .buttons = {QStringLiteral("Quit")}});
+    alert_run(window,
+              {.style = alert_style::critical,
+               .message = m_cleaningUp ? QStringLiteral("The test files could not be removed")
+                                       : QStringLiteral("The test has ended before its time"),
+               .informative = reasonForPeople(message),
+               .buttons = {QStringLiteral("Quit")}});
 }
 
 int TRAppDelegate::leaveProcess(int status) {

@@ -10,6 +10,8 @@
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
+#include "app/diagnostic_log.h"
+#include "app/product_version.h"
 #include "app/verdict_banner.h"
 #include "app/window_layout.h"
 #include "volume/folder_anchor.h"
@@ -18,11 +20,13 @@
 constexpr int display_period_ms = 1000;
 
 TRAppDelegate::TRAppDelegate()
-    : m_layout(std::make_unique<window_layout>()),
-      m_mailbox(std::make_unique<mailbox>([this] { takeMail(); })) {
+    : m_layout(std::make_unique<window_layout>()), m_mailbox(std::make_unique<mailbox>([this] {
+          takeMail();
+          showPendingFailure();
+      })) {
     m_layout->bind(*this);
-    m_verdict =
-        std::make_unique<verdict_banner>(m_layout->verdict_title(), m_layout->verdict_detail());
+    m_verdict = std::make_unique<verdict_banner>(
+        m_layout->verdict_title(), m_layout->verdict_detail(), m_layout->verdict_reasons());
     applyConsoleFont();
     connectActions();
     listenToEngineFailures(true);
@@ -34,8 +38,25 @@ TRAppDelegate::~TRAppDelegate() {
 }
 
 void TRAppDelegate::connectActions() {
-    connect(UI_open_device_outlet, &QPushButton::clicked, this, [this] { UI_open_device(); });
-    connect(UI_start, &QPushButton::clicked, this, [this] { UI_start_pressed(); });
+    const auto press = [this](QPushButton *button, void (TRAppDelegate::*action)()) {
+        connect(button, &QPushButton::clicked, this, [this, action] { (this->*action)(); });
+    };
+    press(UI_open_device_outlet, &TRAppDelegate::UI_open_device);
+    press(UI_start, &TRAppDelegate::UI_start_pressed);
+    press(UI_disableSpotlight_outlet, &TRAppDelegate::UI_disableSpotlight);
+    press(UI_removeSpotlightData_outlet, &TRAppDelegate::UI_removeSpotlightData);
+    press(UI_removeTrashesData_outlet, &TRAppDelegate::UI_removeTrashesData);
+    press(UI_disableLogging_outlet, &TRAppDelegate::UI_disableLogging);
+    press(m_layout->verdict_reasons(), &TRAppDelegate::showVerdictReasons);
+    press(UI_showInfo_outlet, &TRAppDelegate::UI_showInfo);
+    press(UI_feedback_outlet, &TRAppDelegate::UI_feedback);
+    const window_layout::help_buttons help = m_layout->help();
+    press(help.hidden_files, &TRAppDelegate::UI_showInfo_hiddenFiles);
+    press(help.disable_spotlight, &TRAppDelegate::UI_showInfo_disableSpotlight);
+    press(help.remove_spotlight_data, &TRAppDelegate::UI_showInfo_removeSpotlightData);
+    press(help.remove_trashes_data, &TRAppDelegate::UI_showInfo_removeTrashesData);
+    press(help.remove_logging_data, &TRAppDelegate::UI_showInfo_removeLoggingData);
+    press(help.disable_logging, &TRAppDelegate::UI_showInfo_disableLogging);
 }
 
 void TRAppDelegate::readVersionKeys() {
@@ -50,21 +71,35 @@ void TRAppDelegate::buildVersionStrings() {
         shortVersionString + "-" + bundleVersionString + " (" + buildDateString + ") [sandboxed]";
 }
 
-void TRAppDelegate::applicationDidFinishLaunching() {
+bool TRAppDelegate::applicationDidFinishLaunching() {
     readVersionKeys();
+    const QString systemVersion = product_version();
+    const QString codename = UTIL_getOSCodenameForVersionNumber(systemVersion);
+    diagnostic_log("os_codename " + codename.toStdString());
     productVersionTag = shortVersionString + "-(" + bundleVersionString + ")";
+    buildFeedbackURL(systemVersion, codename);
+    setUpShareButton();
+    readVersionKeys();
     buildVersionStrings();
     UI_versionString->setText("trovik " + QString::fromStdString(versionString));
     uiState.store(UI_STATE_INIT, std::memory_order_release);
     UI_start->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
     UI_removeSpotlightData_outlet->setEnabled(false);
-    askForBackup();
+    const bool accepted = askForBackup();
     startTimer();
     uiState.store(UI_STATE_WAITING, std::memory_order_release);
+    return accepted;
 }
 
-void TRAppDelegate::askForBackup() {
+// The menu opens under the button as long as it is pressed down, and by keyboard.
+void TRAppDelegate::setUpShareButton() {
+    UI_shareButton_outlet->setIcon(QIcon(QStringLiteral(":/share.svg")));
+    connect(UI_shareButton_outlet, &QPushButton::pressed, this,
+            [this] { UI_shareButton(UI_shareButton_outlet); });
+}
+
+bool TRAppDelegate::askForBackup() {
     const int answer = alert_run(
         window,
         {.style = alert_style::warning,
@@ -80,6 +115,7 @@ void TRAppDelegate::askForBackup() {
     // The rest of the start-up is still done; the program ends right after it.
     if (answer == ALERT_FIRST_BUTTON)
         QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+    return answer != ALERT_FIRST_BUTTON;
 }
 
 void TRAppDelegate::startTimer() {

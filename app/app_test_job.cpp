@@ -13,11 +13,14 @@
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
 #include "app/verdict_banner.h"
+#include "model/engine_log.h"
 #include "model/engine_results.h"
 #include "model/f3read.h"
 #include "model/f3write.h"
 #include "model/fatal.h"
 #include "model/utils.h"
+#include "report/printable.h"
+#include "report/test_files.h"
 #include "report/time_stamp.h"
 #include "volume/device_buffers.h"
 #include "volume/folder_anchor.h"
@@ -35,24 +38,51 @@ bool TRAppDelegate::isChosenVolumeThere() {
             now.identifier == selectedVolume->identifier);
 }
 
+// The same, and the user is told when it is not.
+bool TRAppDelegate::isStillChosenVolume() {
+    if (isChosenVolumeThere())
+        return true;
+    alert_run(window,
+              {.style = alert_style::warning,
+               .message = QStringLiteral("The chosen volume is not there any more"),
+               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
+                              " is not the volume that you have chosen. Nothing was touched.\n\n"
+                              "Insert the card again and choose it anew.",
+               .buttons = {QStringLiteral("OK")}});
+    return false;
+}
+
+// What a user could lose, or would wait for in vain, asked right before a test begins.
+bool TRAppDelegate::mayTestVolume() {
+    if (!isStillChosenVolume())
+        return false;
+    test_file_scan files;
+    std::string unreadable;
+    // A folder that cannot be read ends the test by itself, with the system's reason.
+    if (!test_files_scan(selectedVolumePath, 0, files, unreadable) || files.foreign.empty())
+        return true;
+    alert_run(window,
+              {.style = alert_style::warning,
+               .message = QStringLiteral("The volume holds entries that are not ours"),
+               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
+                              " has entries with a test file's name that are none: " +
+                              QString::fromStdString(test_files_foreign_text(files.foreign)) +
+                              ". Nothing was touched.\n\nMove or rename them, then start again.",
+               .buttons = {QStringLiteral("OK")}});
+    return false;
+}
+
 void TRAppDelegate::UI_start_pressed() {
     if (jobThread && jobThread->is_executing()) {
         diagnostic_log("Thread is working...");
-        return;
-    }
-    if (!isChosenVolumeThere()) {
-        alert_run(window, {.style = alert_style::warning,
-                           .message = QStringLiteral("The chosen volume is not there any more"),
-                           .informative = QString::fromStdString(selectedVolumePath) +
-                                          " is not the volume that you have chosen. Nothing was "
-                                          "touched.\n\nInsert the card again and choose it anew.",
-                           .buttons = {QStringLiteral("OK")}});
         return;
     }
     const QString volume = QString::fromStdString(selectedVolumePath);
     // By its bare name: the panel that asks for it decides where it looks.
     qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
     qop_sandbox_askUserForPermission_read(volume, volume);
+    if (!mayTestVolume())
+        return;
     jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
@@ -63,10 +93,24 @@ void TRAppDelegate::UI_start_pressed() {
     UI_readSpeed->setText(QStringLiteral("0.00"));
     UI_consoleOutput->clear();
     m_verdict->show_running();
-    jobThread->start();
+    if (!jobThread->start()) {
+        showNotStarted();
+        return;
+    }
     // A tick that still saw the volume's state would enable Start again.
     while (uiState.load(std::memory_order_acquire) != UI_STATE_TESTING)
         std::this_thread::yield();
+}
+
+void TRAppDelegate::showNotStarted() {
+    m_verdict->show_none();
+    UI_start->setText(QStringLiteral("Start"));
+    UI_open_device_outlet->setEnabled(true);
+    alert_run(window, {.style = alert_style::critical,
+                       .message = QStringLiteral("The test could not be started"),
+                       .informative = QStringLiteral("The system has no thread to spare. Close "
+                                                     "other programs, then start again."),
+                       .buttons = {QStringLiteral("OK")}});
 }
 
 // A volume that went away in the middle must not be mistaken for the folder that it
@@ -83,13 +127,15 @@ void TRAppDelegate::seeToMedium() {
     if (!selectedVolume || device_buffers_drop(*selectedVolume, reason))
         return;
     m_scope.may_rest_on_memory = true;
-    writeToConsole("What is read now may come from the computer's memory: " + reason + "\n");
+    // Behind what the engine has said so far, like a line of its own.
+    engine_log_append(
+        ("What is read now may come from the computer's memory: " + reason + "\n").c_str());
 }
 
 void TRAppDelegate::startTheBackgroundJob() {
-    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
-    m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
     uiState.store(UI_STATE_TESTING, std::memory_order_release);
+    m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
+    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
     std::this_thread::sleep_for(pause_of_job);
     writeToConsole(time_stamp_now() + " - -------------------------------\n");
     writeToConsole(time_stamp_now() + " - Start testing volume " + selectedVolumePath + "\n");
@@ -120,6 +166,7 @@ void TRAppDelegate::startTheBackgroundJob() {
     f3read_iterate_files(path, files, 0, 1);
     diagnostic_log("d: f3read_iterate_files end");
     std::free(files);
+    m_scope.volume_gone = !m_anchor->is_in_place();
     uiState.store(UI_STATE_RESULT, std::memory_order_release);
     std::this_thread::sleep_for(pause_of_job);
 }

@@ -34,11 +34,22 @@ static QString shown_folder(const QString &folder) {
     return QString::fromUtf8("\u201c") + folder + QString::fromUtf8("\u201d");
 }
 
+void TRAppDelegate::showUnusableFolder(const std::string &reason) {
+    alert_run(window, {.style = alert_style::warning,
+                       .message = QStringLiteral("This folder cannot be used"),
+                       .informative = QString::fromStdString(reason),
+                       .buttons = {QStringLiteral("OK")}});
+}
+
 // What a user would lose by filling this volume, asked before anything is recorded.
 bool TRAppDelegate::mayUseSystemVolume(const QString &folder) {
     std::vector<volume_system_use> uses;
     std::string error;
-    if (!volume_find_system_uses(folder.toStdString(), uses, error) || uses.empty())
+    if (!volume_find_system_uses(folder.toStdString(), uses, error)) {
+        showUnusableFolder(error);
+        return false;
+    }
+    if (uses.empty())
         return true;
     const int answer = alert_run(
         window,
@@ -58,10 +69,7 @@ bool TRAppDelegate::selectVolumeOfFolder(const QString &folder) {
     volume_info volume;
     std::string error;
     if (!volume_describe(folder.toStdString(), volume, error)) {
-        alert_run(window, {.style = alert_style::warning,
-                           .message = QStringLiteral("This folder cannot be used"),
-                           .informative = QString::fromStdString(error),
-                           .buttons = {QStringLiteral("OK")}});
+        showUnusableFolder(error);
         return false;
     }
     if (!mayUseSystemVolume(folder))

@@ -7,8 +7,8 @@
 //   results are there (6), by the main thread at all other times. The main thread
 //   polls it once a second. The stores release and the loads acquire: whoever sees
 //   6 sees everything that the test has left behind.
-// - selectedVolumePath and selectedVolumeCapacityGBText are read by the job's
-//   thread and written by the main thread, which writes them only while no job
+// - selectedVolumePath, selectedVolumeCapacityGBText and selectedVolume are read by the
+//   job's thread and written by the main thread, which writes them only while no job
 //   runs: choosing a volume is disabled as long.
 // - writePhaseDone is stored by the job's thread; nobody depends on it.
 // - Everything else belongs to the main thread alone.

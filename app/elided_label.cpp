@@ -3,6 +3,7 @@
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QTextDocument>
 #include <QToolTip>
 
 elided_label::elided_label(QWidget *parent) : QLabel(parent) {
@@ -25,8 +26,8 @@ void elided_label::paintEvent(QPaintEvent * /*event*/) {
 bool elided_label::event(QEvent *event) {
     if (event->type() == QEvent::ToolTip &&
         fontMetrics().horizontalAdvance(text()) > contentsRect().width()) {
-        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text().toHtmlEscaped(),
-                           this);
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                           Qt::convertFromPlainText(text()), this);
         return true;
     }
     return QLabel::event(event);

@@ -3,6 +3,7 @@
 #include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QTextDocument>
 
 #include "app/modal_question.h"
 #include "app/platform.h"
@@ -21,7 +22,7 @@ void file_panel::set_prompt(const QString &prompt) {
 
 void file_panel::set_message(const QString &message) {
     setAccessibleDescription(message);
-    setToolTip(message);
+    setToolTip(Qt::convertFromPlainText(message));
 }
 
 void file_panel::set_name(const QString &name) {

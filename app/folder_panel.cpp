@@ -27,6 +27,8 @@ folder_panel::folder_panel(QWidget *parent)
     setOption(QFileDialog::ShowDirsOnly);
     setDirectory(platform_media_folder());
     setSidebarUrls(mounted_volumes());
+    if (auto *const side_bar = findChild<QWidget *>(QStringLiteral("sidebar")))
+        side_bar->setMinimumWidth(fontMetrics().averageCharWidth() * 24);
 }
 
 QString folder_panel::folder() const {

@@ -1,5 +1,6 @@
 #include "app/job_thread.h"
 
+#include <system_error>
 #include <utility>
 
 job_thread::job_thread(std::function<void()> entry) : m_entry(std::move(entry)) {}
@@ -13,10 +14,16 @@ job_thread::~job_thread() {
         m_thread.join();
 }
 
-void job_thread::start() {
+bool job_thread::start() {
     m_executing->store(true, std::memory_order_relaxed);
-    m_thread = std::thread([entry = std::move(m_entry), executing = m_executing] {
-        entry();
-        executing->store(false, std::memory_order_release);
-    });
+    try {
+        m_thread = std::thread([entry = std::move(m_entry), executing = m_executing] {
+            entry();
+            executing->store(false, std::memory_order_release);
+        });
+    } catch (const std::system_error &) {
+        m_executing->store(false, std::memory_order_relaxed);
+        return false;
+    }
+    return true;
 }

@@ -18,8 +18,8 @@ class job_thread {
     job_thread(const job_thread &) = delete;
     job_thread &operator=(const job_thread &) = delete;
 
-    // Starts the thread; once.
-    void start();
+    // Starts the thread; once. False when the system has none to spare.
+    bool start();
 
     // Between start() and the return of the entry. Main thread.
     bool is_executing() const { return m_executing->load(std::memory_order_acquire); }

@@ -22,6 +22,11 @@ static QString volume_from_arguments(const QApplication &app) {
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument("VOLUME", "Any folder on the volume to begin with.", "[VOLUME]");
+    // The parser itself would end the process with another status.
+    if (!parser.parse(QApplication::arguments())) {
+        std::fprintf(stderr, "trovik: %s\n", parser.errorText().toLocal8Bit().constData());
+        std::exit(exit_usage);
+    }
     parser.process(app);
     const QStringList words = parser.positionalArguments();
     if (words.isEmpty())
@@ -55,10 +60,8 @@ int main(int argc, char *argv[]) {
                      [&] { controller.applicationWillTerminate(); });
     controller.window->show();
     QTimer::singleShot(0, &controller, [&] {
-        controller.applicationDidFinishLaunching();
-        // Behind the end of the program, should the disclaimer have asked for it.
-        if (!volume.isEmpty())
-            QTimer::singleShot(0, &controller, [&] { controller.selectVolumeOfFolder(volume); });
+        if (controller.applicationDidFinishLaunching() && !volume.isEmpty())
+            controller.selectVolumeOfFolder(volume);
     });
     return controller.leaveProcess(QApplication::exec());
 }

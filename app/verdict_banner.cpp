@@ -2,17 +2,23 @@
 
 #include <QEvent>
 #include <QLabel>
+#include <QPushButton>
 #include <QWidget>
 
-// What has room under the sentence; the tool tip names all.
+#include "report/printable.h"
+
+// What has room under the sentence; a button shows all.
 constexpr qsizetype reasons_shown = 2;
 
-verdict_banner::verdict_banner(QLabel *title, QLabel *detail) : m_title(title), m_detail(detail) {
+verdict_banner::verdict_banner(QLabel *title, QLabel *detail, QPushButton *more)
+    : m_title(title), m_detail(detail), m_more(more) {
     QFont large = m_title->font();
     large.setPointSizeF(large.pointSizeF() * 1.7);
     large.setBold(true);
     m_title->setFont(large);
-    m_title->window()->installEventFilter(this);
+    // A palette reaches the window before what stands in it, so it is this one's change
+    // that counts.
+    m_title->parentWidget()->installEventFilter(this);
     // The window does not grow when a verdict comes.
     m_detail->setMinimumHeight(m_detail->fontMetrics().lineSpacing() *
                                (1 + static_cast<int>(reasons_shown)));
@@ -52,19 +58,20 @@ QColor verdict_banner::color_of(run_verdict verdict, const QColor &background) {
 
 void verdict_banner::show_none() {
     m_verdict.reset();
+    m_reasons.clear();
     show_texts(QStringLiteral("No test yet"),
-               QStringLiteral("Choose a volume and press Start. The verdict will stand here."), {});
+               QStringLiteral("Choose a volume and press Start. The verdict will stand here."));
 }
 
 void verdict_banner::show_running() {
     m_verdict.reset();
+    m_reasons.clear();
     show_texts(QStringLiteral("Testing"),
                QStringLiteral("The verdict comes once everything has been read back. Leave the "
-                              "volume where it is."),
-               {});
+                              "volume where it is."));
 }
 
-void verdict_banner::show(const verdict_result &result) {
+void verdict_banner::show(const verdict_result &result, const std::string &volume) {
     m_verdict = result.verdict;
     // Words of the first sentence that the title says already are not said twice.
     QString sentence = QString::fromUtf8(verdict_sentence(result.verdict));
@@ -73,27 +80,29 @@ void verdict_banner::show(const verdict_result &result) {
         sentence.remove(0, colon + 2);
         sentence[0] = sentence[0].toUpper();
     }
-    QStringList reasons;
-    for (const std::string &reason : result.reasons)
-        reasons.append(QString::fromStdString(reason));
-    for (const std::string &note : result.notes)
-        reasons.append(QString::fromStdString(note));
+    // Another volume may have been chosen by the time that this is read.
+    if (!volume.empty())
+        sentence += " (" + QString::fromStdString(printable_text(volume)) + ")";
+    m_reasons.clear();
+    for (const std::vector<std::string> *lines : {&result.reasons, &result.notes}) {
+        for (const std::string &line : *lines)
+            m_reasons.append(QString::fromStdString(line));
+    }
     QString detail = sentence;
-    for (qsizetype i = 0; i < reasons.size() && i < reasons_shown; ++i)
-        detail += QLatin1Char('\n') + reasons.at(i);
-    if (reasons.size() > reasons_shown)
-        detail += QStringLiteral(" (and %1 more: see this text's tool tip)")
-                      .arg(reasons.size() - reasons_shown);
-    show_texts(title_of(result.verdict), detail, reasons.join(QLatin1Char('\n')));
+    for (qsizetype i = 0; i < m_reasons.size() && i < reasons_shown; ++i)
+        detail += QLatin1Char('\n') + m_reasons.at(i);
+    show_texts(title_of(result.verdict), detail);
 }
 
-void verdict_banner::show_texts(const QString &title, const QString &detail,
-                                const QString &all_reasons) {
+void verdict_banner::show_texts(const QString &title, const QString &detail) {
     m_title->setText(title);
     m_detail->setText(detail);
-    m_detail->setToolTip(all_reasons.toHtmlEscaped().replace("\n", "<br>"));
-    m_detail->setAccessibleDescription(all_reasons);
+    m_more->setVisible(m_reasons.size() > reasons_shown);
     apply_color();
+}
+
+QString verdict_banner::all_reasons() const {
+    return m_reasons.join(QStringLiteral("\n\n"));
 }
 
 void verdict_banner::apply_color() {

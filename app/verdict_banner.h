@@ -5,20 +5,28 @@
 
 #include <QColor>
 #include <QObject>
+#include <QStringList>
 #include <optional>
+#include <string>
 
 #include "report/verdict.h"
 
 class QLabel;
+class QPushButton;
 
 class verdict_banner : public QObject {
  public:
-    // Shows itself in these two labels: the words and the sentence.
-    verdict_banner(QLabel *title, QLabel *detail);
+    // Shows itself in these two labels, the words and the sentence; `more` is there to
+    // be pressed when there are more reasons than have room.
+    verdict_banner(QLabel *title, QLabel *detail, QPushButton *more);
 
     void show_none();     // before the first test
     void show_running();  // during a test, the last verdict is history
-    void show(const verdict_result &result);
+    // `volume` is the path of the one that was tested.
+    void show(const verdict_result &result, const std::string &volume = {});
+
+    // One below the other; empty without a verdict or a reason.
+    QString all_reasons() const;
 
     // "Intact", "Data lost", ...
     static QString title_of(run_verdict verdict);
@@ -30,11 +38,13 @@ class verdict_banner : public QObject {
     bool eventFilter(QObject *watched, QEvent *event) override;
 
  private:
-    void show_texts(const QString &title, const QString &detail, const QString &all_reasons);
+    void show_texts(const QString &title, const QString &detail);
     void apply_color();
 
     QLabel *m_title;
     QLabel *m_detail;
+    QPushButton *m_more;
+    QStringList m_reasons;
     std::optional<run_verdict> m_verdict;
 };
 

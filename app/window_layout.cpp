@@ -3,8 +3,7 @@
 #include <QIcon>
 #include <QKeySequence>
 #include <QShortcut>
-#include <QStyle>
-#include <QStyleOptionButton>
+#include <algorithm>
 #include <initializer_list>
 
 #include "app/TRAppDelegate.h"
@@ -64,6 +63,11 @@ void window_layout::reserve_widths() {
     reserve(m_ui->UI_disableSpotlight_outlet, {"Disable Spotlight", "Enable Spotlight"});
     reserve(m_ui->UI_disableLogging_outlet, {"Disable Logging", "Enable Logging"});
     reserve(m_ui->UI_volumesReadOnly, {"read/write", "read only"});
+    const window_layout::help_buttons buttons = help();
+    for (QPushButton *button :
+         {buttons.hidden_files, buttons.disable_spotlight, buttons.remove_spotlight_data,
+          buttons.remove_trashes_data, buttons.remove_logging_data, buttons.disable_logging})
+        button->setFixedWidth(button->sizeHint().height() * 5 / 4);
 }
 
 void window_layout::add_shortcuts() {
@@ -71,6 +75,11 @@ void window_layout::add_shortcuts() {
     add_shortcut(m_ui->UI_start, QKeySequence(Qt::CTRL | Qt::Key_Return));
     auto *const quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), m_window.get());
     QObject::connect(quit, &QShortcut::activated, m_window.get(), &QWidget::close);
+}
+
+window_layout::help_buttons window_layout::help() const {
+    return {m_ui->helpHiddenFiles,       m_ui->helpDisableSpotlight,  m_ui->helpRemoveSpotlightData,
+            m_ui->helpRemoveTrashesData, m_ui->helpRemoveLoggingData, m_ui->helpDisableLogging};
 }
 
 QLabel *window_layout::phase() const {
@@ -83,6 +92,10 @@ QLabel *window_layout::verdict_title() const {
 
 QLabel *window_layout::verdict_detail() const {
     return m_ui->verdictDetail;
+}
+
+QPushButton *window_layout::verdict_reasons() const {
+    return m_ui->verdictReasons;
 }
 
 void window_layout::bind(TRAppDelegate &controller) const {

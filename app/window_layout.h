@@ -8,6 +8,7 @@
 
 class QLabel;
 class QMainWindow;
+class QPushButton;
 class TRAppDelegate;
 namespace Ui {
 class MainWindow;
@@ -23,10 +24,18 @@ class window_layout {
     // Sets the controller's window and outlets.
     void bind(TRAppDelegate &controller) const;
 
+    // The small buttons beside what they explain.
+    struct help_buttons {
+        QPushButton *hidden_files, *disable_spotlight, *remove_spotlight_data;
+        QPushButton *remove_trashes_data, *remove_logging_data, *disable_logging;
+    };
+    help_buttons help() const;
+
     // The window's own additions to the outlets.
     QLabel *phase() const;
     QLabel *verdict_title() const;
     QLabel *verdict_detail() const;
+    QPushButton *verdict_reasons() const;
 
  private:
     void reserve_widths();

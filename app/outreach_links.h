@@ -1,0 +1,32 @@
+// Where the program's links lead, in one place. The hosts and the store's identifier
+// are reserved examples until the maker has real ones; the shapes are settled.
+#ifndef TROVIK_APP_OUTREACH_LINKS_H
+#define TROVIK_APP_OUTREACH_LINKS_H
+
+#include <QString>
+#include <QUrl>
+
+#define TROVIK_STORE_IDENTIFIER "0000000000"
+
+// The contact page of the maker's service, to which the query is appended.
+constexpr char contact_page[] = "https://kestrel-desk.example.org/contact?";
+// The product's page in the platform's store application.
+constexpr char store_app_page[] =
+    "macappstore://apps.example.org/app/id" TROVIK_STORE_IDENTIFIER "?mt=12";
+// The same on the web.
+constexpr char store_web_page[] =
+    "https://apps.example.org/ch/app/trovik-check-speed-integrity/id" TROVIK_STORE_IDENTIFIER
+    "?l=en&mt=12";
+
+// `text` in UTF-8 with what may not stand in a link at all percent-escaped: a blank is
+// "%20", a percent sign "%25"; "&", "=", "-", ".", "(" and ")" stay.
+QString outreach_escape(const QString &text);
+
+// The query that names the product and the system.
+QString outreach_query(const QString &product_tag, const QString &system_version,
+                       const QString &codename);
+
+// The contact page with the escaped query.
+QUrl outreach_contact_url(const QString &escaped_query);
+
+#endif

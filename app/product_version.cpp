@@ -1,0 +1,53 @@
+#include "app/product_version.h"
+
+#include <QFile>
+#include <QTextStream>
+#include <QXmlStreamReader>
+
+QString product_version_from_plist(const QString &path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QXmlStreamReader xml(&file);
+    bool wanted = false;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("key"))
+            wanted = xml.readElementText() == QLatin1String("ProductVersion");
+        else if (wanted && xml.name() == QLatin1String("string"))
+            return xml.readElementText();
+    }
+    return {};
+}
+
+QString product_version_from_os_release(const QString &path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QString key = QStringLiteral("VERSION_ID=");
+    QTextStream lines(&file);
+    for (QString line; lines.readLineInto(&line);) {
+        if (!line.startsWith(key))
+            continue;
+        QString value = line.mid(key.size()).trimmed();
+        // The file is a list of shell assignments; a version needs no other quoting.
+        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+            value.back() == value.front())
+            value = value.mid(1, value.size() - 2);
+        return value;
+    }
+    return {};
+}
+
+QString product_version() {
+    const QString property_list =
+        QStringLiteral("/System/Library/CoreServices/SystemVersion.plist");
+    if (QFile::exists(property_list))
+        return product_version_from_plist(property_list);
+    for (const char *path : {"/etc/os-release", "/usr/lib/os-release"}) {
+        if (QFile::exists(QString::fromLatin1(path)))
+            return product_version_from_os_release(QString::fromLatin1(path));
+    }
+    return {};
+}

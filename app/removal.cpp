@@ -1,0 +1,120 @@
+#include "app/removal.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QEventLoop>
+#include <QLabel>
+#include <QProgressDialog>
+#include <QTimer>
+#include <atomic>
+#include <functional>
+#include <system_error>
+#include <thread>
+
+#include "app/modal_question.h"
+#include "report/printable.h"
+
+// Shorter removals show nothing: a dialog that flashes up explains nothing.
+constexpr int moment_ms = 400;
+constexpr int poll_ms = 20;
+
+// Nobody can stop what is half gone already, so there is nothing to press.
+class removal_dialog : public QProgressDialog {
+ public:
+    removal_dialog(QWidget *parent, const std::string &path)
+        : QProgressDialog(parent),
+          m_what("Removing " + QString::fromStdString(printable_text(path))) {
+        setWindowTitle(QStringLiteral("trovik"));
+        auto *const words = new QLabel(this);
+        words->setTextFormat(Qt::PlainText);
+        words->setWordWrap(true);
+        setLabel(words);
+        setWindowModality(Qt::ApplicationModal);
+        setCancelButton(nullptr);
+        setRange(0, 0);
+        setMinimumWidth(420);
+        setAutoReset(false);
+        show_removed(0);
+        // Not by itself, but when the caller says so.
+        setMinimumDuration(1000 * 1000);
+        reset();
+    }
+
+    void show_removed(std::uint64_t count) {
+        setLabelText(m_what + QStringLiteral("\n%1 items so far").arg(count));
+    }
+
+ protected:
+    void reject() override {}
+    void closeEvent(QCloseEvent *event) override { event->ignore(); }
+
+ private:
+    QString m_what;
+};
+
+namespace {
+
+// What the worker does and what it has to say.
+struct removal {
+    explicit removal(const std::string &path) {
+        const auto work = [this, path] {
+            error = remove_tree(path, &progress);
+            done.store(true, std::memory_order_release);
+        };
+        try {
+            worker = std::thread(work);
+        } catch (const std::system_error &) {
+            work();
+        }
+    }
+    ~removal() {
+        if (worker.joinable())
+            worker.join();
+    }
+    removal(const removal &) = delete;
+    removal &operator=(const removal &) = delete;
+
+    remove_tree_progress progress;
+    remove_tree_error error;
+    std::atomic<bool> done{false};
+    std::thread worker;
+};
+
+// Runs the event loop until the removal is done, or for `patience_ms` when that is
+// not negative.
+bool wait_for(const removal &work, int patience_ms, QEventLoop::ProcessEventsFlags flags,
+              const std::function<void()> &each_time) {
+    QEventLoop loop;
+    QTimer poll;
+    int waited_ms = 0;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        waited_ms += poll_ms;
+        each_time();
+        if (work.done.load(std::memory_order_acquire) ||
+            (patience_ms >= 0 && waited_ms >= patience_ms))
+            loop.quit();
+    });
+    poll.start(poll_ms);
+    loop.exec(flags);
+    return work.done.load(std::memory_order_acquire);
+}
+
+}  // namespace
+
+remove_tree_error removal_run(QWidget *parent, const std::string &path) {
+    const modal_question question;
+    removal work(path);
+    // What the user presses in the first moment waits for the dialog, which takes it.
+    if (!wait_for(work, moment_ms, QEventLoop::ExcludeUserInputEvents, [] {})) {
+        removal_dialog dialog(parent, path);
+        wait_for(work, -1, QEventLoop::AllEvents, [&] {
+            dialog.show_removed(work.progress.removed.load(std::memory_order_relaxed));
+            // Never over a question that somebody has to answer.
+            if (!dialog.isVisible() && QApplication::activeModalWidget() == nullptr)
+                dialog.show();
+        });
+    }
+    if (work.worker.joinable())
+        work.worker.join();
+    return work.error;
+}
