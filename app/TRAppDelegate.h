@@ -27,8 +27,8 @@ class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class folder_anchor;
-struct TRMarker;
 class verdict_banner;
+class volume_marker;
 class window_layout;
 
 class TRAppDelegate : public QObject {
@@ -153,7 +153,7 @@ class TRAppDelegate : public QObject {
 
     // In app_test_job.cpp
     bool isChosenVolumeThere();
-    bool isStillChosenVolume();
+    void tellThatVolumeHasGone();
     bool mayTestVolume();
     void showNotStarted();
     void seeToVolume();
@@ -174,8 +174,8 @@ class TRAppDelegate : public QObject {
     void writeReport();
 
     // In app_housekeeping.cpp
-    bool mayChangeMarker(const TRMarker &marker);
-    void toggleMarker(const TRMarker &marker, bool exists, QPushButton *button,
+    std::unique_ptr<volume_marker> openMarker(const std::string &folder, const std::string &name);
+    void toggleMarker(const volume_marker &marker, bool exists, QPushButton *button,
                       const QString &titleWithout, const QString &titleWith);
     void removeMarkerFolder(const std::string &name);
 

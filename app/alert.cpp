@@ -10,6 +10,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <algorithm>
 #include <vector>
 
 #include "app/modal_question.h"
@@ -60,17 +61,22 @@ static void make_long_text_scroll(QMessageBox &box) {
         return;
     const int width = label->fontMetrics().averageCharWidth() * long_text_letters;
     const int limit = static_cast<int>(box.screen()->availableSize().height() * long_text_share);
-    if (label->heightForWidth(width) <= limit)
+    // A path may be one word, which is never broken.
+    const int widest_word = label->minimumSizeHint().width();
+    const int height = label->heightForWidth(std::max(width, widest_word));
+    if (height <= limit && widest_word <= width)
         return;
     auto *const scroll = new QScrollArea(&box);
     scroll->setObjectName(QStringLiteral("longText"));
     scroll->setAccessibleName(box.text());
     scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    if (widest_word <= width)
+        scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     grid->replaceWidget(label, scroll);
     scroll->setWidget(label);
     scroll->setWidgetResizable(true);
-    scroll->setMinimumSize(width + scroll->verticalScrollBar()->sizeHint().width() + 8, limit);
+    const int bar = scroll->verticalScrollBar()->sizeHint().width() + 8;
+    scroll->setMinimumSize(width + bar, std::min(height + bar, limit));
 }
 
 int alert_run(QWidget *parent, const alert_request &request) {

@@ -38,10 +38,7 @@ bool TRAppDelegate::isChosenVolumeThere() {
             now.identifier == selectedVolume->identifier);
 }
 
-// The same, and the user is told when it is not.
-bool TRAppDelegate::isStillChosenVolume() {
-    if (isChosenVolumeThere())
-        return true;
+void TRAppDelegate::tellThatVolumeHasGone() {
     alert_run(window,
               {.style = alert_style::warning,
                .message = QStringLiteral("The chosen volume is not there any more"),
@@ -49,13 +46,14 @@ bool TRAppDelegate::isStillChosenVolume() {
                               " is not the volume that you have chosen. Nothing was touched.\n\n"
                               "Insert the card again and choose it anew.",
                .buttons = {QStringLiteral("OK")}});
-    return false;
 }
 
 // What a user could lose, or would wait for in vain, asked right before a test begins.
 bool TRAppDelegate::mayTestVolume() {
-    if (!isStillChosenVolume())
+    if (!isChosenVolumeThere()) {
+        tellThatVolumeHasGone();
         return false;
+    }
     test_file_scan files;
     std::string unreadable;
     // A folder that cannot be read ends the test by itself, with the system's reason.

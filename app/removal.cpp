@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QLabel>
 #include <QProgressDialog>
+#include <QThread>
 #include <QTimer>
 #include <atomic>
 #include <functional>
@@ -56,9 +57,9 @@ namespace {
 
 // What the worker does and what it has to say.
 struct removal {
-    explicit removal(const std::string &path) {
-        const auto work = [this, path] {
-            error = remove_tree(path, &progress);
+    removal(const std::string &path, int base) {
+        const auto work = [this, path, base] {
+            error = remove_tree(path, &progress, base);
             done.store(true, std::memory_order_release);
         };
         try {
@@ -101,20 +102,32 @@ bool wait_for(const removal &work, int patience_ms, QEventLoop::ProcessEventsFla
 
 }  // namespace
 
-remove_tree_error removal_run(QWidget *parent, const std::string &path) {
+// An event loop ends at once in a program that is about to quit. What is half gone is
+// removed to its end all the same, with the window painting.
+static void wait_without_loop(const removal &work) {
+    while (!work.done.load(std::memory_order_acquire)) {
+        QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        QThread::msleep(poll_ms);
+    }
+}
+
+remove_tree_error removal_run(QWidget *parent, const std::string &path, const removal_base &base) {
     const modal_question question;
-    removal work(path);
+    removal work(path, base.folder);
     // What the user presses in the first moment waits for the dialog, which takes it.
     if (!wait_for(work, moment_ms, QEventLoop::ExcludeUserInputEvents, [] {})) {
-        removal_dialog dialog(parent, path);
+        removal_dialog dialog(parent, base.path + path);
         wait_for(work, -1, QEventLoop::AllEvents, [&] {
             dialog.show_removed(work.progress.removed.load(std::memory_order_relaxed));
             // Never over a question that somebody has to answer.
             if (!dialog.isVisible() && QApplication::activeModalWidget() == nullptr)
                 dialog.show();
         });
+        wait_without_loop(work);
     }
     if (work.worker.joinable())
         work.worker.join();
+    if (work.error.error_number != 0)
+        work.error.path.insert(0, base.path);
     return work.error;
 }

@@ -119,8 +119,9 @@ bool look_at(int folder, const char *name, entry_facts &facts) {
 class tree_removal {
  public:
     // `error` and `progress` are the caller's, and outlive this.
-    tree_removal(const std::string &path, remove_tree_error &error, remove_tree_progress *progress)
-        : m_path(path), m_error(error), m_progress(progress) {}
+    tree_removal(const std::string &path, int base, remove_tree_error &error,
+                 remove_tree_progress *progress)
+        : m_path(path), m_base(base), m_error(error), m_progress(progress) {}
     ~tree_removal() {
         if (m_parent >= 0)
             close(m_parent);
@@ -155,6 +156,7 @@ class tree_removal {
     void note_staying(int error_number, const char *name);
 
     std::string m_path;  // without slashes at its end once its parent is open
+    int m_base;          // what a relative path begins at
     remove_tree_error &m_error;
     remove_tree_progress *m_progress;
     std::uint64_t m_removed = 0;
@@ -193,7 +195,7 @@ bool tree_removal::open_parent() {
     }
     const std::string parent = slash == std::string::npos ? "." : m_path.substr(0, slash + 1);
     m_parent = uninterrupted(
-        [&] { return open(parent.c_str(), open_for_names | O_DIRECTORY | O_CLOEXEC); });
+        [&] { return openat(m_base, parent.c_str(), open_for_names | O_DIRECTORY | O_CLOEXEC); });
     if (m_parent >= 0 && look_at(m_parent, "", m_parent_facts))
         return true;
     note(errno, nullptr);
@@ -331,7 +333,8 @@ bool tree_removal::is_back_at_folder_above() {
     if (above != nullptr && !above->entries) {
         above->entries = open_folder("..", found);
         if (!above->entries) {
-            note(errno, nullptr);
+            // A folder that has lost the one above it is not a path that is missing.
+            note(errno == ENOENT ? ESTALE : errno, nullptr);
             return false;
         }
         --m_first_open;
@@ -379,10 +382,11 @@ void tree_removal::note_staying(int error_number, const char *name) {
 
 }  // namespace
 
-remove_tree_error remove_tree(const std::string &path, remove_tree_progress *progress) noexcept {
+remove_tree_error remove_tree(const std::string &path, remove_tree_progress *progress,
+                              int base) noexcept {
     remove_tree_error error;
     try {
-        tree_removal(path, error, progress).run();
+        tree_removal(path, base, error, progress).run();
     } catch (const std::exception &) {  // no memory; nothing else is thrown here
         if (error.error_number == 0)
             error.error_number = ENOMEM;

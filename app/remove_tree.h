@@ -5,6 +5,8 @@
 #ifndef TROVIK_APP_REMOVE_TREE_H
 #define TROVIK_APP_REMOVE_TREE_H
 
+#include <fcntl.h>
+
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -20,14 +22,16 @@ struct remove_tree_progress {
     std::atomic<std::uint64_t> removed{0};  // entries; written by the removing thread, relaxed
 };
 
-// Removes `path`, which may be relative to the working directory. A link in its last
-// place is removed itself, also when slashes follow it; links before that place are
-// followed as in every path. What cannot be removed stays, with the folders above it;
-// all the rest is removed, and the first that stayed is returned:
+// Removes `path`, which may be relative to `base`, an open folder, or the working
+// directory when there is none. A link in its last place is removed itself, also when
+// slashes follow it; links before that place are followed as in every path. What cannot be removed
+// stays, with the folders above it; all the rest is removed, and the first that stayed is returned:
 //
 //   ENOENT  there is no such path. An entry below it that vanishes is as good as removed
 //   EINVAL  the path is "/", ends in "." or "..", or holds a zero byte; nothing was done
-//   EBUSY   a mount point; nothing in it was touched. Also when `path` is one itself
+//   EBUSY   a mount point; nothing in it was touched. Also when `path` is one itself.
+//           A folder of the same file system that is mounted in the tree is only known
+//           as one where the system numbers its mounts (Linux from 5.8 on)
 //   ESTALE  somebody is moving folders about in the tree. When one was moved out, the
 //           removal ended there and then; what that folder held may be lost
 //   ELOOP   a folder below 20,000 others: on a damaged volume one may hold itself
@@ -36,7 +40,7 @@ struct remove_tree_progress {
 //
 // Takes as long as the volume needs, has 34 folders open at most, and makes do with
 // three. Any thread.
-remove_tree_error remove_tree(const std::string &path,
-                              remove_tree_progress *progress = nullptr) noexcept;
+remove_tree_error remove_tree(const std::string &path, remove_tree_progress *progress = nullptr,
+                              int base = AT_FDCWD) noexcept;
 
 #endif

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
+#include <QDir>
 #include <QMenu>
 #include <QPushButton>
 #include <QSaveFile>
@@ -31,14 +32,17 @@ static void compose_mail(QWidget *parent, const QString &text) {
 static void save_text(QWidget *parent, const QString &text) {
     file_panel panel(parent, QStringLiteral("Save the results"));
     panel.setAcceptMode(QFileDialog::AcceptSave);
-    panel.setDirectory(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    panel.setDirectory(QDir(documents).exists() ? documents : QDir::homePath());
     panel.setDefaultSuffix(QStringLiteral("txt"));
     panel.set_name(QStringLiteral("trovik-results.txt"));
     if (!panel.run() || panel.selectedFiles().isEmpty())
         return;
     QSaveFile file(panel.selectedFiles().constFirst());
     const QByteArray bytes = text.toUtf8();
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+    // Flushed first: commit in Qt 6.4 takes no notice of a buffer that finds no room.
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
+        file.commit())
         return;
     alert_run(parent, {.style = alert_style::warning,
                        .message = QStringLiteral("The file could not be saved"),

@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QTimer>
 #include <QWidget>
 
 #include "report/printable.h"
@@ -115,7 +116,11 @@ void verdict_banner::apply_color() {
 }
 
 bool verdict_banner::eventFilter(QObject *watched, QEvent *event) {
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+    if (event->type() == QEvent::PaletteChange ||
+        event->type() == QEvent::ApplicationPaletteChange) {
         apply_color();
+        // The program's own change is told before it has reached every widget.
+        QTimer::singleShot(0, this, [this] { apply_color(); });
+    }
     return QObject::eventFilter(watched, event);
 }

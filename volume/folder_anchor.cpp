@@ -9,9 +9,18 @@
 
 #include <utility>
 
+// Holding on to a folder takes no right to list it.
+#if defined(O_PATH)
+constexpr int open_for_names = O_PATH;
+#elif defined(O_SEARCH)
+constexpr int open_for_names = O_SEARCH;
+#else
+constexpr int open_for_names = O_RDONLY;
+#endif
+
 folder_anchor::folder_anchor(std::string folder)
     : m_folder(std::move(folder)),
-      m_fd(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+      m_fd(open(m_folder.c_str(), open_for_names | O_DIRECTORY | O_CLOEXEC)) {}
 
 folder_anchor::~folder_anchor() {
     if (m_fd >= 0)

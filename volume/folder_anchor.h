@@ -19,6 +19,10 @@ class folder_anchor {
     // thread.
     bool is_in_place() const;
 
+    // To name entries in the folder, whether or not it may be listed. -1 when it could
+    // not be opened.
+    int descriptor() const { return m_fd; }
+
  private:
     const std::string m_folder;
     const int m_fd;
