@@ -67,8 +67,10 @@ QString TRAppDelegate::reasonForPeople(const std::string &message) {
                QString::fromStdString(error_text(written.write_error)) + ".";
     else
         text = failed_phase();
-    text += "\n\n" + QString::fromStdString(message) +
-            "\n\nThe test files N.fff may still be on the volume";
+    text += "\n\n" + QString::fromStdString(message);
+    if (m_cleaningUp)
+        text += QStringLiteral("\n\nThe test itself was complete: its verdict is in the window.");
+    text += QStringLiteral("\n\nThe test files N.fff may still be on the volume");
     // Who could not remove them now may not be able to next time.
     text += engine_results_phase() == ENGINE_PHASE_REMOVING
                 ? QStringLiteral(".")

@@ -8,10 +8,19 @@
 #include "app/modal_question.h"
 #include "app/platform.h"
 
+QIcon quiet_file_icons::icon(const QFileInfo &entry) const {
+    return icon(entry.isDir() ? Folder : File);
+}
+
+QString quiet_file_icons::type(const QFileInfo &entry) const {
+    return entry.isDir() ? QStringLiteral("Folder") : QStringLiteral("File");
+}
+
 file_panel::file_panel(QWidget *parent, const QString &title) : QFileDialog(parent, title) {
     setOption(QFileDialog::DontUseNativeDialog, !platform_has_file_panels());
     // Which also keeps the panel from offering to make folders.
     setOption(QFileDialog::ReadOnly);
+    setIconProvider(&m_icons);
     resize(900, 560);
 }
 

@@ -4,7 +4,17 @@
 #define TROVIK_APP_FILE_PANEL_H
 
 #include <QFileDialog>
+#include <QFileIconProvider>
 #include <QString>
+
+// Tells folders from files, and no more. The library's own reads the beginning of
+// every file for what kind it is, which a dying card may never answer.
+class quiet_file_icons : public QFileIconProvider {
+ public:
+    using QFileIconProvider::icon;
+    QIcon icon(const QFileInfo &entry) const override;
+    QString type(const QFileInfo &entry) const override;
+};
 
 class file_panel : public QFileDialog {
  public:
@@ -21,6 +31,9 @@ class file_panel : public QFileDialog {
 
     // Shows the panel and waits. True when the user confirmed it.
     bool run();
+
+ private:
+    quiet_file_icons m_icons;
 };
 
 #endif

@@ -19,12 +19,17 @@
 constexpr int moment_ms = 400;
 constexpr int poll_ms = 20;
 
+// In pixels. A path without blanks has no place where a line could break.
+constexpr int widest_path = 560;
+
 // Nobody can stop what is half gone already, so there is nothing to press.
 class removal_dialog : public QProgressDialog {
  public:
     removal_dialog(QWidget *parent, const std::string &path)
         : QProgressDialog(parent),
-          m_what("Removing " + QString::fromStdString(printable_text(path))) {
+          m_what("Removing " +
+                 fontMetrics().elidedText(QString::fromStdString(printable_text(path)),
+                                          Qt::ElideMiddle, widest_path)) {
         setWindowTitle(QStringLiteral("trovik"));
         auto *const words = new QLabel(this);
         words->setTextFormat(Qt::PlainText);

@@ -1,0 +1,178 @@
+// Asking for access: what the panels say to the letter, what each answer means, and
+// that nobody is asked where nothing has to be asked.
+#include <QDir>
+#include <QFileSystemModel>
+#include <QTest>
+#include <QTextDocumentFragment>
+#include <fstream>
+
+#include "access_support.h"
+
+using app_tests::access_grant;
+using app_tests::answers;
+using app_tests::choose_by_name;
+using app_tests::error_capture;
+using app_tests::has_button;
+using app_tests::lines;
+using app_tests::name_field;
+
+TEST_F(access_grant, is_given_at_once_outside_a_sandbox) {
+    sandbox_override(false);
+    const error_capture log;
+    const answers nobody_is_asked;
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read("/volume", "/volume"));
+    app().punchHoleInSandboxForFile(qpath("missing"));
+    EXPECT_EQ(log.lines(), lines());
+}
+
+TEST_F(access_grant, to_read_and_write_asks_in_these_words) {
+    answers user;
+    then_in_panel(user, [](QFileDialog &panel) {
+        EXPECT_EQ(panel.windowTitle(), "Authorize RW for  \"/volume/.Trashes\"");
+        const QString message =
+            "You are about to authorize read and write access to \"/volume/.Trashes\"";
+        EXPECT_EQ(panel.accessibleDescription(), message);
+        EXPECT_EQ(QTextDocumentFragment::fromHtml(panel.toolTip()).toPlainText(), message);
+        EXPECT_TRUE(has_button(panel, "Authorize RW"));
+        EXPECT_EQ(name_field(panel)->text(), ".Trashes");
+        EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
+        EXPECT_TRUE(panel.testOption(QFileDialog::ReadOnly)) << "folders could be made";
+        panel.reject();
+    });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_readWrite(".Trashes", "/volume/.Trashes"));
+}
+
+// A card that is dying answers each read late or never.
+TEST_F(access_grant, to_read_and_write_reads_nothing_of_the_files_that_are_shown) {
+    std::ofstream(path("picture")) << "\x89PNG\r\n\x1a\n";
+    answers user;
+    then_in_panel(user, [this](QFileDialog &panel) {
+        panel.setDirectory(qpath(""));
+        auto *const model = panel.findChild<QFileSystemModel *>();
+        ASSERT_NE(model, nullptr);
+        const auto kind = [&](const QString &name) { return model->type(model->index(name)); };
+        EXPECT_TRUE(QTest::qWaitFor([&] { return kind(qpath("picture")) == "File"; }));
+        EXPECT_EQ(kind(qpath("elsewhere")), "Folder");
+        panel.reject();
+    });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+}
+
+TEST_F(access_grant, to_read_and_write_is_logged_and_yes) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("1.fff")); });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+    EXPECT_EQ(log.lines(), lines({"d: User has access granted for " + path("1.fff")}));
+    EXPECT_FALSE(std::filesystem::exists(path("1.fff")));
+}
+
+TEST_F(access_grant, to_read_and_write_does_not_ask_about_overwriting) {
+    make("1.fff");
+    answers user;
+    then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("1.fff")); });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+    EXPECT_EQ(std::filesystem::file_size(path("1.fff")), 7U);
+}
+
+TEST_F(access_grant, to_read_and_write_counts_wherever_the_user_went) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [this](QFileDialog &panel) {
+        panel.setDirectory(qpath("elsewhere"));
+        choose_by_name(panel, "other.txt");
+    });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+    EXPECT_EQ(log.lines(),
+              lines({"d: User has access granted for " + path("elsewhere/other.txt")}));
+}
+
+TEST_F(access_grant, to_read_and_write_that_is_cancelled_is_no_without_a_word) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [](QFileDialog &panel) { QTest::keyClick(&panel, Qt::Key_Escape); });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
+    EXPECT_EQ(log.lines(), lines());
+}
+
+TEST_F(access_grant, to_read_asks_in_these_words) {
+    answers user;
+    const QString folder = qpath("elsewhere");
+    then_in_panel(user, [&](QFileDialog &panel) {
+        EXPECT_EQ(panel.windowTitle(),
+                  "You are about to authorize read access to \"" + folder + "\"");
+        EXPECT_TRUE(has_button(panel, "Authorize read access to  " + folder));
+        EXPECT_EQ(name_field(panel)->text(), folder);
+        EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptOpen);
+        EXPECT_EQ(panel.fileMode(), QFileDialog::Directory);
+        EXPECT_FALSE(panel.testOption(QFileDialog::ShowDirsOnly)) << "files would be hidden";
+        EXPECT_TRUE(panel.testOption(QFileDialog::ReadOnly)) << "folders could be made";
+        panel.reject();
+    });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_read(folder, folder));
+}
+
+TEST_F(access_grant, to_read_is_logged_in_its_own_word_order_and_yes) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("elsewhere")); });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read("x", "x"));
+    EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("elsewhere")}));
+}
+
+TEST_F(access_grant, to_read_can_be_confirmed_as_it_was_asked_for) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [](QFileDialog &panel) {
+        QTest::keyClick(name_field(panel), Qt::Key_Return);
+        QTimer::singleShot(2000, &panel, &QDialog::reject);
+    });
+    const QString folder = qpath("elsewhere");
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read(folder, folder));
+    EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("elsewhere")}));
+}
+
+TEST_F(access_grant, to_read_that_is_cancelled_is_no_without_a_word) {
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [](QFileDialog &panel) { panel.reject(); });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_read("x", "x"));
+    EXPECT_EQ(log.lines(), lines());
+}
+
+TEST_F(access_grant, shows_percent_signs_and_ampersands_as_they_are) {
+    answers user;
+    then_in_panel(user, [](QFileDialog &panel) {
+        EXPECT_EQ(panel.windowTitle(), "Authorize RW for  \"%1 & %2\"");
+        panel.reject();
+    });
+    then_in_panel(user, [](QFileDialog &panel) {
+        EXPECT_EQ(panel.windowTitle(), "You are about to authorize read access to \"%1 & %2\"");
+        EXPECT_TRUE(has_button(panel, "Authorize read access to  %1 && %2"));
+        panel.reject();
+    });
+    app().qop_sandbox_askUserForPermission_readWrite("x", "%1 & %2");
+    app().qop_sandbox_askUserForPermission_read("x", "%1 & %2");
+}
+
+using sandbox_info = app_tests::window_test;
+
+TEST_F(sandbox_info, is_three_lines_whose_colons_line_up) {
+    const error_capture log;
+    app().sandbox_printSandboxInfo();
+    EXPECT_EQ(log.lines(), lines({"d: -- printSandboxInfo",
+                                  "d: NSTemporaryDirectory: " + QDir::tempPath().toStdString(),
+                                  "d: NSHomeDirectory     : " + QDir::homePath().toStdString()}));
+}
+
+TEST(sandbox, is_off_on_this_platform_unless_a_test_says_otherwise) {
+    sandbox_override(std::nullopt);
+    EXPECT_FALSE(sandbox_is_active());
+    sandbox_override(true);
+    EXPECT_TRUE(sandbox_is_active());
+    sandbox_override(false);
+    EXPECT_FALSE(sandbox_is_active());
+    sandbox_override(std::nullopt);
+    EXPECT_FALSE(sandbox_is_active());
+}

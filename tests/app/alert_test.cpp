@@ -1,0 +1,183 @@
+// The one way in which the window asks: what stands on the screen, and which key
+// answers what.
+#include "app/alert.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QKeySequence>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QWidget>
+
+#include "app/modal_question.h"
+#include "support.h"
+
+using app_tests::answers;
+using app_tests::button_titles;
+
+namespace {
+
+class alert : public testing::Test {
+ protected:
+    alert() { m_parent.show(); }
+
+    // Asks, does what the user does, and gives the answer.
+    int answer_to(const alert_request &request, std::function<void(QMessageBox &)> act) {
+        answers user;
+        user.then([act](QDialog &dialog) { act(dynamic_cast<QMessageBox &>(dialog)); });
+        return alert_run(&m_parent, request);
+    }
+
+    static alert_request three_buttons(int safe_answer) {
+        return {.style = alert_style::warning,
+                .message = "Message",
+                .informative = "Informative",
+                .buttons = {"First", "Second", "Third"},
+                .safe_answer = safe_answer};
+    }
+
+ private:
+    QWidget m_parent;
+};
+
+// A key goes where a user's key would go.
+void press(QMessageBox &box, Qt::Key key) {
+    ASSERT_NE(box.focusWidget(), nullptr);
+    QTest::keyClick(box.focusWidget(), key);
+}
+
+QLabel *label_of(const QMessageBox &box, const char *name) {
+    return box.findChild<QLabel *>(QString::fromLatin1(name));
+}
+
+}  // namespace
+
+TEST_F(alert, buttons_stand_in_the_order_given_and_answer_by_their_place) {
+    const std::vector<std::pair<QString, int>> places = {
+        {"First", 1000}, {"Second", 1001}, {"Third", 1002}};
+    for (const auto &[title, answer] : places) {
+        answers user;
+        user.then_press(title, [](QMessageBox &box) {
+            EXPECT_EQ(button_titles(box), QStringList({"First", "Second", "Third"}));
+        });
+        EXPECT_EQ(alert_run(nullptr, three_buttons(ALERT_FIRST_BUTTON)), answer);
+    }
+}
+
+TEST_F(alert, the_first_button_is_the_default_and_has_the_focus) {
+    EXPECT_EQ(answer_to(three_buttons(ALERT_THIRD_BUTTON),
+                        [](QMessageBox &box) {
+                            ASSERT_NE(box.defaultButton(), nullptr);
+                            EXPECT_EQ(box.defaultButton()->text(), "First");
+                            EXPECT_EQ(box.focusWidget(), box.defaultButton());
+                            press(box, Qt::Key_Return);
+                        }),
+              ALERT_FIRST_BUTTON);
+}
+
+TEST_F(alert, escape_gives_the_safe_answer_whichever_it_is) {
+    for (const int safe : {ALERT_FIRST_BUTTON, ALERT_SECOND_BUTTON, ALERT_THIRD_BUTTON}) {
+        EXPECT_EQ(
+            answer_to(three_buttons(safe), [](QMessageBox &box) { press(box, Qt::Key_Escape); }),
+            safe);
+    }
+}
+
+TEST_F(alert, its_cross_gives_the_safe_answer_whichever_it_is) {
+    for (const int safe : {ALERT_FIRST_BUTTON, ALERT_SECOND_BUTTON, ALERT_THIRD_BUTTON})
+        EXPECT_EQ(answer_to(three_buttons(safe), [](QMessageBox &box) { box.close(); }), safe);
+}
+
+TEST_F(alert, one_button_is_the_answer_to_everything) {
+    const alert_request request = {
+        .message = "Message", .informative = "Informative", .buttons = {"OK"}};
+    const auto close = [](QMessageBox &box) { box.close(); };
+    const auto escape = [](QMessageBox &box) { press(box, Qt::Key_Escape); };
+    const auto confirm = [](QMessageBox &box) { press(box, Qt::Key_Return); };
+    EXPECT_EQ(answer_to(request, close), ALERT_FIRST_BUTTON);
+    EXPECT_EQ(answer_to(request, escape), ALERT_FIRST_BUTTON);
+    EXPECT_EQ(answer_to(request, confirm), ALERT_FIRST_BUTTON);
+}
+
+TEST_F(alert, every_button_can_be_reached_by_tab) {
+    EXPECT_EQ(answer_to(three_buttons(ALERT_FIRST_BUTTON),
+                        [](QMessageBox &box) {
+                            for (int i = 0; i < 8; ++i) {
+                                auto *const button = dynamic_cast<QPushButton *>(box.focusWidget());
+                                if (button != nullptr && button->text() == "Third")
+                                    break;
+                                press(box, Qt::Key_Tab);
+                            }
+                            press(box, Qt::Key_Space);
+                        }),
+              ALERT_THIRD_BUTTON);
+}
+
+TEST_F(alert, texts_are_shown_literally) {
+    const QString words = "<b>R&D</b> &amp; <a href=\"http://example.org\">100 %</a>\n&x";
+    answer_to({.message = words, .informative = words, .buttons = {"OK"}}, [&](QMessageBox &box) {
+        EXPECT_EQ(box.text(), words);
+        EXPECT_EQ(box.informativeText(), words);
+        for (const char *name : {"qt_msgbox_label", "qt_msgbox_informativelabel"}) {
+            const QLabel *const label = label_of(box, name);
+            ASSERT_NE(label, nullptr) << name;
+            EXPECT_EQ(label->text(), words) << name;
+            EXPECT_EQ(label->textFormat(), Qt::PlainText) << name;
+            EXPECT_FALSE(label->openExternalLinks()) << name;
+        }
+        box.close();
+    });
+}
+
+TEST_F(alert, an_ampersand_in_a_title_is_shown_and_is_no_shortcut) {
+    answers user;
+    user.then_press("Save & <b>go</b>", [](QMessageBox &box) {
+        EXPECT_EQ(button_titles(box), QStringList({"Cancel", "Save & <b>go</b>"}));
+        for (const QAbstractButton *button : box.buttons())
+            EXPECT_TRUE(QKeySequence::mnemonic(button->text()).isEmpty());
+    });
+    EXPECT_EQ(alert_run(nullptr, {.message = "Message",
+                                  .informative = "",
+                                  .buttons = {"Cancel", "Save & <b>go</b>"}}),
+              ALERT_SECOND_BUTTON);
+}
+
+TEST_F(alert, each_style_has_its_picture) {
+    const std::vector<std::pair<alert_style, QMessageBox::Icon>> pictures = {
+        {alert_style::warning, QMessageBox::Warning},
+        {alert_style::informational, QMessageBox::Information},
+        {alert_style::critical, QMessageBox::Critical}};
+    for (const auto &[style, picture] : pictures) {
+        answer_to({.style = style, .message = "Message", .informative = "", .buttons = {"OK"}},
+                  [picture = picture](QMessageBox &box) {
+                      EXPECT_EQ(box.icon(), picture);
+                      EXPECT_FALSE(box.iconPixmap().isNull());
+                      box.close();
+                  });
+    }
+}
+
+TEST_F(alert, stands_over_its_window_and_blocks_it_as_long_as_it_is_open) {
+    EXPECT_FALSE(modal_question::is_open());
+    QWidget window;
+    window.show();
+    answers user;
+    user.then([&](QDialog &box) {
+        EXPECT_TRUE(modal_question::is_open());
+        EXPECT_TRUE(box.isModal());
+        EXPECT_EQ(box.parentWidget(), &window);
+        box.close();
+    });
+    alert_run(&window, three_buttons(ALERT_FIRST_BUTTON));
+    EXPECT_FALSE(modal_question::is_open());
+}
+
+TEST_F(alert, its_texts_can_be_selected_and_copied) {
+    answer_to(three_buttons(ALERT_FIRST_BUTTON), [](QMessageBox &box) {
+        EXPECT_TRUE(box.textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
+        EXPECT_TRUE(box.textInteractionFlags().testFlag(Qt::TextSelectableByKeyboard));
+        EXPECT_FALSE(box.textInteractionFlags().testFlag(Qt::TextEditable));
+        box.close();
+    });
+}

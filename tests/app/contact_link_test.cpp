@@ -1,0 +1,115 @@
+// The link to the contact page: built once, at start-up, of the program's and the
+// system's versions.
+#include "app/product_version.h"
+#include "feedback_support.h"
+#include "whole_run.h"
+
+using namespace app_tests;
+
+using os_codename = feedback;
+
+TEST_F(os_codename, is_looked_up_by_the_versions_first_two_pieces) {
+    const std::vector<std::pair<QString, QString>> names = {
+        {"10.12", "Sierra"},      {"10.11", "El Capitan"},   {"10.10", "Yosemite"},
+        {"10.9", "Mavericks"},    {"10.8", "Mountain Lion"}, {"10.7", "Lion"},
+        {"10.6", "Snow Leopard"}, {"10.5", "Leopard"},       {"10.4", "Tiger"},
+        {"10.3", "Panther"},      {"10.2", "Jaguar"},        {"10.1", "Puma"},
+        {"10.0", "Cheetah"},
+    };
+    for (const auto &[version, name] : names) {
+        for (const char *rest : {"", ".0", ".6", ".6.12", ".", ".x"})
+            EXPECT_EQ(app().UTIL_getOSCodenameForVersionNumber(version + rest), name);
+    }
+}
+
+TEST_F(os_codename, is_empty_for_every_other_version) {
+    for (const char *version :
+         {"10.13.1", "10.13",  "11.0",   "12",     "10",       "",       ".",      "10.",
+          ".12",     "10..12", "10.012", "10.120", "10.1x",    " 10.12", "10.12 ", "010.12",
+          "1.12",    "9.9",    "10,12",  "22.04",  "12.10.12", "-10.12"})
+        EXPECT_EQ(app().UTIL_getOSCodenameForVersionNumber(version), "") << version;
+}
+
+namespace {
+
+class contact_link : public feedback {
+ protected:
+    // What start-up says on a system of this version, and the link that it builds.
+    lines start_up_log() {
+        return log_of([this] { accept_disclaimer(); });
+    }
+    static QString link() { return QString::fromLatin1(feedbackURL.toEncoded()); }
+
+    // The three lines of start-up for this query, as it is and as it is escaped.
+    static lines log_for(const std::string &codename, const std::string &query,
+                         const std::string &escaped) {
+        return {"os_codename " + codename, "d: kd_params: " + query,
+                "d: kd_params_urlEncoded: " + escaped};
+    }
+
+    void expect_on_system(const std::string &release, const std::string &codename,
+                          const std::string &rest, const std::string &escaped_rest) {
+        const covered_file system("/etc/os-release", release);
+        const std::string start = "pname=trovik&pversion=1.0.0-(1)&oversion=";
+        EXPECT_EQ(start_up_log(), log_for(codename, start + rest, start + escaped_rest));
+        EXPECT_EQ(link().toStdString(), contact_page + start + escaped_rest);
+    }
+};
+
+}  // namespace
+
+TEST_F(contact_link, is_built_at_start_up_of_the_systems_version) {
+    const std::string version = product_version().toStdString();
+    const std::string codename =
+        app().UTIL_getOSCodenameForVersionNumber(product_version()).toStdString();
+    const lines log = start_up_log();
+    ASSERT_EQ(log.size(), 3U);
+    const std::string query =
+        "pname=trovik&pversion=1.0.0-(1)&oversion=" + version + "&ocodename=" + codename;
+    EXPECT_EQ(log[0], "os_codename " + codename);
+    EXPECT_EQ(log[1], "d: kd_params: " + query);
+    EXPECT_EQ(log[2], "d: kd_params_urlEncoded: " +
+                          outreach_escape(QString::fromStdString(query)).toStdString());
+    EXPECT_EQ("d: kd_params_urlEncoded: " + link().mid(QString(contact_page).size()).toStdString(),
+              log[2]);
+    EXPECT_TRUE(link().startsWith(contact_page));
+}
+
+TEST_F(contact_link, escapes_the_blank_of_a_codename) {
+    SKIP_IF_MISSING(missing_for_own_mounts());
+    expect_on_system("NAME=\"x\"\nVERSION_ID=\"10.11.6\"\n", "El Capitan",
+                     "10.11.6&ocodename=El Capitan", "10.11.6&ocodename=El%20Capitan");
+}
+
+TEST_F(contact_link, of_a_version_with_strange_characters_is_still_one_link) {
+    SKIP_IF_MISSING(missing_for_own_mounts());
+    expect_on_system("VERSION_ID=\"10.2 100% Zürich #2 (a & b)\"\n", "",
+                     "10.2 100% Zürich #2 (a & b)&ocodename=",
+                     "10.2%20100%25%20Z%C3%BCrich%20%232%20(a%20&%20b)&ocodename=");
+}
+
+TEST_F(contact_link, of_a_version_of_one_piece_has_no_codename) {
+    SKIP_IF_MISSING(missing_for_own_mounts());
+    expect_on_system("VERSION_ID=12\n", "", "12&ocodename=", "12&ocodename=");
+}
+
+TEST_F(contact_link, of_a_system_without_a_version_is_built_with_empty_values) {
+    SKIP_IF_MISSING(missing_for_own_mounts());
+    expect_on_system("NAME=x\n", "", "&ocodename=", "&ocodename=");
+}
+
+TEST_F(contact_link, stays_as_it_was_at_start_up) {
+    SKIP_IF_MISSING(missing_for_own_mounts());
+    expect_on_system("VERSION_ID=\"10.9.5\"\n", "Mavericks", "10.9.5&ocodename=Mavericks",
+                     "10.9.5&ocodename=Mavericks");
+    const covered_file updated("/etc/os-release", "VERSION_ID=\"10.10\"\n");
+    const link_catcher catcher;
+    answers user;
+    user.then_press("Unhappy");
+    press_button();
+    then_thanked(user, press(improve));
+    press_button();
+    const QString link = QString(contact_page) +
+                         "pname=trovik&pversion=1.0.0-(1)&oversion=10.9.5&ocodename=Mavericks";
+    EXPECT_EQ(catcher.links(), QStringList({link, link}));
+}

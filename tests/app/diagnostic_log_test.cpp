@@ -1,0 +1,101 @@
+// Diagnostic lines: one entry in the system's log each, and one line on standard
+// error.
+#include "app/diagnostic_log.h"
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace {
+
+struct log_entry {
+    int priority;
+    std::string text;
+};
+
+std::mutex log_guard;
+std::vector<log_entry> system_log;
+
+}  // namespace
+
+// Stands in for the system's log, which a test can neither read nor should fill.
+// NOLINTNEXTLINE(cert-dcl50-cpp): the function that it stands in for is variadic.
+extern "C" void syslog(int priority, const char *format, ...) {
+    char text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const std::lock_guard<std::mutex> hold(log_guard);
+    system_log.push_back({priority, text});
+}
+
+namespace {
+
+class diagnostic_log_test : public testing::Test {
+ protected:
+    diagnostic_log_test() { system_log.clear(); }
+
+    // What standard error shows of these entries.
+    static std::string shown(const std::vector<std::string> &entries) {
+        testing::internal::CaptureStderr();
+        for (const std::string &entry : entries)
+            diagnostic_log(entry);
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+}  // namespace
+
+TEST_F(diagnostic_log_test, each_entry_is_a_line_on_standard_error) {
+    EXPECT_EQ(shown({"d: one", "ERR: two"}), "d: one\nERR: two\n");
+}
+
+TEST_F(diagnostic_log_test, a_line_break_at_the_end_is_not_doubled) {
+    EXPECT_EQ(shown({" - Name = x\n", "d: next"}), " - Name = x\nd: next\n");
+    EXPECT_EQ(system_log.at(0).text, " - Name = x");
+}
+
+TEST_F(diagnostic_log_test, an_empty_entry_is_an_empty_line) {
+    EXPECT_EQ(shown({"", "\n"}), "\n\n");
+    EXPECT_EQ(system_log.size(), 2U);
+}
+
+TEST_F(diagnostic_log_test, percent_signs_are_no_format) {
+    EXPECT_EQ(shown({"100% %s %n %d"}), "100% %s %n %d\n");
+    EXPECT_EQ(system_log.at(0).text, "100% %s %n %d");
+}
+
+TEST_F(diagnostic_log_test, each_entry_is_an_entry_of_the_systems_log) {
+    shown({"d: one", "d: two\n"});
+    ASSERT_EQ(system_log.size(), 2U);
+    EXPECT_EQ(system_log.at(0).text, "d: one");
+    EXPECT_EQ(system_log.at(1).text, "d: two");
+    EXPECT_EQ(system_log.at(0).priority, LOG_USER | LOG_NOTICE);
+}
+
+TEST_F(diagnostic_log_test, lines_of_two_threads_never_mix) {
+    constexpr int lines = 3000;
+    const std::string first(100, 'a');
+    const std::string second(100, 'b');
+    testing::internal::CaptureStderr();
+    std::thread job([&] {
+        for (int i = 0; i < lines; ++i)
+            diagnostic_log(first);
+    });
+    for (int i = 0; i < lines; ++i)
+        diagnostic_log(second + "\n");
+    job.join();
+    std::istringstream stream(testing::internal::GetCapturedStderr());
+    int found = 0;
+    for (std::string line; std::getline(stream, line); ++found)
+        ASSERT_TRUE(line == first || line == second) << line;
+    EXPECT_EQ(found, 2 * lines);
+    EXPECT_EQ(system_log.size(), 2U * lines);
+}

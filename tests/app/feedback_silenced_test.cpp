@@ -1,0 +1,162 @@
+// The question that follows each result can be silenced, once and for good; the
+// button goes on asking.
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMainWindow>
+
+#include "app/app_settings.h"
+#include "app/controller_state.h"
+#include "feedback_support.h"
+#include "whole_run.h"
+
+using namespace app_tests;
+using system_tests::missing_for_mounts;
+using system_tests::process_options;
+using system_tests::process_result;
+using system_tests::run_program;
+using system_tests::tmpfs_volume;
+
+TEST_F(feedback, silenced_with_any_answer_is_remembered_before_the_answer_is_followed) {
+    for (const user_act &answer :
+         {press("Unhappy"), press("Cancel"), user_act(press_escape), user_act(close_by_cross)}) {
+        settings().remove(key);
+        const link_catcher catcher;
+        answers user;
+        then_act(user, [&](QMessageBox &alert) {
+            tick_box(alert);
+            answer(alert);
+        });
+        ask_after_result();
+        EXPECT_EQ(settings().value(key).toString(), "true");
+    }
+    settings().remove(key);
+    answers user;
+    then_act(user, [](QMessageBox &alert) {
+        tick_box(alert);
+        press("Happy")(alert);
+    });
+    user.then_press("Cancel",
+                    [](QMessageBox &) { EXPECT_EQ(settings().value(key).toString(), "true"); });
+    ask_after_result();
+}
+
+TEST_F(feedback, its_check_box_is_reached_and_ticked_by_keyboard) {
+    answers user;
+    then_act(user, [](QMessageBox &alert) {
+        for (int i = 0; i < 8 && alert.focusWidget() != alert.checkBox(); ++i)
+            press_key(alert, Qt::Key_Tab);
+        EXPECT_EQ(alert.focusWidget(), alert.checkBox());
+        press_key(alert, Qt::Key_Space);
+        press_key(alert, Qt::Key_Escape);
+    });
+    ask_after_result();
+    EXPECT_TRUE(app_settings_feedback_suppressed());
+}
+
+TEST_F(feedback, not_silenced_in_the_end_is_asked_again) {
+    const link_catcher catcher;
+    for (const user_act &answer : {press("Unhappy"), press("Cancel"), press("Unhappy")}) {
+        answers user;
+        then_act(user, [&](QMessageBox &alert) {
+            tick_box(alert);
+            alert.checkBox()->click();
+            answer(alert);
+        });
+        ask_after_result();
+        EXPECT_FALSE(settings().contains(key));
+    }
+    EXPECT_EQ(catcher.links(), QStringList({contact(), contact()}));
+}
+
+TEST_F(feedback, stored_as_allowed_is_asked) {
+    for (const QVariant &allowed : {QVariant(false), QVariant("NO"), QVariant("0"), QVariant("")}) {
+        settings().setValue(key, allowed);
+        answers user;
+        user.then_press("Cancel");
+        ask_after_result();
+        EXPECT_EQ(settings().value(key).toString(), allowed.toString());
+    }
+}
+
+TEST_F(feedback, stored_as_silenced_in_other_words_is_not_asked) {
+    for (const char *silenced : {"YES", "true", "1"}) {
+        settings().setValue(key, silenced);
+        const answers nobody_is_asked;
+        EXPECT_EQ(log_of([this] { ask_after_result(); }), lines({"Alert suppressed"})) << silenced;
+    }
+}
+
+TEST_F(feedback, silenced_where_nothing_can_be_stored_is_silent_for_this_run) {
+    const QString folder = QFileInfo(settings().fileName()).path();
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    {
+        // A file where the folder should be: nobody can write there, whoever asks.
+        QFile in_the_way(folder);
+        ASSERT_TRUE(in_the_way.open(QIODevice::WriteOnly));
+        answers user;
+        then_act(user, [](QMessageBox &alert) {
+            tick_box(alert);
+            press("Cancel")(alert);
+        });
+        ask_after_result();
+        EXPECT_EQ(log_of([this] { ask_after_result(); }), lines({"Alert suppressed"}));
+        EXPECT_TRUE(in_the_way.remove());
+    }
+    EXPECT_FALSE(settings().contains(key));
+}
+
+TEST_F(feedback, silenced_asks_only_by_the_button_and_never_changes_its_mind) {
+    settings().setValue(key, true);
+    for (int i = 0; i < 2; ++i) {
+        const link_catcher catcher;
+        answers user;
+        EXPECT_EQ(log_of([this] { ask_after_result(); }), lines({"Alert suppressed"}));
+        user.then_press("Unhappy", [](QMessageBox &alert) {
+            expect_question(alert);
+            EXPECT_EQ(alert.checkBox(), nullptr);
+        });
+        EXPECT_EQ(log_of([this] { press_button(); }), lines({"feedback_ask: Unhappy -> KD"}));
+        EXPECT_EQ(catcher.links(), QStringList(contact()));
+        EXPECT_EQ(settings().value(key).toString(), "true");
+    }
+}
+
+TEST_F(feedback, silenced_once_stays_so_in_every_later_window_and_in_the_users_own_file) {
+    answers user;
+    then_act(user, [](QMessageBox &alert) {
+        tick_box(alert);
+        press("Cancel")(alert);
+    });
+    ask_after_result();
+    const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
+    const QString path = settings().fileName();
+    EXPECT_TRUE(path.startsWith(folder + "/")) << path.toStdString();
+    EXPECT_TRUE(QFile::exists(path));
+    EXPECT_EQ(QSettings(path, QSettings::IniFormat).allKeys(), QStringList(key));
+    TRAppDelegate later;
+    EXPECT_EQ(log_of([&later] { later.feedback_ask(true); }), lines({"Alert suppressed"}));
+    user.then_press("Cancel", [](QMessageBox &alert) { EXPECT_EQ(alert.checkBox(), nullptr); });
+    EXPECT_EQ(log_of([&later] { later.UI_feedback(); }), lines({"feedback_ask: Cancel -> "}));
+}
+
+// A real test of a real volume, in a process that knows only what was stored.
+TEST_F(feedback, silenced_once_stays_so_after_the_program_was_started_anew) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    answers user;
+    then_act(user, [](QMessageBox &alert) {
+        tick_box(alert);
+        press("Cancel")(alert);
+    });
+    ask_after_result();
+    const tmpfs_volume where("size=1m");
+    process_options options;
+    options.timeout = std::chrono::seconds(60);
+    const process_result run =
+        run_program({TROVIK_SCENARIO_PROGRAM, "to-the-result", where.path()}, options);
+    EXPECT_FALSE(run.timed_out);
+    EXPECT_NE(run.out.find("result: "), std::string::npos) << run.out << run.err;
+    EXPECT_EQ(run.out.find("Leave Feedback"), std::string::npos) << run.out;
+    const lines log = app_tests::lines_of(run.err);
+    EXPECT_EQ(std::count(log.begin(), log.end(), "Alert suppressed"), 1) << run.err;
+}

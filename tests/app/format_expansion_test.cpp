@@ -1,0 +1,28 @@
+// A text that happens to be used as a format.
+#include "app/format_expansion.h"
+
+#include <gtest/gtest.h>
+
+TEST(format_expansion, a_text_without_a_percent_sign_stays_as_it_is) {
+    EXPECT_EQ(format_expand_without_arguments("report 1.txt"), "report 1.txt");
+    EXPECT_EQ(format_expand_without_arguments(""), "");
+}
+
+TEST(format_expansion, two_percent_signs_are_one) {
+    EXPECT_EQ(format_expand_without_arguments("100%% wool"), "100% wool");
+    EXPECT_EQ(format_expand_without_arguments("%%%%"), "%%");
+}
+
+TEST(format_expansion, a_conversion_is_filled_with_nothing) {
+    EXPECT_EQ(format_expand_without_arguments("a%db"), "a0b");
+    EXPECT_EQ(format_expand_without_arguments("50% done"), "500one");
+    EXPECT_EQ(format_expand_without_arguments("%s and %@"), "(null) and (null)");
+    EXPECT_EQ(format_expand_without_arguments("%llu %04ld"), "0 0");
+    EXPECT_EQ(format_expand_without_arguments("%.2f %f"), "0.00 0.000000");
+}
+
+TEST(format_expansion, what_is_no_conversion_loses_its_percent_sign) {
+    EXPECT_EQ(format_expand_without_arguments("%y"), "y");
+    EXPECT_EQ(format_expand_without_arguments("to the end %"), "to the end ");
+    EXPECT_EQ(format_expand_without_arguments("%\xC3\xBC"), "\xC3\xBC");
+}

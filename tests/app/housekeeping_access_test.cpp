@@ -1,0 +1,199 @@
+// Where access has to be asked for, each action asks first, and does nothing without
+// it. And what happens when somebody else is faster.
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QPushButton>
+#include <filesystem>
+
+#include "app/sandbox.h"
+#include "faster_hand.h"
+#include "housekeeping_support.h"
+
+using app_tests::answers;
+using app_tests::faster_hand;
+using app_tests::press_key;
+using app_tests::working_directory;
+using system_tests::private_folder;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+const lines nothing;
+
+class housekeeping_access : public app_tests::housekeeping {
+ protected:
+    housekeeping_access() { sandbox_override(true); }
+    ~housekeeping_access() override { sandbox_override(std::nullopt); }
+
+    // The panel has to ask for this marker; `answer` closes it.
+    static void expect_question(answers &user, const std::string &name, const std::string &path,
+                                std::function<void(QFileDialog &)> answer) {
+        user.then([name, path, answer](QDialog &dialog) {
+            auto &panel = dynamic_cast<QFileDialog &>(dialog);
+            EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
+            EXPECT_EQ(panel.windowTitle(),
+                      QString::fromStdString("Authorize RW for  \"" + path + "\""));
+            EXPECT_EQ(panel.accessibleDescription(),
+                      QString::fromStdString("You are about to authorize read and write access to "
+                                             "\"" +
+                                             path + "\""));
+            const auto *const field = panel.findChild<QLineEdit *>("fileNameEdit");
+            EXPECT_EQ(field->text(), QString::fromStdString(name));
+            answer(panel);
+        });
+    }
+
+    static void press(QFileDialog &panel, const QString &title) {
+        for (QPushButton *button : panel.findChildren<QPushButton *>()) {
+            if (button->text().remove('&') == title) {
+                QTest::mouseClick(button, Qt::LeftButton);
+                return;
+            }
+        }
+        ADD_FAILURE() << "no button " << title.toStdString();
+        panel.reject();
+    }
+
+    struct action {
+        QPushButton *button;
+        std::string name;    // of the marker
+        std::string marker;  // on the volume
+        lines done;          // what is logged about it when it was absent
+        lines refused;
+    };
+    std::vector<action> actions() {
+        const std::string logging = ".fseventd/no_log";
+        return {{app().UI_disableSpotlight_outlet, ".metadata_never_index", ".metadata_never_index",
+                 nothing, nothing},
+                {app().UI_removeSpotlightData_outlet,
+                 ".Spotlight-V100",
+                 ".Spotlight-V100",
+                 {"OK", "d: b: 0"},
+                 {"not OK"}},
+                {app().UI_removeTrashesData_outlet,
+                 ".Trashes",
+                 ".Trashes",
+                 {"OK", "d: b: 0"},
+                 {"not OK"}},
+                {app().UI_disableLogging_outlet,
+                 "no_log",
+                 logging,
+                 {"d: b 0", "ERR: Can't write file " + path_of(logging) + "."},
+                 nothing}};
+    }
+
+    // The panel shows this folder, and nobody else's.
+    const private_folder m_folder;
+    const working_directory m_directory{m_folder.path()};
+};
+
+}  // namespace
+
+TEST_F(housekeeping_access, once_granted_the_action_is_done_after_the_grant_was_logged) {
+    for (const action &wanted : actions()) {
+        answers user;
+        expect_question(user, wanted.name, path_of(wanted.marker),
+                        [](QFileDialog &panel) { press(panel, "Authorize RW"); });
+        lines expected = {"d: User has access granted for " + m_folder.path() + "/" + wanted.name};
+        expected.insert(expected.end(), wanted.done.begin(), wanted.done.end());
+        EXPECT_EQ(click(wanted.button), expected) << wanted.name;
+    }
+    EXPECT_EQ(volume().content(), lines({".metadata_never_index"}));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(logging_title(), "Enable Logging");
+}
+
+TEST_F(housekeeping_access, once_refused_nothing_is_done_and_only_removals_say_so) {
+    for (const char *name :
+         {".metadata_never_index", ".Spotlight-V100/a", ".Trashes/a", ".fseventd/no_log"})
+        volume().make_file(name);
+    tick();
+    const std::function<void(QFileDialog &)> ways_to_refuse[] = {
+        [](QFileDialog &panel) { press(panel, "Cancel"); },
+        [](QFileDialog &panel) { press_key(panel, Qt::Key_Escape); },
+        [](QFileDialog &panel) { panel.close(); }};
+    for (const auto &refuse : ways_to_refuse) {
+        for (const action &wanted : actions()) {
+            answers user;
+            expect_question(user, wanted.name, path_of(wanted.marker), refuse);
+            EXPECT_EQ(click(wanted.button), wanted.refused) << wanted.name;
+        }
+    }
+    EXPECT_EQ(volume().content(),
+              lines({".Spotlight-V100", ".Trashes", ".fseventd", ".metadata_never_index"}));
+    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+    EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(logging_title(), "Disable Logging");
+}
+
+TEST_F(housekeeping_access, refused_makes_no_marker_either) {
+    for (const action &wanted : actions()) {
+        answers user;
+        expect_question(user, wanted.name, path_of(wanted.marker),
+                        [](QFileDialog &panel) { press(panel, "Cancel"); });
+        EXPECT_EQ(click(wanted.button), wanted.refused) << wanted.name;
+    }
+    EXPECT_EQ(volume().content(), nothing);
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(logging_title(), "Disable Logging");
+}
+
+using housekeeping_race = app_tests::housekeeping;
+
+TEST_F(housekeeping_race, a_removal_does_not_mind_that_somebody_was_faster) {
+    volume().make_file(".Trashes/a");
+    faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Trashes")); });
+    QTest::mouseClick(app().UI_removeTrashesData_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(), lines({"OK", "d: b: 1", "-4"}));
+    EXPECT_EQ(volume().content(), nothing);
+}
+
+TEST_F(housekeeping_race, the_logging_toggle_tells_that_somebody_was_faster) {
+    volume().make_file(".fseventd/no_log");
+    faster_hand somebody("", [&] { fs::remove(path_of(".fseventd/no_log")); });
+    QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(),
+              lines({"d: b 1", "ERR: " + path_of(".fseventd/no_log: No such file or directory")}));
+    EXPECT_EQ(logging_title(), "Disable Logging");
+}
+
+TEST_F(housekeeping_race, a_link_that_has_just_come_leads_nowhere) {
+    const private_folder users;
+    volume().make_folder(".fseventd");
+    faster_hand somebody(
+        "", [&] { fs::create_symlink(users.path() + "/new", path_of(".fseventd/no_log")); });
+    QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(),
+              lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));
+    EXPECT_TRUE(fs::is_empty(users.path()));
+}
+
+TEST_F(housekeeping_race, a_file_that_has_just_come_is_not_emptied) {
+    volume().make_folder(".fseventd");
+    faster_hand somebody("", [&] { volume().make_file(".fseventd/no_log"); });
+    QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(),
+              lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));
+    EXPECT_EQ(fs::file_size(path_of(".fseventd/no_log")), 7U);
+}
+
+TEST_F(housekeeping_race, spotlight_data_that_somebody_was_faster_with_are_no_error) {
+    volume().make_file(".Spotlight-V100/a");
+    faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Spotlight-V100")); });
+    QTest::mouseClick(app().UI_removeSpotlightData_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(), lines({"OK", "d: b: 1", "-4"}));
+}
+
+// Before a volume is chosen, the question names what would be changed then.
+TEST_F(housekeeping_access, is_asked_for_without_a_volume_as_well) {
+    selectedVolumePath = "-";
+    selectedVolume.reset();
+    answers user;
+    expect_question(user, ".Trashes", "-/.Trashes",
+                    [](QFileDialog &panel) { press(panel, "Cancel"); });
+    EXPECT_EQ(click(app().UI_removeTrashesData_outlet), lines({"not OK"}));
+}

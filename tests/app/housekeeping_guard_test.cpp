@@ -1,0 +1,169 @@
+// The four actions change the volume that the user has chosen, and no other: not the
+// folder below it, not the card that came in its place, not one that comes while an
+// action is under way.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QPlainTextEdit>
+#include <filesystem>
+#include <fstream>
+
+#include "faster_hand.h"
+#include "housekeeping_support.h"
+#include "whole_run.h"
+
+using app_tests::answers;
+using app_tests::covering_volume;
+using app_tests::faster_hand;
+using app_tests::housekeeping;
+using system_tests::private_folder;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+const lines nothing;
+const lines all_markers = {".Spotlight-V100", ".Trashes", ".fseventd", ".metadata_never_index"};
+
+class housekeeping_guard : public housekeeping {
+ protected:
+    void make_all_markers() {
+        for (const char *name :
+             {".metadata_never_index", ".Spotlight-V100/a", ".Trashes/a", ".fseventd/no_log"})
+            volume().make_file(name);
+    }
+
+    // Each action says that the volume has gone, and does nothing.
+    void expect_all_refused() {
+        const std::vector<std::pair<QPushButton *, lines>> buttons = {
+            {app().UI_disableSpotlight_outlet, nothing},
+            {app().UI_removeSpotlightData_outlet, {"not OK"}},
+            {app().UI_removeTrashesData_outlet, {"not OK"}},
+            {app().UI_disableLogging_outlet, nothing}};
+        for (const auto &[button, said] : buttons) {
+            const QString title = button->text();
+            answers user;
+            user.then_press("OK", [&](QMessageBox &alert) {
+                EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+                EXPECT_TRUE(alert.informativeText().contains("Nothing was touched."));
+            });
+            EXPECT_EQ(click(button), said) << title.toStdString();
+            EXPECT_EQ(button->text(), title);
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(housekeeping_guard, the_folder_below_a_volume_that_has_gone_is_left_alone) {
+    volume().take_away();
+    make_all_markers();
+    expect_all_refused();
+    EXPECT_EQ(volume().content(), all_markers);
+    EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
+    EXPECT_TRUE(fs::exists(path_of(".Spotlight-V100/a")));
+    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+}
+
+TEST_F(housekeeping_guard, nothing_is_made_below_a_volume_that_has_gone) {
+    volume().take_away();
+    expect_all_refused();
+    EXPECT_EQ(volume().content(), nothing);
+}
+
+TEST_F(housekeeping_guard, another_volume_at_the_same_place_is_left_alone) {
+    volume().cover();
+    make_all_markers();
+    expect_all_refused();
+    EXPECT_EQ(volume().content(), all_markers);
+    EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
+    EXPECT_TRUE(fs::exists(path_of(".Spotlight-V100/a")));
+    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+}
+
+// The action is told that there is a trash, and holds on to where it is. It stops as
+// soon as it finds that what is above has changed.
+TEST_F(housekeeping_guard, a_volume_that_comes_while_an_action_runs_is_left_alone) {
+    volume().make_file(".Trashes/a");
+    std::unique_ptr<covering_volume> another;
+    faster_hand somebody("OK\n", [&] {
+        another = std::make_unique<covering_volume>(volume().path());
+        fs::create_directory(path_of(".Trashes"));
+        another->put(".Trashes/precious", "of another card");
+    });
+    QTest::mouseClick(app().UI_removeTrashesData_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(),
+              lines({"OK", "d: b: 1", "ERR: " + path_of(".Trashes: Stale file handle"), "-4"}));
+    EXPECT_TRUE(fs::exists(path_of(".Trashes/precious")));
+}
+
+TEST_F(housekeeping_guard, a_marker_is_made_on_the_volume_that_was_looked_at) {
+    volume().make_folder(".fseventd");
+    std::unique_ptr<covering_volume> another;
+    faster_hand somebody("", [&] {
+        another = std::make_unique<covering_volume>(volume().path());
+        fs::create_directory(path_of(".fseventd"));
+    });
+    QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
+    EXPECT_EQ(somebody.said(), lines({"d: b 0"}));
+    EXPECT_TRUE(fs::is_empty(path_of(".fseventd")));
+    another.reset();
+    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+}
+
+// Who may not list a folder may still use it.
+TEST_F(housekeeping_guard, folders_that_can_be_used_but_not_listed_are_enough) {
+    volume().make_file(".fseventd/no_log");
+    volume().make_folder(".Trashes/a");
+    for (const char *name : {".fseventd", ""})
+        ASSERT_EQ(chmod(path_of(name).c_str(), 0333), 0);
+    const bool reads_everything = access(path_of(".fseventd").c_str(), R_OK) == 0;
+    SKIP_IF_MISSING(reads_everything && geteuid() != 0 ? "permissions that count" : "");
+    const uid_t before = geteuid();
+    // Root may do everything; another user sees what the permissions allow.
+    if (before == 0) {
+        ASSERT_EQ(chmod(fs::path(volume().path()).parent_path().c_str(), 0755), 0);
+        ASSERT_EQ(seteuid(65534), 0);
+    }
+    EXPECT_EQ(toggle_logging(), lines({"d: b 1"}));
+    EXPECT_EQ(toggle_logging(), lines({"d: b 0"}));
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_EQ(seteuid(before), 0);
+    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+    EXPECT_TRUE(fs::exists(path_of(".metadata_never_index")));
+}
+
+// The line that names what stays is one line, whatever it is called.
+TEST_F(housekeeping_guard, a_name_on_the_volume_makes_no_line_of_its_own) {
+    volume().make_file(".Trashes/x\nOK");
+    const app_tests::covered_file mounted(path_of(".Trashes/x\nOK"), "precious");
+    EXPECT_EQ(remove_trashes_data(),
+              lines({"OK", "d: b: 1",
+                     "ERR: " + path_of(".Trashes/x\\x0AOK: Device or resource busy"), "-4"}));
+}
+
+TEST_F(housekeeping_guard, the_console_is_not_for_these_lines) {
+    make_all_markers();
+    app().writeToConsole("as it was\n");
+    tick();
+    const QString before = app().UI_consoleOutput->toPlainText();
+    toggle_spotlight();
+    toggle_spotlight();
+    remove_spotlight_data();
+    remove_trashes_data();
+    toggle_logging();
+    toggle_logging();
+    tick();
+    EXPECT_EQ(app().UI_consoleOutput->toPlainText(), before);
+}
+
+TEST_F(housekeeping_guard, spotlight_data_that_cannot_go_are_named_as_well) {
+    volume().make_file(".Spotlight-V100/a");
+    const app_tests::covered_file mounted(path_of(".Spotlight-V100/a"), "precious");
+    EXPECT_EQ(remove_spotlight_data(),
+              lines({"OK", "d: b: 1",
+                     "ERR: " + path_of(".Spotlight-V100/a: Device or resource busy"), "-4"}));
+    EXPECT_EQ(spotlight_data(), "Found Spotlight data.");
+}

@@ -1,0 +1,271 @@
+// The four actions on a volume's markers, pressed as a user presses them: what they
+// leave on the volume, what they say, and that they harm nothing else.
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "housekeeping_support.h"
+
+using app_tests::housekeeping;
+using app_tests::log_of;
+using app_tests::memory_volume;
+using app_tests::working_directory;
+using system_tests::image_volume;
+using system_tests::missing_for_images;
+using system_tests::private_folder;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+bool is_empty_file(const std::string &path) {
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+bool is_there(const std::string &path) {
+    return fs::symlink_status(path).type() != fs::file_type::not_found;
+}
+
+const lines nothing;
+const lines removed = {"OK", "d: b: 1", "ERR: (null)", "-4"};
+const lines nothing_to_remove = {"OK", "d: b: 0"};
+
+}  // namespace
+
+TEST_F(housekeeping, the_spotlight_toggle_makes_the_marker_and_removes_it_again) {
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(spotlight_status(), "Spotlight is not disabled.");
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_EQ(volume().content(), lines({".metadata_never_index"}));
+    EXPECT_TRUE(is_empty_file(path_of(".metadata_never_index")));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(spotlight_status(), "Spotlight is disabled.");
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_EQ(volume().content(), nothing);
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(spotlight_status(), "Spotlight is not disabled.");
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+}
+
+TEST_F(housekeeping, the_displays_labels_follow_at_its_next_tick_and_not_before) {
+    volume().make_folder(".Spotlight-V100");
+    volume().make_folder(".Trashes");
+    EXPECT_EQ(spotlight_data(), "Found Spotlight data.");
+    EXPECT_EQ(trashes_data(), "Found Trashes data.");
+    toggle_spotlight();
+    remove_spotlight_data();
+    remove_trashes_data();
+    EXPECT_EQ(app().UI_volumesSpotlightStatus->text(), "Spotlight is not disabled.");
+    EXPECT_EQ(app().UI_volumesSpotlightThere->text(), "Found Spotlight data.");
+    EXPECT_EQ(app().UI_volumesTrashes->text(), "Found Trashes data.");
+    EXPECT_EQ(spotlight_status(), "Spotlight is disabled.");
+    EXPECT_EQ(spotlight_data(), "No Spotlight data found.");
+    EXPECT_EQ(trashes_data(), "No Trashes data found.");
+}
+
+TEST_F(housekeeping, a_marker_that_holds_something_is_removed_with_it) {
+    volume().make_file(".metadata_never_index");
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    volume().make_file(".metadata_never_index/a/b");
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_EQ(volume().content(), nothing);
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+}
+
+TEST_F(housekeeping, a_removal_tells_its_four_lines_and_changes_no_title) {
+    volume().make_file(".Spotlight-V100/Store-V2/one");
+    volume().make_file(".Trashes/501/two");
+    volume().make_file("three");
+    EXPECT_EQ(remove_trashes_data(), removed);
+    EXPECT_EQ(volume().content(), lines({".Spotlight-V100", "three"}));
+    EXPECT_EQ(remove_spotlight_data(), removed);
+    EXPECT_EQ(volume().content(), lines({"three"}));
+    EXPECT_EQ(app().UI_removeSpotlightData_outlet->text(), "Remove Spotlight Data");
+    EXPECT_EQ(app().UI_removeTrashesData_outlet->text(), "Remove Trashes Data");
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(logging_title(), "Disable Logging");
+}
+
+TEST_F(housekeeping, a_removal_of_what_is_absent_tells_two_lines) {
+    volume().make_file("Trashes/.Trashes");
+    EXPECT_EQ(remove_trashes_data(), nothing_to_remove);
+    EXPECT_EQ(remove_spotlight_data(), nothing_to_remove);
+    EXPECT_EQ(volume().content(), lines({"Trashes"}));
+}
+
+TEST_F(housekeeping, a_removal_that_fails_names_what_stays_and_why) {
+    volume().make_file(".Trashes/a/b");
+    volume().set_read_only(true);
+    EXPECT_EQ(
+        remove_trashes_data(),
+        lines({"OK", "d: b: 1", "ERR: " + path_of(".Trashes/a/b: Read-only file system"), "-4"}));
+    EXPECT_EQ(trashes_data(), "Found Trashes data.");
+}
+
+TEST_F(housekeeping, what_cannot_go_stays_alone) {
+    volume().make_file(".Trashes/gone");
+    volume().make_file(".Trashes/folder/gone");
+    volume().make_file(".Trashes/mounted");
+    const app_tests::covered_file mounted(path_of(".Trashes/mounted"), "precious");
+    EXPECT_EQ(remove_trashes_data(),
+              lines({"OK", "d: b: 1",
+                     "ERR: " + path_of(".Trashes/mounted: Device or resource busy"), "-4"}));
+    EXPECT_FALSE(is_there(path_of(".Trashes/gone")));
+    EXPECT_FALSE(is_there(path_of(".Trashes/folder")));
+    EXPECT_TRUE(is_there(path_of(".Trashes/mounted")));
+    EXPECT_EQ(trashes_data(), "Found Trashes data.");
+}
+
+TEST_F(housekeeping, a_toggle_that_cannot_create_says_so_and_its_title_flips_all_the_same) {
+    volume().make_folder(".fseventd");
+    volume().set_read_only(true);
+    EXPECT_EQ(toggle_spotlight(),
+              lines({"ERR: Can't write file " + path_of(".metadata_never_index") + "."}));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(spotlight_status(), "Spotlight is not disabled.");
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(toggle_logging(),
+              lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));
+    EXPECT_EQ(logging_title(), "Enable Logging");
+}
+
+TEST_F(housekeeping, a_toggle_that_cannot_remove_says_so_and_its_title_flips_all_the_same) {
+    volume().make_file(".metadata_never_index");
+    volume().make_file(".fseventd/no_log");
+    volume().set_read_only(true);
+    EXPECT_EQ(toggle_spotlight(),
+              lines({"ERR: " + path_of(".metadata_never_index: Read-only file system")}));
+    EXPECT_EQ(spotlight_title(), "Disable Spotlight");
+    EXPECT_EQ(spotlight_status(), "Spotlight is disabled.");
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(toggle_logging(),
+              lines({"d: b 1", "ERR: " + path_of(".fseventd/no_log: Read-only file system")}));
+    EXPECT_EQ(logging_title(), "Disable Logging");
+}
+
+TEST_F(housekeeping, the_logging_toggle_without_its_folder_fails_and_the_display_looks_elsewhere) {
+    EXPECT_EQ(logging_status(), "Enabled.");
+    volume().make_file(".fseventsd/no_log");
+    EXPECT_EQ(logging_status(), "Disabled.");
+    EXPECT_EQ(toggle_logging(),
+              lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));
+    EXPECT_EQ(logging_title(), "Enable Logging");
+    EXPECT_EQ(logging_status(), "Disabled.");
+    EXPECT_EQ(logging_title(), "Enable Logging");
+    EXPECT_EQ(volume().content(), lines({".fseventsd"}));
+}
+
+TEST_F(housekeeping, the_logging_toggle_works_in_its_own_folder_which_the_display_never_sees) {
+    volume().make_folder(".fseventd");
+    volume().make_folder(".fseventsd");
+    EXPECT_EQ(toggle_logging(), lines({"d: b 0"}));
+    EXPECT_TRUE(is_empty_file(path_of(".fseventd/no_log")));
+    EXPECT_EQ(logging_title(), "Enable Logging");
+    EXPECT_EQ(logging_status(), "Enabled.");
+    EXPECT_EQ(logging_title(), "Enable Logging");
+    EXPECT_EQ(toggle_logging(), lines({"d: b 1"}));
+    EXPECT_FALSE(is_there(path_of(".fseventd/no_log")));
+    EXPECT_TRUE(is_there(path_of(".fseventd")));
+    EXPECT_EQ(logging_title(), "Disable Logging");
+    EXPECT_EQ(logging_status(), "Enabled.");
+}
+
+TEST_F(housekeeping, trashes_and_logging_can_always_be_pressed_and_spotlight_when_writable) {
+    const auto always_enabled = [&] {
+        return app().UI_removeTrashesData_outlet->isEnabled() &&
+               app().UI_disableLogging_outlet->isEnabled();
+    };
+    volume().set_read_only(true);
+    choose_quietly(volume().path());
+    EXPECT_FALSE(app().UI_disableSpotlight_outlet->isEnabled());
+    EXPECT_FALSE(app().UI_removeSpotlightData_outlet->isEnabled());
+    EXPECT_TRUE(always_enabled());
+    volume().set_read_only(false);
+    choose_quietly(volume().path());
+    EXPECT_TRUE(app().UI_disableSpotlight_outlet->isEnabled());
+    EXPECT_TRUE(app().UI_removeSpotlightData_outlet->isEnabled());
+    for (const std::uint32_t state : {UI_STATE_INIT, UI_STATE_WAITING, UI_STATE_TESTING}) {
+        uiState = state;
+        tick();
+        EXPECT_TRUE(always_enabled());
+    }
+    uiState = UI_STATE_WAITING;
+}
+
+TEST_F(housekeeping, names_of_volumes_are_taken_as_they_are) {
+    const memory_volume odd(system_tests::mib, "NO NAME \xC3\xBC 100% %@ <b>");
+    choose_quietly(odd.path());
+    EXPECT_EQ(toggle_logging(),
+              lines({"d: b 0", "ERR: Can't write file " + odd.file(".fseventd/no_log") + "."}));
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_EQ(odd.content(), lines({".metadata_never_index"}));
+}
+
+TEST_F(housekeeping, works_on_a_file_system_of_a_device) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    const image_volume card(16 * system_tests::mib, {"mkfs.ext4", "-q"}, {}, "ext4");
+    choose_quietly(card.path());
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_TRUE(is_empty_file(card.file(".metadata_never_index")));
+    EXPECT_EQ(spotlight_status(), "Spotlight is disabled.");
+    EXPECT_EQ(toggle_spotlight(), nothing);
+    EXPECT_FALSE(is_there(card.file(".metadata_never_index")));
+    fs::create_directories(card.file(".Trashes/501/deep"));
+    fs::create_directories(card.file(".Spotlight-V100/Store-V2"));
+    EXPECT_EQ(remove_trashes_data(), removed);
+    EXPECT_EQ(remove_spotlight_data(), removed);
+    EXPECT_EQ(remove_trashes_data(), nothing_to_remove);
+    EXPECT_FALSE(is_there(card.file(".Trashes")));
+    EXPECT_FALSE(is_there(card.file(".Spotlight-V100")));
+}
+
+namespace {
+
+// Before a volume is chosen, its path is "-".
+class housekeeping_without_a_volume : public housekeeping {
+ protected:
+    void SetUp() override { fs::create_directory(m_folder.path() + "/-"); }
+
+    std::string marker(const std::string &name) const { return m_folder.path() + "/-/" + name; }
+
+ private:
+    const private_folder m_folder;
+    const working_directory m_directory{m_folder.path()};
+};
+
+}  // namespace
+
+TEST_F(housekeeping_without_a_volume, the_markers_are_below_the_working_directory) {
+    EXPECT_EQ(log_of([&] { app().UI_disableSpotlight(); }), nothing);
+    EXPECT_TRUE(is_empty_file(marker(".metadata_never_index")));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(log_of([&] { app().UI_disableSpotlight(); }), nothing);
+    EXPECT_FALSE(is_there(marker(".metadata_never_index")));
+    EXPECT_EQ(toggle_logging(), lines({"d: b 0", "ERR: Can't write file -/.fseventd/no_log."}));
+    fs::create_directory(marker(".fseventd"));
+    EXPECT_EQ(toggle_logging(), lines({"d: b 0"}));
+    EXPECT_TRUE(is_empty_file(marker(".fseventd/no_log")));
+    EXPECT_EQ(toggle_logging(), lines({"d: b 1"}));
+    EXPECT_FALSE(is_there(marker(".fseventd/no_log")));
+    fs::create_directories(marker(".Trashes/a"));
+    fs::create_directories(marker(".Spotlight-V100/a"));
+    EXPECT_EQ(remove_trashes_data(), removed);
+    EXPECT_EQ(log_of([&] { app().UI_removeSpotlightData(); }), removed);
+    EXPECT_FALSE(is_there(marker(".Trashes")));
+    EXPECT_FALSE(is_there(marker(".Spotlight-V100")));
+}
+
+TEST_F(housekeeping_without_a_volume, and_without_such_a_folder_nothing_is_made_or_removed) {
+    fs::remove(marker(""));
+    EXPECT_EQ(log_of([&] { app().UI_disableSpotlight(); }),
+              lines({"ERR: Can't write file -/.metadata_never_index."}));
+    EXPECT_EQ(spotlight_title(), "Enable Spotlight");
+    EXPECT_EQ(remove_trashes_data(), nothing_to_remove);
+    EXPECT_EQ(log_of([&] { app().UI_removeSpotlightData(); }), nothing_to_remove);
+    EXPECT_TRUE(fs::is_empty("."));
+}

@@ -1,0 +1,367 @@
+// A user who has no mouse: from the disclaimer through every control of the window
+// and every question, each key going where the screen would send it.
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QWindow>
+#include <algorithm>
+#include <map>
+
+#include "window_view_support.h"
+
+using app_tests::answers;
+using app_tests::memory_volume;
+using system_tests::missing_for_mounts;
+
+namespace {
+
+// To the window or menu that has the keyboard, not to a widget of the test's choice.
+void type(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    QWindow *window = QGuiApplication::focusWindow();
+    if (const QWidget *const menu = QApplication::activePopupWidget())
+        window = menu->windowHandle();
+    ASSERT_NE(window, nullptr);
+    QTest::keyClick(window, key, modifiers);
+}
+
+QString focused_name() {
+    const QWidget *const focus = QApplication::focusWidget();
+    return focus == nullptr ? QString() : focus->objectName();
+}
+
+// Moves with this key until the button with this title has the focus.
+void move_to(const QString &title, Qt::Key key) {
+    for (int i = 0; i < 10; ++i) {
+        const auto *const button = dynamic_cast<QPushButton *>(QApplication::focusWidget());
+        if (button != nullptr && button->text() == title)
+            return;
+        type(key);
+    }
+    ADD_FAILURE() << "the key does not lead to " << title.toStdString();
+}
+
+class keyboard : public app_tests::window_view {
+ protected:
+    void enable_everything() {
+        window().findChild<QPushButton *>("verdictReasons")->show();
+        for (QPushButton *button : seen<QPushButton>())
+            button->setEnabled(true);
+        settle();
+    }
+
+    // Names of what can have the focus now, as it is read: groups from top to bottom,
+    // in a group line by line, in a line from left to right.
+    QStringList in_reading_order() {
+        std::vector<QWidget *> controls;
+        for (QPushButton *button : seen<QPushButton>()) {
+            if (button->isEnabled())
+                controls.push_back(button);
+        }
+        controls.push_back(app().UI_consoleOutput);
+        std::sort(controls.begin(), controls.end(), [this](QWidget *left, QWidget *right) {
+            const QPoint a = left->mapTo(&window(), left->rect().center());
+            const QPoint b = right->mapTo(&window(), right->rect().center());
+            // Controls of one line may differ a little in height.
+            return std::abs(a.y() - b.y()) > 8 ? a.y() < b.y() : a.x() < b.x();
+        });
+        QStringList names;
+        for (const QWidget *control : controls)
+            names.append(control->objectName());
+        return names;
+    }
+
+    // Where the key leads, from where the focus is until it is there again.
+    static QStringList walk(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QStringList names;
+        const QString first = focused_name();
+        do {
+            names.append(focused_name());
+            type(key, modifiers);
+        } while (focused_name() != first && names.size() < 40);
+        EXPECT_EQ(focused_name(), first) << "it does not come round";
+        return names;
+    }
+
+    void expect_walk_in_reading_order() {
+        const QStringList order = in_reading_order();
+        ASSERT_TRUE(becomes_active());
+        window().findChild<QWidget *>(order.constFirst())->setFocus();
+        EXPECT_EQ(walk(Qt::Key_Tab), order);
+        QStringList back = order;
+        std::reverse(back.begin() + 1, back.end());
+        EXPECT_EQ(walk(Qt::Key_Tab, Qt::ShiftModifier), back);
+    }
+
+    // Start-up in which `act` answers the disclaimer. Whether it was accepted.
+    bool start_up(const std::function<void()> &act) {
+        answers user;
+        user.then([act](QDialog &) { act(); });
+        return app().applicationDidFinishLaunching();
+    }
+};
+
+}  // namespace
+
+TEST_F(keyboard, answers_the_disclaimer_by_arrow_or_tab_and_space) {
+    const QString yes = "Yes, I know what I am doing";
+    for (const Qt::Key key : {Qt::Key_Right, Qt::Key_Tab, Qt::Key_Left, Qt::Key_Down}) {
+        EXPECT_TRUE(start_up([&] {
+            EXPECT_EQ(dynamic_cast<QPushButton *>(QApplication::focusWidget())->text(), "Quit");
+            move_to(yes, key);
+            type(Qt::Key_Space);
+        })) << key;
+        app().applicationWillTerminate();
+    }
+}
+
+TEST_F(keyboard, answers_the_disclaimer_by_return_on_the_button_with_the_focus) {
+    EXPECT_TRUE(start_up([] {
+        move_to("Yes, I know what I am doing", Qt::Key_Tab);
+        type(Qt::Key_Return);
+    }));
+    app().applicationWillTerminate();
+    EXPECT_TRUE(start_up([] {
+        move_to("Yes, I know what I am doing", Qt::Key_Tab);
+        type(Qt::Key_Enter, Qt::KeypadModifier);
+    }));
+}
+
+TEST_F(keyboard, starts_at_the_first_control_after_the_disclaimer) {
+    ASSERT_TRUE(start_up([] {
+        move_to("Yes, I know what I am doing", Qt::Key_Tab);
+        type(Qt::Key_Space);
+    }));
+    ASSERT_TRUE(becomes_active());
+    if (QApplication::focusWidget() == nullptr || QApplication::focusWidget() == &window())
+        type(Qt::Key_Tab);
+    EXPECT_EQ(focused_name(), "UI_open_device_outlet");
+}
+
+TEST_F(keyboard, walks_through_all_that_is_enabled_after_start_up_and_round_again) {
+    accept_disclaimer();
+    EXPECT_FALSE(in_reading_order().contains("UI_start"));
+    expect_walk_in_reading_order();
+}
+
+TEST_F(keyboard, walks_through_everything_in_reading_order_and_round_again) {
+    enable_everything();
+    EXPECT_EQ(in_reading_order().size(), 17);
+    expect_walk_in_reading_order();
+}
+
+TEST_F(keyboard, walks_in_reading_order_in_a_small_and_in_a_large_window) {
+    enable_everything();
+    for (const QSize &size : {QSize(800, 600), QSize(1600, 1000)}) {
+        show_in_size(size);
+        expect_walk_in_reading_order();
+    }
+}
+
+TEST_F(keyboard, goes_on_from_a_control_that_a_test_disables_under_the_focus) {
+    enable_everything();
+    ASSERT_TRUE(becomes_active());
+    app().UI_start->setFocus();
+    app().UI_start->setEnabled(false);
+    EXPECT_NE(QApplication::focusWidget(), app().UI_start);
+    ASSERT_NE(QApplication::focusWidget(), nullptr) << "the keyboard leads nowhere";
+    EXPECT_EQ(walk(Qt::Key_Tab).size(), 16);
+}
+
+TEST_F(keyboard, reads_the_console_and_leaves_it) {
+    app().writeToConsole(std::string(500, '\n') + "the last line");
+    ASSERT_TRUE(becomes_active());
+    app().UI_consoleOutput->setFocus();
+    type(Qt::Key_Home, Qt::ControlModifier);
+    EXPECT_EQ(app().UI_consoleOutput->verticalScrollBar()->value(), 0);
+    type(Qt::Key_End, Qt::ControlModifier);
+    EXPECT_GT(app().UI_consoleOutput->verticalScrollBar()->value(), 0);
+    type(Qt::Key_A, Qt::ControlModifier);
+    type(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_TRUE(QApplication::clipboard()->text().endsWith("the last line"));
+    type(Qt::Key_X);
+    type(Qt::Key_Backspace);
+    EXPECT_TRUE(console().ends_with("the last line")) << "it can be edited";
+    EXPECT_EQ(focused_name(), "UI_consoleOutput");
+    type(Qt::Key_Tab);
+    EXPECT_EQ(focused_name(), "UI_showInfo_outlet");
+}
+
+namespace {
+
+const QString not_there = "The chosen volume is not there any more";
+// What each button asks when the chosen volume has gone, by its alert's message.
+const std::map<QString, QString> questions = {
+    {"UI_start", not_there},
+    {"verdictReasons", "Verdict of the last test: No test yet"},
+    {"UI_disableSpotlight_outlet", not_there},
+    {"helpDisableSpotlight", "Disable / Enable Spotlight"},
+    {"UI_removeSpotlightData_outlet", not_there},
+    {"helpRemoveSpotlightData", "Remove Spotlight Data"},
+    {"UI_disableLogging_outlet", not_there},
+    {"helpDisableLogging", "Disable Logging"},
+    {"UI_removeTrashesData_outlet", not_there},
+    {"helpRemoveTrashesData", "Remove Trashes Data"},
+    {"helpRemoveLoggingData", "Remove Logging Data"},
+    {"helpHiddenFiles", "How to show hidden Files and Folders within Finder"},
+    {"UI_showInfo_outlet", "Info"},
+    {"UI_feedback_outlet", "Leave Feedback"}};
+
+// Presses every button that asks something, with its volume gone.
+class keyboard_presses : public keyboard {
+ protected:
+    void SetUp() override {
+        SKIP_IF_MISSING(missing_for_mounts());
+        m_volume = std::make_unique<memory_volume>();
+        choose(m_volume->path());
+        m_volume->take_away();
+        enable_everything();
+    }
+
+    // Each alert is closed by `close`, and the button has the focus again.
+    void press_each(const std::function<void(QDialog &)> &close) {
+        for (const auto &[name, message] : questions) {
+            ASSERT_TRUE(becomes_active());
+            window().findChild<QPushButton *>(name)->setFocus();
+            answers user;
+            user.then([close, message = message](QDialog &dialog) {
+                const auto *const alert = dynamic_cast<QMessageBox *>(&dialog);
+                ASSERT_NE(alert, nullptr);
+                EXPECT_EQ(alert->text(), message);
+                const QPointer<QDialog> open(&dialog);
+                close(dialog);
+                if (open && open->isVisible()) {
+                    ADD_FAILURE() << "still open: " << message.toStdString();
+                    open->reject();
+                }
+            });
+            type(Qt::Key_Space);
+            EXPECT_TRUE(user.all_given()) << name.toStdString();
+            ASSERT_TRUE(becomes_active());
+            EXPECT_EQ(focused_name(), name);
+        }
+    }
+
+ private:
+    std::unique_ptr<memory_volume> m_volume;
+};
+
+}  // namespace
+
+TEST_F(keyboard_presses, know_every_button_that_asks) {
+    QStringList others;
+    for (const QString &name : in_reading_order()) {
+        if (!questions.contains(name))
+            others.append(name);
+    }
+    EXPECT_EQ(others,
+              QStringList({"UI_open_device_outlet", "UI_consoleOutput", "UI_shareButton_outlet"}));
+}
+
+TEST_F(keyboard_presses, every_button_by_space_and_escape_closes_its_alert) {
+    press_each([](QDialog &) { type(Qt::Key_Escape); });
+}
+
+TEST_F(keyboard_presses, tab_comes_to_every_button_of_an_alert_and_space_presses_it) {
+    press_each([](QDialog &dialog) {
+        const auto &alert = dynamic_cast<QMessageBox &>(dialog);
+        const QStringList titles = app_tests::button_titles(alert);
+        QStringList visited;
+        for (int i = 0; i < 6; ++i) {
+            if (const auto *const button = dynamic_cast<QPushButton *>(QApplication::focusWidget()))
+                visited.append(button->text());
+            type(Qt::Key_Tab);
+        }
+        for (const QString &title : titles)
+            EXPECT_TRUE(visited.contains(title)) << title.toStdString();
+        move_to(titles.constLast(), Qt::Key_Tab);
+        type(Qt::Key_Space);
+    });
+}
+
+TEST_F(keyboard_presses, the_arrows_come_to_every_button_of_an_alert_and_return_presses_it) {
+    press_each([](QDialog &dialog) {
+        const auto &alert = dynamic_cast<QMessageBox &>(dialog);
+        move_to(app_tests::button_titles(alert).constLast(), Qt::Key_Right);
+        type(Qt::Key_Return);
+    });
+}
+
+TEST_F(keyboard, opens_the_panel_by_space_and_closes_it_by_escape) {
+    ASSERT_TRUE(becomes_active());
+    app().UI_open_device_outlet->setFocus();
+    answers user;
+    user.then([](QDialog &panel) {
+        EXPECT_EQ(panel.windowTitle(), "Choose a volume");
+        type(Qt::Key_Escape);
+        EXPECT_FALSE(panel.isVisible());
+    });
+    type(Qt::Key_Space);
+    EXPECT_TRUE(user.all_given());
+    EXPECT_EQ(uiState, UI_STATE_INIT);
+}
+
+TEST_F(keyboard, opens_the_menu_for_sharing_and_chooses_in_it) {
+    accept_disclaimer();
+    ASSERT_TRUE(becomes_active());
+    app().UI_shareButton_outlet->setFocus();
+    QApplication::clipboard()->setText("before");
+    const auto open_menu = [this] {
+        EXPECT_TRUE(becomes_active());
+        type(Qt::Key_Space);
+        return QTest::qWaitFor([] { return QApplication::activePopupWidget() != nullptr; }) &&
+               QApplication::activePopupWidget()->objectName() == "shareMenu";
+    };
+    ASSERT_TRUE(open_menu());
+    type(Qt::Key_Escape);
+    settle();
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+    EXPECT_FALSE(app().UI_shareButton_outlet->isDown());
+    EXPECT_EQ(QApplication::clipboard()->text(), "before");
+    ASSERT_TRUE(open_menu());
+    type(Qt::Key_Down);
+    type(Qt::Key_Return);
+    settle();
+    EXPECT_TRUE(QApplication::clipboard()->text().startsWith("I just used trovik"));
+    EXPECT_FALSE(app().UI_shareButton_outlet->isDown());
+    EXPECT_EQ(focused_name(), "UI_shareButton_outlet");
+}
+
+TEST_F(keyboard, its_shortcuts_work_wherever_the_focus_is) {
+    enable_everything();
+    int started = 0;
+    QObject::connect(app().UI_start, &QPushButton::clicked, [&] { ++started; });
+    // Nothing is tested: there is no volume, and the controller's own answer is not asked.
+    QObject::disconnect(app().UI_start, nullptr, &app(), nullptr);
+    const QStringList names = in_reading_order();
+    for (const QString &name : names) {
+        ASSERT_TRUE(becomes_active());
+        window().findChild<QWidget *>(name)->setFocus();
+        answers user;
+        user.then([](QDialog &panel) { panel.reject(); });
+        type(Qt::Key_O, Qt::ControlModifier);
+        EXPECT_TRUE(user.all_given()) << name.toStdString();
+        ASSERT_TRUE(becomes_active());
+        type(Qt::Key_Return, Qt::ControlModifier);
+    }
+    EXPECT_EQ(started, names.size());
+    app().UI_consoleOutput->setFocus();
+    type(Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_FALSE(window().isVisible());
+}
+
+TEST_F(keyboard, its_shortcuts_do_nothing_below_a_question) {
+    answers user;
+    user.then([this](QDialog &alert) {
+        type(Qt::Key_Q, Qt::ControlModifier);
+        type(Qt::Key_O, Qt::ControlModifier);
+        EXPECT_TRUE(window().isVisible());
+        EXPECT_EQ(QApplication::activeModalWidget(), &alert);
+        type(Qt::Key_Escape);
+    });
+    app().UI_showInfo();
+}

@@ -1,0 +1,151 @@
+// A user in front of the window, as a program of its own, because the process ends in
+// these stories: tests_app_scenario STORY VOLUME. It accepts the disclaimer, takes the
+// volume, presses Start, and then does what the story says. What the user sees is
+// written to standard output, one line each:
+//
+//   alert: MESSAGE | INFORMATIVE | BUTTONS    line breaks as \n
+//   testing, phase: writing, phase: reading
+//   result: VERDICT
+//   closing the window                        and what else the user does
+#include <QApplication>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QTimer>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "app/TRAppDelegate.h"
+#include "app/alert.h"
+#include "app/controller_state.h"
+#include "model/engine_results.h"
+#include "pictures.h"
+
+namespace {
+
+void say(const QString &line) {
+    QString escaped = line;
+    std::printf("%s\n", escaped.replace('\n', "\\n").toUtf8().constData());
+    std::fflush(stdout);
+}
+
+// The user: looks at the window a hundred times a second.
+class user {
+ public:
+    user(TRAppDelegate &app, std::string story) : m_app(app), m_story(std::move(story)) {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { look(); });
+        m_timer.start(10);
+    }
+
+ private:
+    void look() {
+        if (auto *const box = dynamic_cast<QMessageBox *>(QApplication::activeModalWidget()))
+            see_alert(*box);
+        const engine_phase before = m_phase;
+        m_phase = engine_results_phase();
+        if (m_phase == ENGINE_PHASE_WRITING && before != m_phase)
+            see_writing();
+        if (m_phase == ENGINE_PHASE_READING && before != m_phase)
+            say("phase: reading");
+        if (m_tested && uiState == UI_STATE_WAITING)
+            see_result();
+        if (!m_tested && uiState == UI_STATE_TESTING) {
+            m_tested = true;
+            say("testing");
+        }
+    }
+
+    void see_alert(QMessageBox &box) {
+        if (m_last == &box || !box.isVisible())
+            return;
+        m_last = &box;
+        if (box.text().startsWith("Create BACKUP")) {
+            box.buttons().constLast()->click();
+            return;
+        }
+        QStringList titles;
+        for (const QAbstractButton *button : box.buttons())
+            titles += button->text();
+        say("alert: " + box.text() + " | " + box.informativeText() + " | " + titles.join(", "));
+        // The engine has failed; other questions stay as they are.
+        if (box.icon() != QMessageBox::Critical)
+            return;
+        if (m_story == "take-pictures")
+            app_tests::take_both_palettes(box, "end-of-process");
+        if (m_story == "close-over-the-alert")
+            close();
+        else
+            box.buttons().constFirst()->click();
+    }
+
+    void see_writing() {
+        say("phase: writing");
+        if (m_story == "close")
+            close();
+        if (m_story == "close-before-the-alert") {
+            // The engine fails while the main thread is not there to hear of it.
+            engine_write_results written = {};
+            while (written.write_error == 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                engine_results_write(&written);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            close();
+        }
+        if (m_story == "with-an-alert-open")
+            QTimer::singleShot(0, m_app.window, [this] {
+                alert_run(m_app.window,
+                          {.message = "A question", .informative = {}, .buttons = {"OK"}});
+                say("the question is closed");
+            });
+    }
+
+    void see_result() {
+        m_tested = false;
+        say("result: " + m_app.window->findChild<QLabel *>("verdictTitle")->text());
+        close();
+    }
+
+    void close() {
+        say("closing the window");
+        m_app.window->close();
+    }
+
+    TRAppDelegate &m_app;
+    const std::string m_story;
+    QTimer m_timer;
+    QPointer<QMessageBox> m_last;
+    engine_phase m_phase = ENGINE_PHASE_IDLE;
+    bool m_tested = false;
+};
+
+}  // namespace
+
+int main(int argc, char *argv[]) {
+    if (argc != 3)
+        return EXIT_FAILURE;
+    const std::string story = argv[1];
+    const QString volume = QString::fromLocal8Bit(argv[2]);
+    QApplication app(argc, argv);
+    TRAppDelegate controller;
+    QApplication::setQuitOnLastWindowClosed(
+        controller.applicationShouldTerminateAfterLastWindowClosed());
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &controller,
+                     [&] { controller.applicationWillTerminate(); });
+    controller.window->show();
+    user somebody(controller, story);
+    QTimer::singleShot(0, &controller, [&] {
+        controller.applicationDidFinishLaunching();
+        if (controller.selectVolumeOfFolder(volume)) {
+            controller.updateUI();
+            controller.UI_start->click();
+        }
+    });
+    return controller.leaveProcess(QApplication::exec());
+}

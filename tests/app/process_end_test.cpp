@@ -1,0 +1,278 @@
+// How the program ends when a test goes wrong, when its window is closed during one,
+// and when it is started with words that make no sense. Each ending is that of a
+// process of its own.
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+
+#include "mounts.h"
+#include "process.h"
+#include "sector_oracle.h"
+#include "whole_run.h"
+
+using namespace app_tests;
+using namespace system_tests;
+
+namespace {
+
+constexpr auto files_may_be_left =
+    "The test files N.fff may still be on the volume; the next test removes them.";
+
+// A story of tests_app_scenario.
+class story : public child_process {
+ public:
+    story(const std::string &name, const std::string &volume)
+        : child_process({TROVIK_SCENARIO_PROGRAM, name, volume}, time_limit()) {}
+
+ private:
+    static process_options time_limit() {
+        process_options options;
+        options.timeout = std::chrono::seconds(60);
+        return options;
+    }
+};
+
+}  // namespace
+
+// What the alert of the engine's failure said, on one line; empty when there was none.
+static std::string failure_alert(const process_result &run) {
+    for (const std::string &line : lines_of(run.out)) {
+        // The engine's own words about a failed write may stand before it on the line.
+        const size_t at = line.find("alert: The test ");
+        if (at != std::string::npos)
+            return line.substr(at);
+    }
+    return {};
+}
+
+static bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+// In this order: what happened, the engine's own words, what to do.
+static void expect_alert(const process_result &run, const std::string &reason,
+                         const std::string &words, const std::string &then = files_may_be_left) {
+    const std::string alert = failure_alert(run);
+    const size_t reason_at = alert.find(" | " + reason + "\\n\\n");
+    const size_t words_at = alert.find(words);
+    const size_t then_at = alert.find("\\n\\n" + then + " | Quit");
+    EXPECT_NE(then_at, std::string::npos) << alert;
+    EXPECT_LT(reason_at, words_at) << alert;
+    EXPECT_LT(words_at, then_at) << alert;
+}
+
+// The console's text so far, before the engine's own last words.
+static void expect_console_on_standard_error(const process_result &run, const std::string &volume,
+                                             const std::string &last_words) {
+    std::vector<std::string> lines = lines_of(run.err);
+    std::transform(lines.begin(), lines.end(), lines.begin(), without_time);
+    const auto heading =
+        std::find(lines.begin(), lines.end(), "TIME - Start testing volume " + volume);
+    ASSERT_NE(heading, lines.end()) << run.err;
+    EXPECT_EQ(*(heading - 1), "TIME - -------------------------------");
+    const auto reason = std::find_if(
+        heading, lines.end(), [&](const std::string &line) { return contains(line, last_words); });
+    ASSERT_NE(reason, lines.end()) << run.err;
+    EXPECT_EQ(std::find(heading + 1, lines.end(), *heading), lines.end()) << "said twice";
+}
+
+static void expect_aborted(const process_result &run) {
+    EXPECT_EQ(run.signal_number, SIGABRT) << run.exit_status << run.out << run.err;
+    EXPECT_FALSE(run.timed_out);
+}
+
+constexpr auto gone = "The volume is not there any more: it was pulled out or unmounted.";
+
+TEST(process_end, a_card_unplugged_while_writing_ends_it_with_the_reason_and_the_console) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=8M", "--unplug-after-written=100K", "--unplug-error=ENODEV"});
+    const process_result run = story("wait", where.path()).wait();
+    expect_aborted(run);
+    expect_alert(run, gone, "Assertion failed: (written == fw->block_size)");
+    expect_console_on_standard_error(run, where.path(), "(written == fw->block_size)");
+    EXPECT_TRUE(contains(run.err, "Creating test file number 1 ...\n")) << run.err;
+    EXPECT_TRUE(contains(run.err, "\nWrite to file " + where.file("1.fff") + " failed\n"))
+        << run.err;
+}
+
+TEST(process_end, a_card_unplugged_while_reading_ends_it) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=ENODEV"});
+    const process_result run = story("wait", where.path()).wait();
+    expect_aborted(run);
+    expect_alert(run, gone, "Assertion failed: (*read_all || errno == EIO)");
+    expect_console_on_standard_error(run, where.path(), "(*read_all || errno == EIO)");
+    EXPECT_TRUE(contains(run.err, "Validating file number 1 ...")) << run.err;
+}
+
+// A reader that stays while its card does not: reading stops as on every input/output
+// error, and there is a result. Nothing can be removed any more.
+TEST(process_end, a_reader_without_its_card_gives_a_result_all_the_same) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=EIO"});
+    const process_result run = story("wait", where.path()).wait();
+    EXPECT_EQ(run.exit_status, 0) << run.signal_number << run.out << run.err;
+    EXPECT_FALSE(run.timed_out);
+    EXPECT_TRUE(contains(run.out, "result: Not all could be read\n")) << run.out;
+}
+
+// The card is there and can be read, but nothing on it can be changed any more. It is
+// the main thread that cleans up, and the report of the test comes before its end.
+TEST(process_end, a_card_that_becomes_read_only_while_reading_ends_it_with_the_error_number) {
+    SKIP_IF_MISSING(missing_for_cards());
+    SKIP_IF_MISSING(missing_for_mounts());
+    const card where({"--size=2M", "--read-rate=2M"});
+    story user("wait", where.path());
+    ASSERT_TRUE(user.wait_for_output("phase: reading\n", std::chrono::seconds(30)));
+    ASSERT_EQ(mount("none", where.path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    const process_result run = user.wait();
+    EXPECT_EQ(run.exit_status, EROFS) << run.signal_number << run.out << run.err;
+    expect_alert(run, "Removing test files failed.",
+                 "Can't remove file " + where.file("1.fff") + ": Read-only file system",
+                 "The test files N.fff may still be on the volume.");
+    EXPECT_EQ(failure_alert(run).rfind("alert: The test files could not be removed | ", 0), 0U);
+    EXPECT_TRUE(contains(failure_alert(run),
+                         "The test itself was complete: its verdict is in the window."));
+    expect_console_on_standard_error(run, where.path(), "Can't remove file");
+    EXPECT_TRUE(contains(run.err, " - 12: trovik version ")) << run.err;
+    EXPECT_TRUE(contains(run.err, " -  1: Volume intact .............. : YES\n")) << run.err;
+}
+
+TEST(process_end, an_open_alert_does_not_hide_the_end_of_a_test) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=8M", "--write-error=2000-2010", "--write-rate=2M"});
+    const process_result run = story("with-an-alert-open", where.path()).wait();
+    expect_aborted(run);
+    const size_t question = run.out.find("alert: A question");
+    ASSERT_NE(question, std::string::npos) << run.out;
+    EXPECT_GT(run.out.find("alert: The test has ended before its time | "), question);
+    expect_alert(run, "Writing to the volume failed: Input/output error.", "Assertion failed");
+}
+
+TEST(process_end, a_volume_covered_before_the_first_step_is_told_from_what_covers_it) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=2m");
+    story user("wait", where.path());
+    // In the pause, when the old test files have not been removed yet.
+    ASSERT_TRUE(user.wait_for_output("testing\n", std::chrono::seconds(30)));
+    const covering_volume another(where.path());
+    another.put("1.fff", "not of this test");
+    another.put("photo", "nor this");
+    const process_result run = user.wait();
+    EXPECT_EQ(run.exit_status, ENODEV) << run.out << run.err;
+    expect_alert(run, gone,
+                 "ERR: The volume was unmounted or replaced during the test: " + where.path());
+    EXPECT_EQ(another.contents(),
+              std::vector<std::string>({"1.fff=not of this test", "photo=nor this"}));
+}
+
+TEST(process_end, a_volume_unmounted_before_the_first_step_is_told_from_the_folder_below) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const private_folder below;
+    const std::string file_below = below.path() + "/1.fff";
+    std::ofstream(file_below) << "not of this test";
+    covering_volume where(below.path());
+    story user("wait", below.path());
+    ASSERT_TRUE(user.wait_for_output("testing\n", std::chrono::seconds(30)));
+    where.detach();
+    const process_result run = user.wait();
+    EXPECT_EQ(run.exit_status, ENODEV) << run.out << run.err;
+    expect_alert(run, gone,
+                 "ERR: The volume was unmounted or replaced during the test: " + below.path());
+    EXPECT_EQ(read_bytes(file_below, false), "not of this test");
+}
+
+// The test file that is being written is still open and is filled to its end.
+TEST(process_end, a_volume_covered_while_it_is_written_is_told_from_what_covers_it) {
+    SKIP_IF_MISSING(missing_for_cards());
+    SKIP_IF_MISSING(missing_for_mounts());
+    const card where({"--size=3M", "--write-rate=2M"});
+    story user("wait", where.path());
+    ASSERT_TRUE(user.wait_for_output("phase: writing\n", std::chrono::seconds(30)));
+    const covering_volume another(where.path());
+    another.put("1.fff", "not of this test");
+    const process_result run = user.wait();
+    EXPECT_EQ(run.exit_status, ENODEV) << run.out << run.err;
+    expect_alert(run, gone,
+                 "ERR: The volume was unmounted or replaced during the test: " + where.path());
+    EXPECT_EQ(another.contents(), std::vector<std::string>({"1.fff=not of this test"}));
+}
+
+// From the moment at which the window is closed.
+static process_result end_after_closing(story &user) {
+    EXPECT_TRUE(user.wait_for_output("closing the window\n", std::chrono::seconds(60)));
+    const auto closed = std::chrono::steady_clock::now();
+    const process_result run = user.wait();
+    EXPECT_LT(std::chrono::steady_clock::now() - closed, std::chrono::seconds(2));
+    EXPECT_FALSE(run.timed_out);
+    return run;
+}
+
+TEST(process_end, closing_the_window_during_a_test_ends_it_at_once_and_well) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=64M", "--write-rate=2M"});
+    story user("close", where.path());
+    const process_result run = end_after_closing(user);
+    EXPECT_EQ(run.exit_status, 0) << run.signal_number << run.out << run.err;
+    EXPECT_EQ(failure_alert(run), "");
+    EXPECT_EQ(where.test_files(), std::vector<int>{1}) << "left for the next test to remove";
+}
+
+TEST(process_end, closing_the_window_below_the_alert_ends_it_like_the_alert) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=8M", "--unplug-after-written=100K"});
+    story user("close-over-the-alert", where.path());
+    const process_result run = end_after_closing(user);
+    expect_aborted(run);
+    expect_alert(run, gone, "Assertion failed");
+}
+
+TEST(process_end, closing_the_window_before_the_alert_is_shown_ends_it_with_the_engines_status) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=8M", "--write-rate=2M", "--unplug-after-written=1M"});
+    story user("close-before-the-alert", where.path());
+    const process_result run = end_after_closing(user);
+    expect_aborted(run);
+    EXPECT_TRUE(contains(run.err, "Assertion failed: (written == fw->block_size)")) << run.err;
+}
+
+TEST(program, refuses_words_that_make_no_sense_with_one_line) {
+    for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
+             {"--nonsense"}, {"/tmp", "/tmp"}, {"/does/not/exist"}}) {
+        std::vector<std::string> all = words;
+        all.insert(all.begin(), TROVIK_PROGRAM);
+        const process_result run = run_program(all);
+        EXPECT_EQ(run.exit_status, 64) << words[0];
+        EXPECT_EQ(run.out, "") << words[0];
+        ASSERT_EQ(lines_of(run.err).size(), 1U) << words[0] << ": " << run.err;
+        EXPECT_EQ(run.err.rfind("trovik: ", 0), 0U) << run.err;
+        EXPECT_TRUE(contains(run.err, words[0].substr(words[0].rfind('-') + 1)) || words.size() > 1)
+            << run.err;
+    }
+}
+
+TEST(program, tells_its_version_and_its_usage) {
+    const process_result version = run_program({TROVIK_PROGRAM, "--version"});
+    EXPECT_EQ(version.exit_status, 0) << version.err;
+    EXPECT_EQ(version.out, "trovik 1.0.0-1\n");
+    const process_result help = run_program({TROVIK_PROGRAM, "--help"});
+    EXPECT_EQ(help.exit_status, 0) << help.err;
+    EXPECT_TRUE(contains(help.out, "[VOLUME]")) << help.out;
+    EXPECT_TRUE(contains(help.out, "--version")) << help.out;
+}
+
+TEST(program, opens_its_window_with_a_volume_and_can_be_ended_by_a_signal) {
+    const private_folder folder;
+    child_process program({TROVIK_PROGRAM, folder.path()});
+    usleep(1000000);
+    EXPECT_TRUE(program.is_running());
+    program.send_signal(SIGTERM);
+    const process_result run = program.wait();
+    EXPECT_EQ(run.signal_number, SIGTERM) << run.exit_status << run.out << run.err;
+    EXPECT_LT(run.took.count(), 2000);
+}

@@ -1,0 +1,106 @@
+// The system's version, from files of both kinds.
+#include "app/product_version.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <functional>
+
+namespace {
+
+class product_version_file : public testing::Test {
+ protected:
+    QString written(const QByteArray &content) const {
+        const QString path = m_folder.filePath("file");
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        EXPECT_EQ(file.write(content), content.size());
+        return path;
+    }
+    QString missing() const { return m_folder.filePath("missing"); }
+
+    QString of_plist(const QByteArray &body) const {
+        return product_version_from_plist(
+            written("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                    "<plist version=\"1.0\">\n<dict>\n" +
+                    body + "</dict>\n</plist>\n"));
+    }
+    QString of_release(const QByteArray &content) const {
+        return product_version_from_os_release(written(content));
+    }
+
+ private:
+    QTemporaryDir m_folder;
+};
+
+}  // namespace
+
+TEST_F(product_version_file, a_property_list_tells_its_product_version) {
+    EXPECT_EQ(of_plist("\t<key>ProductBuildVersion</key>\n\t<string>15G31</string>\n"
+                       "\t<key>ProductName</key>\n\t<string>Mac OS X</string>\n"
+                       "\t<key>ProductUserVisibleVersion</key>\n\t<string>10.11.7</string>\n"
+                       "\t<key>ProductVersion</key>\n\t<string>10.11.6</string>\n"
+                       "\t<key>Other</key>\n\t<string>1</string>\n"),
+              "10.11.6");
+}
+
+TEST_F(product_version_file, a_property_list_without_the_key_tells_nothing) {
+    EXPECT_EQ(of_plist("<key>ProductName</key><string>Mac OS X</string>"), "");
+    EXPECT_EQ(of_plist("<key>productversion</key><string>10.11.6</string>"), "");
+    EXPECT_EQ(of_plist("<string>ProductVersion</string><string>10.11.6</string>"), "");
+    EXPECT_EQ(of_plist(""), "");
+}
+
+TEST_F(product_version_file, a_version_that_is_no_text_is_not_taken_from_the_next_key) {
+    EXPECT_EQ(of_plist("<key>ProductVersion</key><integer>10</integer>"
+                       "<key>ProductName</key><string>Mac OS X</string>"),
+              "");
+}
+
+TEST_F(product_version_file, what_is_no_property_list_tells_nothing) {
+    EXPECT_EQ(product_version_from_plist(missing()), "");
+    EXPECT_EQ(product_version_from_plist(written("")), "");
+    EXPECT_EQ(product_version_from_plist(written("ProductVersion=10.11.6\n")), "");
+    EXPECT_EQ(product_version_from_plist(written(QByteArray("bplist00\xD1\x01\x02", 11))), "");
+    EXPECT_EQ(
+        product_version_from_plist(written("<plist><dict><key>ProductVersion</key><string>10.1")),
+        "");
+    EXPECT_EQ(product_version_from_plist(written("<plist><dict><key>ProductVersion</key>")), "");
+}
+
+TEST_F(product_version_file, a_release_file_tells_its_version) {
+    EXPECT_EQ(of_release("PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nNAME=\"Debian "
+                         "GNU/Linux\"\nVERSION_ID=\"12\"\nVERSION=\"12 (bookworm)\"\nID=debian\n"),
+              "12");
+    EXPECT_EQ(of_release("VERSION_ID=22.04"), "22.04");
+    EXPECT_EQ(of_release("VERSION_ID='15.5'\n"), "15.5");
+    EXPECT_EQ(of_release("VERSION_ID=\"3.19.1\"\r\n"), "3.19.1");
+}
+
+TEST_F(product_version_file, a_release_file_without_a_version_tells_nothing) {
+    EXPECT_EQ(of_release("NAME=Arch\nBUILD_ID=rolling\n"), "");
+    EXPECT_EQ(of_release("#VERSION_ID=1\nMY_VERSION_ID=2\nVERSION_IDS=3\n"), "");
+    EXPECT_EQ(of_release("VERSION_ID=\n"), "");
+    EXPECT_EQ(of_release("VERSION_ID=\"\"\n"), "");
+    EXPECT_EQ(of_release(""), "");
+    EXPECT_EQ(product_version_from_os_release(missing()), "");
+}
+
+TEST_F(product_version_file, only_a_pair_of_quotes_is_taken_away) {
+    EXPECT_EQ(of_release("VERSION_ID=\"12\n"), "\"12");
+    EXPECT_EQ(of_release("VERSION_ID=\"\n"), "\"");
+    EXPECT_EQ(of_release("VERSION_ID=\"12'\n"), "\"12'");
+}
+
+TEST(product_version, of_this_system_is_what_its_own_file_tells) {
+    for (const char *path : {"/etc/os-release", "/usr/lib/os-release"}) {
+        if (!QFile::exists(path))
+            continue;
+        EXPECT_EQ(product_version(), product_version_from_os_release(path));
+        return;
+    }
+    GTEST_SKIP() << "this system has no release file";
+}

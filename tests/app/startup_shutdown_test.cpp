@@ -1,0 +1,183 @@
+// What a user meets first, and how the program ends.
+#include <QApplication>
+#include <QLabel>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QTest>
+
+#include "app/controller_state.h"
+#include "support.h"
+
+using app_tests::answers;
+using app_tests::button_titles;
+using app_tests::wait_until;
+using app_tests::window_test;
+
+using startup = window_test;
+
+TEST_F(startup, the_disclaimer_has_its_text_and_its_buttons_in_their_order) {
+    answers user;
+    user.then_press("Yes, I know what I am doing", [](QMessageBox &alert) {
+        EXPECT_EQ(alert.text(), "Create BACKUP first before usage");
+        EXPECT_EQ(alert.informativeText(),
+                  "Trovik comes without any warranty. Use at your own risk. This application does "
+                  "do heavy file write and file read operations and can erase contents and folders "
+                  "on your device, harddrive or even make a device unusable. \ntrovik should not "
+                  "touch or delete any existing files.\nBut anyway make a BACKUP first before "
+                  "continue is always a good idea.");
+        EXPECT_EQ(button_titles(alert), QStringList({"Quit", "Yes, I know what I am doing"}));
+        EXPECT_EQ(alert.defaultButton()->text(), "Quit");
+        EXPECT_EQ(alert.icon(), QMessageBox::Warning);
+    });
+    app().applicationDidFinishLaunching();
+}
+
+TEST_F(startup, yes_leads_to_waiting_with_start_disabled) {
+    accept_disclaimer();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }, 3000));
+    EXPECT_FALSE(app().UI_start->isEnabled());
+    EXPECT_FALSE(app().UI_disableSpotlight_outlet->isEnabled());
+    EXPECT_FALSE(app().UI_removeSpotlightData_outlet->isEnabled());
+}
+
+TEST_F(startup, while_the_disclaimer_is_up_nothing_can_be_started_and_nothing_ticks) {
+    app().UI_start->setEnabled(true);
+    app().UI_disableSpotlight_outlet->setEnabled(true);
+    app().UI_removeSpotlightData_outlet->setEnabled(true);
+    answers user;
+    user.then_press("Yes, I know what I am doing", [&](QMessageBox &) {
+        EXPECT_EQ(uiState, UI_STATE_INIT);
+        EXPECT_EQ(uiTimer, nullptr);
+        EXPECT_FALSE(app().UI_start->isEnabled());
+        EXPECT_FALSE(app().UI_disableSpotlight_outlet->isEnabled());
+        EXPECT_FALSE(app().UI_removeSpotlightData_outlet->isEnabled());
+        EXPECT_TRUE(app().UI_open_device_outlet->isEnabled());
+        EXPECT_EQ(app().UI_state->text(), "<INIT>");
+    });
+    app().applicationDidFinishLaunching();
+}
+
+TEST_F(startup, the_timer_ticks_once_a_second_on_and_on) {
+    accept_disclaimer();
+    ASSERT_NE(uiTimer, nullptr);
+    EXPECT_TRUE(uiTimer->isActive());
+    EXPECT_FALSE(uiTimer->isSingleShot());
+    EXPECT_EQ(uiTimer->interval(), 1000);
+    for (int i = 0; i < 2; ++i) {
+        app().UI_state->setText("before the tick");
+        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }, 10000));
+    }
+}
+
+TEST_F(startup, the_version_field_tells_product_version_and_stamp) {
+    accept_disclaimer();
+    EXPECT_EQ(app().UI_versionString->text(), "trovik 1.0.0-1 (2017-03mar-22) [sandboxed]");
+    EXPECT_EQ(shortVersionString, TROVIK_SHORT_VERSION);
+    EXPECT_EQ(bundleVersionString, TROVIK_BUNDLE_VERSION);
+    EXPECT_EQ(buildDateString, "2017-03mar-22");
+    EXPECT_EQ(versionString, "1.0.0-1 (2017-03mar-22) [sandboxed]");
+    EXPECT_EQ(productVersionTag, "1.0.0-(1)");
+}
+
+namespace {
+
+constexpr int still_running = 99;
+
+// Runs the event loop, as the program does, until something ends it. After
+// `patience_ms` it ends with `still_running`.
+int status_of_event_loop(int patience_ms) {
+    QTimer patience;
+    patience.setSingleShot(true);
+    QObject::connect(&patience, &QTimer::timeout, [] { QApplication::exit(still_running); });
+    patience.start(patience_ms);
+    return QApplication::exec();
+}
+
+class startup_in_event_loop : public window_test {
+ protected:
+    // The start-up with this answer to the disclaimer; the event loop's status.
+    int status_after(std::function<void(QMessageBox &)> answer, int patience_ms = 10000) {
+        QApplication::setQuitOnLastWindowClosed(false);
+        answers user;
+        user.then([answer](QDialog &dialog) { answer(dynamic_cast<QMessageBox &>(dialog)); });
+        QTimer::singleShot(0, &app(), [this] { app().applicationDidFinishLaunching(); });
+        return status_of_event_loop(patience_ms);
+    }
+
+    // What the start-up does after the question is done all the same.
+    static void expect_start_up_done() {
+        EXPECT_EQ(uiState, UI_STATE_WAITING);
+        ASSERT_NE(uiTimer, nullptr);
+        EXPECT_TRUE(uiTimer->isActive());
+    }
+
+    ~startup_in_event_loop() override { QApplication::setQuitOnLastWindowClosed(true); }
+};
+
+void press_title(QMessageBox &alert, const char *title) {
+    if (QAbstractButton *const button = app_tests::button_with_title(alert, title))
+        button->click();
+}
+
+}  // namespace
+
+TEST_F(startup_in_event_loop, quit_ends_the_program_and_the_start_up_is_done_all_the_same) {
+    EXPECT_EQ(status_after([](QMessageBox &alert) { press_title(alert, "Quit"); }), 0);
+    expect_start_up_done();
+}
+
+TEST_F(startup_in_event_loop, yes_does_not_end_the_program) {
+    EXPECT_EQ(
+        status_after([](QMessageBox &alert) { press_title(alert, "Yes, I know what I am doing"); },
+                     400),
+        still_running);
+    expect_start_up_done();
+}
+
+TEST_F(startup_in_event_loop, escape_quits) {
+    EXPECT_EQ(status_after(
+                  [](QMessageBox &alert) { QTest::keyClick(alert.focusWidget(), Qt::Key_Escape); }),
+              0);
+    expect_start_up_done();
+}
+
+TEST_F(startup_in_event_loop, the_disclaimers_cross_quits) {
+    EXPECT_EQ(status_after([](QMessageBox &alert) { alert.close(); }), 0);
+    expect_start_up_done();
+}
+
+TEST_F(startup_in_event_loop, return_answers_with_the_default_and_quits) {
+    EXPECT_EQ(status_after(
+                  [](QMessageBox &alert) { QTest::keyClick(alert.focusWidget(), Qt::Key_Return); }),
+              0);
+    expect_start_up_done();
+}
+
+using shutdown = window_test;
+
+TEST_F(shutdown, closing_the_window_ends_the_program) {
+    accept_disclaimer();
+    EXPECT_TRUE(app().applicationShouldTerminateAfterLastWindowClosed());
+    QApplication::setQuitOnLastWindowClosed(
+        app().applicationShouldTerminateAfterLastWindowClosed());
+    QTimer::singleShot(10, &app(), [this] { close_window(); });
+    EXPECT_EQ(status_of_event_loop(10000), 0);
+    EXPECT_EQ(app().leaveProcess(0), 0);
+}
+
+TEST_F(shutdown, the_programs_end_stops_the_timer) {
+    accept_disclaimer();
+    const QPointer<QTimer> timer = uiTimer;
+    app().applicationWillTerminate();
+    EXPECT_EQ(uiTimer, nullptr);
+    EXPECT_TRUE(timer.isNull() || !timer->isActive());
+    app().UI_state->setText("before the tick");
+    QTest::qWait(1300);
+    EXPECT_EQ(app().UI_state->text(), "before the tick");
+}
+
+TEST_F(shutdown, the_programs_end_may_come_before_the_timer) {
+    app().applicationWillTerminate();
+    EXPECT_EQ(uiTimer, nullptr);
+}

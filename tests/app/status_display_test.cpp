@@ -1,0 +1,342 @@
+// The display's rules: what a tick shows in each state, what it leaves alone, and
+// when it does nothing at all.
+#include <QLabel>
+#include <QMainWindow>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTest>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "app/alert.h"
+#include "model/engine_log.h"
+#include "model/engine_publish.h"
+#include "model/engine_record.h"
+#include "volume_selection_support.h"
+
+using app_tests::answers;
+using app_tests::memory_volume;
+using app_tests::wait_until;
+using system_tests::card;
+using system_tests::missing_for_cards;
+using system_tests::missing_for_mounts;
+
+namespace {
+
+using names = std::set<std::string>;
+
+class status_display : public app_tests::volume_selection {
+ protected:
+    // Every label says this, so that a tick which writes the same again is seen, too.
+    static constexpr const char *untouched = "untouched";
+
+    void mark_all_fields() {
+        for (QLabel *label : app().window->findChildren<QLabel *>())
+            label->setText(untouched);
+        app().UI_progress->setValue(77);
+        app().UI_consoleOutput->clear();
+        engine_log_append("news\n");
+        m_buttons = buttons();
+    }
+
+    // Names of what a tick has touched, given fields that were marked.
+    names touched_by_a_tick() {
+        mark_all_fields();
+        tick();
+        names touched;
+        for (const QLabel *label : app().window->findChildren<QLabel *>()) {
+            if (label->text() != untouched)
+                touched.insert(label->objectName().toStdString());
+        }
+        if (app().UI_progress->value() != 77)
+            touched.insert("UI_progress");
+        if (!console().empty())
+            touched.insert("UI_consoleOutput");
+        for (const auto &[name, looks] : buttons()) {
+            if (m_buttons[name] != looks)
+                touched.insert(name);
+        }
+        return touched;
+    }
+
+    QString state_label_after_tick(std::uint32_t state) {
+        uiState = state;
+        tick();
+        return app().UI_state->text();
+    }
+
+ private:
+    // Titles, and whether they can be pressed.
+    std::map<std::string, std::string> buttons() {
+        std::map<std::string, std::string> all;
+        for (const QPushButton *button : app().window->findChildren<QPushButton *>())
+            all[button->objectName().toStdString()] =
+                button->text().toStdString() + (button->isEnabled() ? "/on" : "/off");
+        return all;
+    }
+
+    std::map<std::string, std::string> m_buttons;
+};
+
+const names common_fields = {"UI_state",     "UI_errorMessage",  "UI_writeSpeed",
+                             "UI_writeUnit", "UI_progressValue", "UI_progress",
+                             "phase",        "UI_consoleOutput"};
+const names volume_fields = {"UI_volumesName",           "UI_volumesCapacityGB",
+                             "UI_volumesFreeSpace",      "UI_volumesReadOnly",
+                             "UI_volumesSpotlightThere", "UI_volumesSpotlightStatus",
+                             "UI_volumesTrashes",        "UI_volumesNoLog"};
+
+names joined(names left, const names &right) {
+    left.insert(right.begin(), right.end());
+    return left;
+}
+
+}  // namespace
+
+TEST_F(status_display, each_state_has_its_label) {
+    EXPECT_EQ(state_label_after_tick(0), "<INIT>");
+    EXPECT_EQ(state_label_after_tick(1), "<WAITING>");
+    EXPECT_EQ(state_label_after_tick(2), "<MEDIUM FOUND>");
+    EXPECT_EQ(state_label_after_tick(3), "<TESTING>");
+    EXPECT_EQ(state_label_after_tick(6), "<RESULT>");
+}
+
+TEST_F(status_display, states_kept_free_leave_everything_as_it_is) {
+    for (const std::uint32_t state : {4U, 5U, 7U, 0xFFFFFFFFU}) {
+        uiState = state;
+        EXPECT_EQ(touched_by_a_tick(), names());
+        EXPECT_EQ(uiState, state);
+    }
+}
+
+TEST_F(status_display, waiting_and_the_time_before_it_touch_nothing_but_the_label) {
+    for (const std::uint32_t state : {UI_STATE_INIT, UI_STATE_WAITING}) {
+        uiState = state;
+        EXPECT_EQ(touched_by_a_tick(), names({"UI_state"}));
+    }
+}
+
+TEST_F(status_display, the_engines_log_is_kept_until_a_volume_is_chosen) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    engine_log_append("kept\n");
+    for (const std::uint32_t state : {0U, 1U, 4U, 5U}) {
+        uiState = state;
+        tick();
+        EXPECT_EQ(console(), "");
+    }
+    const memory_volume volume;
+    choose(volume.path());
+    EXPECT_EQ(console(), "kept\n");
+    tick();
+    EXPECT_EQ(console(), "kept\n");
+}
+
+TEST_F(status_display, with_a_volume_touches_the_volumes_fields_as_well) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    EXPECT_TRUE(select(volume.path()));
+    app().UI_start->setEnabled(false);
+    app().UI_disableSpotlight_outlet->setEnabled(false);
+    app().UI_removeSpotlightData_outlet->setEnabled(false);
+    EXPECT_EQ(touched_by_a_tick(),
+              joined(joined(common_fields, volume_fields),
+                     {"UI_start", "UI_disableSpotlight_outlet", "UI_removeSpotlightData_outlet"}));
+}
+
+TEST_F(status_display, during_a_test_touches_the_common_fields_only) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    choose(volume.path());
+    uiState = UI_STATE_TESTING;
+    EXPECT_EQ(touched_by_a_tick(), common_fields);
+}
+
+TEST_F(status_display, a_result_does_not_touch_the_volumes_fields) {
+    uiState = UI_STATE_RESULT;
+    const names touched = touched_by_a_tick();
+    for (const std::string &name : volume_fields)
+        EXPECT_EQ(touched.count(name), 0U) << name;
+    for (const std::string &name : common_fields)
+        EXPECT_EQ(touched.count(name), 1U) << name;
+    EXPECT_EQ(touched.count("UI_readSpeed"), 1U);
+    EXPECT_EQ(touched.count("UI_readUnit"), 1U);
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+}
+
+TEST_F(status_display, before_any_test_shows_zeros_and_na) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    choose(volume.path());
+    EXPECT_EQ(app().UI_writeSpeed->text(), "0.00");
+    EXPECT_EQ(app().UI_writeUnit->text(), "NA");
+    EXPECT_EQ(app().UI_progressValue->text(), "0.0 %");
+    EXPECT_EQ(app().UI_progress->value(), 0);
+    EXPECT_EQ(app().UI_errorMessage->text(), "");
+}
+
+TEST_F(status_display, shows_speed_unit_and_progress_as_the_engine_has_them) {
+    uiState = UI_STATE_TESTING;
+    publish_write_period(12.347, "MB", 33.36);
+    tick();
+    EXPECT_EQ(app().UI_writeSpeed->text(), "12.35");
+    EXPECT_EQ(app().UI_writeUnit->text(), "MB");
+    EXPECT_EQ(app().UI_progress->value(), 33);
+    EXPECT_EQ(app().UI_progressValue->text(), "33.4 %");
+    publish_write_period(1023.99, "KB", 100.0);
+    tick();
+    EXPECT_EQ(app().UI_writeSpeed->text(), "1023.99");
+    EXPECT_EQ(app().UI_writeUnit->text(), "KB");
+    EXPECT_EQ(app().UI_progress->value(), 100);
+    EXPECT_EQ(app().UI_progressValue->text(), "100.0 %");
+    publish_write_average(7.0);
+    tick();
+    EXPECT_EQ(app().UI_writeSpeed->text(), "7.00");
+    EXPECT_EQ(app().UI_writeUnit->text(), "KB");
+}
+
+TEST_F(status_display, the_values_of_the_last_test_stay_with_the_next_volume) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    publish_write_period(12.5, "MB", 100.0);
+    const memory_volume volume;
+    choose(volume.path());
+    EXPECT_EQ(app().UI_writeSpeed->text(), "12.50");
+    EXPECT_EQ(app().UI_writeUnit->text(), "MB");
+    EXPECT_EQ(app().UI_progressValue->text(), "100.0 %");
+}
+
+TEST_F(status_display, a_message_is_shown_during_a_test_as_well) {
+    volumeErrorMessage = "100% <b>message</b>";
+    uiState = UI_STATE_TESTING;
+    tick();
+    EXPECT_EQ(app().UI_errorMessage->text(), "100% <b>message</b>");
+    EXPECT_EQ(app().UI_errorMessage->textFormat(), Qt::PlainText);
+}
+
+TEST_F(status_display, says_what_the_test_is_doing) {
+    uiState = UI_STATE_TESTING;
+    const QLabel *const phase = app().window->findChild<QLabel *>("phase");
+    ASSERT_NE(phase, nullptr);
+    const auto shown = [&](enum engine_phase now) {
+        record_phase(now);
+        tick();
+        return phase->text();
+    };
+    record_write_start(2048, 0);
+    EXPECT_EQ(shown(ENGINE_PHASE_IDLE), "");
+    EXPECT_EQ(shown(ENGINE_PHASE_REMOVING), "Removing old test files");
+    record_write_file(2);
+    EXPECT_EQ(shown(ENGINE_PHASE_WRITING), "Writing 3.fff");
+    record_bytes_written(2048);
+    EXPECT_EQ(shown(ENGINE_PHASE_LISTING), "Listing test files");
+    record_read_start();
+    record_reading_file(1);
+    record_bytes_read(512);
+    EXPECT_EQ(shown(ENGINE_PHASE_READING), "Reading 2.fff (25.0 %)");
+    record_bytes_read(8192);
+    EXPECT_EQ(shown(ENGINE_PHASE_READING), "Reading 2.fff (100.0 %)");
+    EXPECT_EQ(shown(ENGINE_PHASE_IDLE), "");
+}
+
+TEST_F(status_display, the_engines_lines_are_shown_literally_and_once) {
+    uiState = UI_STATE_TESTING;
+    engine_log_append("Creating <b>100%s</b> %d\n");
+    tick();
+    tick();
+    EXPECT_EQ(console(), "Creating <b>100%s</b> %d\n");
+}
+
+TEST_F(status_display, a_full_engine_log_is_shown_to_its_last_byte) {
+    uiState = UI_STATE_TESTING;
+    engine_log_append((std::string(ENGINE_LOG_SIZE - 1, 'x') + "\n").c_str());
+    tick();
+    EXPECT_EQ(console(), std::string(ENGINE_LOG_SIZE - 1, 'x') + "\n");
+}
+
+TEST_F(status_display, the_free_space_follows_the_volume) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    choose(volume.path());
+    EXPECT_EQ(app().UI_volumesFreeSpace->text(), "8.0 MB (8388608 Bytes)");
+    volume.make_file("4M");
+    std::filesystem::resize_file(volume.file("4M"), 0);
+    ASSERT_TRUE(std::ofstream(volume.file("4M")) << std::string(4 * system_tests::mib, 'x'));
+    tick();
+    EXPECT_EQ(app().UI_volumesFreeSpace->text(), "4.0 MB (4194304 Bytes)");
+    volume.remove("4M");
+    tick();
+    EXPECT_EQ(app().UI_volumesFreeSpace->text(), "8.0 MB (8388608 Bytes)");
+}
+
+TEST_F(status_display, free_space_that_cannot_be_had_is_nothing_and_the_tick_goes_on) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card volume({"--size=1M", "--statfs-fails"});
+    std::filesystem::create_directory(volume.file(".Trashes"));
+    choose(volume.path());
+    EXPECT_EQ(app().UI_volumesFreeSpace->text(), "0.0 Byte (0 Bytes)");
+    EXPECT_EQ(app().UI_volumesReadOnly->text(), "read/write");
+    EXPECT_EQ(app().UI_volumesTrashes->text(), "Found Trashes data.");
+}
+
+TEST_F(status_display, a_path_that_would_forge_lines_is_shown_as_its_bytes) {
+    uiState = UI_STATE_MEDIUM_FOUND;
+    selectedVolumePath = "/media/a\nb\x1B[1m\xFF";
+    tick();
+    EXPECT_EQ(app().UI_volumesName->text(), "/media/a\\x0Ab\\x1B[1m\\xFF");
+}
+
+namespace {
+
+class display_behind_a_question : public status_display {
+ protected:
+    // While a question is open, ticks come, by hand and from the timer.
+    void expect_standstill_behind(QDialog &dialog) {
+        uiState = UI_STATE_TESTING;
+        EXPECT_EQ(touched_by_a_tick(), names());
+        QTest::qWait(1300);
+        EXPECT_EQ(app().UI_state->text(), untouched);
+        EXPECT_EQ(console(), "");
+        dialog.reject();
+    }
+
+    void expect_shown_by_the_next_tick() {
+        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<TESTING>"; }, 10000));
+        EXPECT_EQ(console(), "news\n");
+        uiState = UI_STATE_WAITING;
+    }
+};
+
+}  // namespace
+
+TEST_F(display_behind_a_question, stands_still_and_catches_up_after_an_alert) {
+    accept_disclaimer();
+    answers user;
+    user.then([this](QDialog &dialog) { expect_standstill_behind(dialog); });
+    alert_run(app().window, {.message = "Message", .informative = "", .buttons = {"OK"}});
+    expect_shown_by_the_next_tick();
+}
+
+TEST_F(display_behind_a_question, stands_still_and_catches_up_after_a_panel) {
+    accept_disclaimer();
+    answers user;
+    user.then([this](QDialog &dialog) { expect_standstill_behind(dialog); });
+    app().UI_open_device_outlet->click();
+    expect_shown_by_the_next_tick();
+}
+
+TEST_F(display_behind_a_question, shows_a_result_that_came_meanwhile_with_the_first_tick) {
+    answers user;
+    user.then([this](QDialog &dialog) {
+        uiState = UI_STATE_RESULT;
+        tick();
+        EXPECT_EQ(uiState, UI_STATE_RESULT);
+        EXPECT_EQ(console(), "");
+        dialog.reject();
+    });
+    app().UI_open_device_outlet->click();
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_NE(console().find("Report End"), std::string::npos);
+}

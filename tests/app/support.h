@@ -1,0 +1,117 @@
+// What the tests of the window share: the window as a user finds it, a user who
+// answers its questions, and everything the program writes for others to read.
+#ifndef TROVIK_TESTS_APP_SUPPORT_H
+#define TROVIK_TESTS_APP_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <QDialog>
+#include <QMessageBox>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "app/TRAppDelegate.h"
+
+// Texts stand in a failure's message as they are.
+inline void PrintTo(const QString &text, std::ostream *stream) {
+    *stream << '"' << text.toStdString() << '"';
+}
+
+namespace app_tests {
+
+// Answers the window's questions, each once, in the order in which the answers were
+// given. A question that nobody expected fails the test and is closed; answers that
+// were never needed fail it, too.
+class answers {
+ public:
+    answers();
+    ~answers();
+    answers(const answers &) = delete;
+    answers &operator=(const answers &) = delete;
+
+    // `act` is called once the dialog is on the screen; it has to close it, at once
+    // or later.
+    void then(std::function<void(QDialog &dialog)> act);
+    // Looks at an alert and presses the button with this title.
+    void then_press(const QString &title, std::function<void(QMessageBox &alert)> look = {});
+
+    bool all_given() const { return m_steps.empty(); }
+
+ private:
+    void look_for_dialog();
+
+    QTimer m_timer;
+    std::deque<std::function<void(QDialog &)>> m_steps;
+    QPointer<QDialog> m_last;
+    int m_looks = 0;
+};
+
+// The titles of an alert's buttons as they stand on the screen, from left to right.
+QStringList button_titles(const QMessageBox &alert);
+// The button with this title, or nullptr and a failure.
+QAbstractButton *button_with_title(const QMessageBox &alert, const QString &title);
+
+// Keeps what goes to standard error while it lives.
+class error_capture {
+ public:
+    error_capture();
+    ~error_capture();
+    error_capture(const error_capture &) = delete;
+    error_capture &operator=(const error_capture &) = delete;
+
+    // All that was written so far; without the engine's own "dd: " lines and what the
+    // window library says of its platform, and one element for each line.
+    std::vector<std::string> lines() const;
+    std::string text() const;
+
+ private:
+    int m_real;
+    int m_file;
+};
+
+// Each test starts with the state of a program that has just been started.
+void reset_controller_state();
+
+// Waits until it holds, running the event loop. False after `patience_ms`.
+bool wait_until(const std::function<bool()> &holds, int patience_ms = 30000);
+
+// The window after the disclaimer was accepted.
+class window_test : public testing::Test {
+ protected:
+    window_test();
+    ~window_test() override;
+
+    TRAppDelegate &app() { return *m_app; }
+    // Start-up with "Yes, I know what I am doing".
+    void accept_disclaimer();
+    // Chooses the volume that the folder lies on, and waits for the display.
+    void choose(const std::string &folder);
+    // One tick of the display, now.
+    void tick() { m_app->updateUI(); }
+    // From Start to the report.
+    void run_test();
+    // Waits until the job's thread has ended.
+    void wait_for_job();
+    std::string console() const;
+    std::vector<std::string> console_lines() const;
+    void close_window();
+
+ private:
+    std::unique_ptr<TRAppDelegate> m_app;
+};
+
+// A picture of a widget in the output folder of the checks (TROVIK_PICTURES), if
+// there is one; `name` without ending.
+void take_picture(QWidget &widget, const QString &name);
+
+}  // namespace app_tests
+
+#endif

@@ -1,0 +1,177 @@
+// Choosing what should not be tested: what cannot be used, what this machine needs,
+// and what is there no more.
+#include <unistd.h>
+
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <filesystem>
+
+#include "volume_selection_support.h"
+
+using app_tests::answers;
+using app_tests::button_titles;
+using app_tests::error_capture;
+using app_tests::lines;
+using app_tests::memory_volume;
+using app_tests::volume_selection;
+using system_tests::mib;
+using system_tests::missing_for_mounts;
+using system_tests::private_folder;
+
+TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_changes_nothing) {
+    const private_folder folder;
+    const std::string missing = folder.path() + "/<b>missing</b>";
+    const error_capture log;
+    answers user;
+    user.then_press("OK", [&](QMessageBox &alert) {
+        EXPECT_EQ(alert.text(), "This folder cannot be used");
+        EXPECT_TRUE(alert.informativeText().contains(QString::fromStdString(missing)));
+        EXPECT_TRUE(alert.informativeText().contains("No such file or directory"));
+        EXPECT_EQ(button_titles(alert), QStringList("OK"));
+    });
+    EXPECT_FALSE(select(missing));
+    EXPECT_EQ(log.lines(), lines());
+    expect_nothing_chosen();
+}
+
+TEST_F(volume_selection, of_a_folder_out_of_reach_says_so_once_and_changes_nothing) {
+    const private_folder folder;
+    const std::string hidden = folder.path() + "/locked/inside";
+    std::filesystem::create_directories(hidden);
+    std::filesystem::permissions(folder.path() + "/locked", std::filesystem::perms::none);
+    // Nothing is out of root's reach.
+    const uid_t user_id = geteuid();
+    if (user_id == 0) {
+        ASSERT_EQ(seteuid(65534), 0);
+    }
+    {
+        answers user;
+        user.then_press("OK", [&](QMessageBox &alert) {
+            EXPECT_EQ(alert.text(), "This folder cannot be used");
+            EXPECT_TRUE(alert.informativeText().contains(QString::fromStdString(hidden)));
+            EXPECT_TRUE(alert.informativeText().contains("Permission denied"));
+        });
+        EXPECT_FALSE(select(hidden));
+    }
+    EXPECT_EQ(seteuid(user_id), 0);
+    std::filesystem::permissions(folder.path() + "/locked", std::filesystem::perms::all);
+    expect_nothing_chosen();
+}
+
+TEST_F(volume_selection, that_fails_leaves_the_volume_chosen_before) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    EXPECT_TRUE(select(volume.path()));
+    answers user;
+    user.then_press("OK");
+    EXPECT_FALSE(select(volume.file("missing")));
+    EXPECT_EQ(selectedVolumePath, volume.path());
+    EXPECT_EQ(uiState, UI_STATE_MEDIUM_FOUND);
+}
+
+namespace {
+
+// Choosing the file system that this machine runs from.
+class system_volume : public volume_selection {
+ protected:
+    bool select_root(std::function<void(QMessageBox &)> act) {
+        answers user;
+        user.then([act](QDialog &dialog) { act(dynamic_cast<QMessageBox &>(dialog)); });
+        return select("/");
+    }
+};
+
+}  // namespace
+
+TEST_F(system_volume, is_asked_about_before_anything_is_recorded) {
+    const error_capture log;
+    EXPECT_FALSE(select_root([](QMessageBox &alert) {
+        EXPECT_EQ(alert.text(), "This is not removable storage");
+        EXPECT_TRUE(alert.informativeText().contains("lies on the volume that holds"));
+        EXPECT_TRUE(alert.informativeText().contains("fills a volume to its last byte"));
+        EXPECT_EQ(button_titles(alert), QStringList({"Cancel", "Use this volume all the same"}));
+        EXPECT_EQ(alert.defaultButton()->text(), "Cancel");
+        EXPECT_EQ(alert.icon(), QMessageBox::Warning);
+        expect_nothing_chosen();
+        QTest::keyClick(alert.focusWidget(), Qt::Key_Return);
+    }));
+    EXPECT_EQ(log.lines(), lines());
+    expect_nothing_chosen();
+}
+
+TEST_F(system_volume, is_not_taken_on_escape_or_by_the_alerts_cross) {
+    EXPECT_FALSE(select_root(
+        [](QMessageBox &alert) { QTest::keyClick(alert.focusWidget(), Qt::Key_Escape); }));
+    EXPECT_FALSE(select_root([](QMessageBox &alert) { alert.close(); }));
+    expect_nothing_chosen();
+}
+
+TEST_F(system_volume, is_taken_when_the_user_says_so) {
+    answers user;
+    user.then_press("Use this volume all the same");
+    const lines log = log_of_selecting("/");
+    ASSERT_EQ(log.size(), 12U);
+    EXPECT_EQ(log.at(0), "d: myURL: file:///");
+    EXPECT_EQ(selectedVolumePath, "/");
+    EXPECT_EQ(uiState, UI_STATE_MEDIUM_FOUND);
+}
+
+TEST_F(system_volume, includes_the_users_home) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume(mib, "home");
+    const QByteArray home = qgetenv("HOME");
+    qputenv("HOME", QByteArray::fromStdString(volume.path()));
+    {
+        answers user;
+        user.then_press("Cancel", [&](QMessageBox &alert) {
+            EXPECT_TRUE(alert.informativeText().contains(
+                QString::fromStdString("the home folder " + volume.path())));
+        });
+        EXPECT_FALSE(select(volume.path()));
+    }
+    qputenv("HOME", home);
+    expect_nothing_chosen();
+}
+
+namespace {
+
+// Start, after what was chosen is there no more.
+class volume_that_has_gone : public volume_selection {
+ protected:
+    void expect_start_refused(const std::string &path) {
+        answers user;
+        user.then_press("OK", [&](QMessageBox &alert) {
+            EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+            EXPECT_TRUE(alert.informativeText().startsWith(QString::fromStdString(path) + " is"));
+            EXPECT_EQ(button_titles(alert), QStringList("OK"));
+        });
+        app().UI_start->click();
+        EXPECT_EQ(jobThread, nullptr);
+        EXPECT_EQ(uiState, UI_STATE_MEDIUM_FOUND);
+        EXPECT_EQ(app().UI_start->text(), "Start");
+        EXPECT_TRUE(app().UI_open_device_outlet->isEnabled());
+    }
+};
+
+}  // namespace
+
+TEST_F(volume_that_has_gone, is_not_tested_and_neither_is_the_folder_below_it) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    memory_volume volume;
+    choose(volume.path());
+    volume.take_away();
+    tick();
+    expect_start_refused(volume.path());
+    EXPECT_EQ(volume.content(), lines());
+}
+
+TEST_F(volume_that_has_gone, is_not_mistaken_for_another_one_at_its_place) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    memory_volume volume;
+    choose(volume.path());
+    volume.cover();
+    volume.make_file("1.fff");
+    expect_start_refused(volume.path());
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}

@@ -1,0 +1,101 @@
+// What the tests that run a whole test in the window share: a user who chooses a
+// volume and presses Start, and a way of seeing everything that the window says at
+// one moment.
+#ifndef TROVIK_TESTS_APP_WHOLE_RUN_H
+#define TROVIK_TESTS_APP_WHOLE_RUN_H
+
+#include <QEvent>
+#include <QObject>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "model/engine_results.h"
+#include "support.h"
+
+namespace app_tests {
+
+// The line with "TIME" in place of a time stamp at its beginning.
+std::string without_time(const std::string &line);
+
+// Lines up to the last one that is ended.
+std::vector<std::string> lines_of(const std::string &text);
+
+// All that the window says at one moment, but for the console's text.
+struct window_look {
+    std::uint32_t state = 0;
+    QString state_label, start_title, write_speed, write_unit, read_speed, read_unit;
+    QString progress_value, phase, verdict, error_message;
+    int progress = 0;
+    bool open_enabled = false, start_enabled = false;
+    bool disable_spotlight_enabled = false, remove_spotlight_enabled = false;
+    int console_characters = 0;
+    bool console_at_end = false;
+
+    bool operator==(const window_look &) const = default;
+};
+void PrintTo(const window_look &look, std::ostream *out);
+
+window_look look_at(const TRAppDelegate &app);
+
+// The window's own labels, which the controller keeps to itself.
+QLabel &label_of(const TRAppDelegate &app, const char *name);
+
+// Keeps what the window looked like each time it changed.
+class window_watch {
+ public:
+    explicit window_watch(const TRAppDelegate &app);
+
+    const std::vector<window_look> &looks() const { return m_looks; }
+    // Whether the window ever looked so.
+    bool saw(const std::function<bool(const window_look &)> &wanted) const;
+
+ private:
+    const TRAppDelegate &m_app;
+    QTimer m_timer;
+    std::vector<window_look> m_looks;
+};
+
+class whole_run_test : public window_test {
+ protected:
+    whole_run_test();
+
+    // A user's click on Start; returns when the controller has done its part.
+    void press_start();
+    // From the click on Start to the report, and on to the job's end.
+    void run_whole_test();
+    bool wait_for_state(std::uint32_t state, int patience_ms = 60000);
+    bool wait_for_phase(engine_phase phase);
+
+    // The console's lines with their time stamps masked.
+    std::vector<std::string> masked_console() const;
+    // Where the line with the masked text stands in the console; its size when nowhere.
+    size_t line_of(const std::string &masked) const;
+    // The value of this numbered line of the last report.
+    std::string report_value(int number) const;
+};
+
+// A file system in memory mounted over this folder, until it goes or is removed.
+class covering_volume {
+ public:
+    explicit covering_volume(const std::string &folder);
+    ~covering_volume();
+    covering_volume(const covering_volume &) = delete;
+    covering_volume &operator=(const covering_volume &) = delete;
+
+    // Puts a file with this content on it.
+    void put(const std::string &name, const std::string &content) const;
+    // "name=content" of all entries, in alphabetical order.
+    std::vector<std::string> contents() const;
+    // Takes it away from the tree of folders, as umount --lazy does.
+    void detach();
+
+ private:
+    std::string m_folder;
+    bool m_mounted;
+};
+
+}  // namespace app_tests
+
+#endif
