@@ -349,6 +349,17 @@ TEST_F(f3read_phase, a_negative_rest_of_microseconds_is_subtracted) {
     EXPECT_STREQ(get_read_speed_unit(), "KB");
 }
 
+/* A list names files by their numbers alone: "01.fff" was listed as number 1, and
+ * what is read is "1.fff". */
+TEST_F(f3read_phase, a_number_that_is_listed_twice_reads_the_same_file_twice) {
+    const private_folder folder;
+    write_files(folder, {0}, 1024);
+    set_file_content(folder.file("01.fff"), std::string(1024, 'x'));
+    const phase it(folder.path(), {0, 0});
+    EXPECT_STREQ(get_data_ok_text(), "2.000000 KB");
+    EXPECT_STREQ(get_data_lost_text(), "0.000000 Byte");
+}
+
 TEST_F(f3read_phase, a_reading_time_of_0_gives_the_byte_count_as_speed) {
     const private_folder folder;
     write_files(folder, {0}, 1536);

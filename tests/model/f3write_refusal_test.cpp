@@ -219,6 +219,18 @@ TEST(f3write_refusal, a_name_with_a_leading_zero_is_never_removed_and_ends_the_p
     EXPECT_EQ(file_content(folder.file("01.fff")), "mine");
 }
 
+/* Both are listed as number 1, and only the one of that name is ours. */
+TEST(f3write_refusal, a_name_with_a_leading_zero_beside_the_real_one_survives_it) {
+    const private_folder folder;
+    set_file_content(folder.file("1.fff"), "ours");
+    set_file_content(folder.file("01.fff"), "mine");
+    const child_outcome outcome =
+        run_in_child([&] { f3write_unlink_old_files(folder.c_path(), 0); });
+    expect_refusal(outcome, "ERR: Can't remove file " + folder.file("1.fff"), ENOENT);
+    EXPECT_FALSE(exists(folder.file("1.fff")));
+    EXPECT_EQ(file_content(folder.file("01.fff")), "mine");
+}
+
 TEST(f3write_refusal, removing_a_link_leaves_the_users_file) {
     const private_folder folder;
     set_file_content(folder.file("users"), "precious");

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
 
 #include "model/f3read.h"
+#include "model/fatal.h"
 #include "support.h"
 
 using model_tests::expect_assertion;
@@ -203,4 +205,26 @@ TEST(test_sector, a_buffer_that_is_no_whole_number_of_sectors_is_refused) {
     for (const size_t size : {1U, 511U, 513U, 1023U})
         expect_assertion(run_in_child([&] { fill_buffer(bytes.data(), size, 0); }),
                          "size % SECTOR_SIZE == 0", "fill_buffer", "model/test_sector");
+}
+
+/* What the buffer holds when the process is about to end. */
+static const std::string *watched_buffer = nullptr;
+
+static void tell_whether_untouched(const char * /*message*/, int /*status*/) {
+    const bool untouched = *watched_buffer == std::string(watched_buffer->size(), '\xA5');
+    std::fputs(untouched ? "untouched" : "written to", stdout);
+    std::fflush(stdout);
+}
+
+TEST(test_sector, a_size_that_is_refused_is_refused_before_anything_is_written) {
+    for (const size_t size : {513U, 1023U}) {
+        const auto outcome = run_in_child([&] {
+            std::string bytes(2 * sector_bytes, '\xA5');
+            watched_buffer = &bytes;
+            engine_set_fatal_handler(tell_whether_untouched);
+            fill_buffer(bytes.data(), size, 0);
+        });
+        EXPECT_EQ(outcome.out, "untouched") << size;
+        EXPECT_TRUE(outcome.aborted());
+    }
 }
