@@ -11,6 +11,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "app/modal_question.h"
@@ -72,7 +73,8 @@ static void make_long_text_scroll(QMessageBox &box) {
     scroll->setFrameShape(QFrame::NoFrame);
     if (widest_word <= width)
         scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    grid->replaceWidget(label, scroll);
+    // The place that the label had is nobody's any more.
+    const std::unique_ptr<QLayoutItem> place(grid->replaceWidget(label, scroll));
     scroll->setWidget(label);
     scroll->setWidgetResizable(true);
     const int bar = scroll->verticalScrollBar()->sizeHint().width() + 8;

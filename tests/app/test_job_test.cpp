@@ -117,7 +117,9 @@ static void expect_steady_while_testing(const window_watch &watch) {
 static std::vector<std::string> fixed_lines(std::vector<std::string> lines) {
     static const std::regex speed(R"(\d+\.\d\d% @ \d+\.\d\d (Byte|KB|MB|GB)/s)");
     static const std::regex counts(R"( *\d+, *\d+, *\d+, *\d+)");
-    static const std::regex average(R"(Average writing speed: \d+\.\d\d MB/s)");
+    // A machine that was kept busy may never see a whole period.
+    static const std::regex average(
+        R"(Average writing speed: \d+\.\d\d MB/s|ERR: Writing speed not available)");
     const auto removed = [](const std::string &line) {
         return line.empty() || std::regex_match(line, speed) || std::regex_match(line, counts);
     };
@@ -188,6 +190,7 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     EXPECT_EQ(look_at(app()).write_speed, "0.00") << "the first tick overwrites it";
     ASSERT_TRUE(wait_until([&] { return !console().empty(); }));
     EXPECT_GE(since_start.elapsed(), 1990);
+    EXPECT_TRUE(wait_until([&] { return errors.lines().size() >= 3; }));
     EXPECT_EQ(errors.lines(),
               std::vector<std::string>(lines_of_the_job.begin(), lines_of_the_job.begin() + 3));
     EXPECT_EQ(fixed_lines(masked_console()),
@@ -358,13 +361,16 @@ TEST_F(test_job, a_volume_without_free_space_is_listed_and_read_all_the_same) {
     std::vector<std::string> lines = masked_console();
     ASSERT_GT(lines.size(), 8U);
     lines.resize(8);
-    EXPECT_EQ(lines, std::vector<std::string>(
-                         {"TIME - -------------------------------",
-                          "TIME - Start testing volume " + where.path(), "TIME - Capacity 0.001 GB",
-                          "Free space on device: 0.00 Byte", "ERR: No space left on device!",
-                          "Sectors:     OK,corrupted,changed,overwritten", "TIME - all done.",
-                          "TIME - **: Report Begin "
-                          "-----------------------------------------"}));
+    const std::string begin = "TIME - **: Report Begin -----------------------------------------";
+    const std::vector<std::string> expected = {"TIME - -------------------------------",
+                                               "TIME - Start testing volume " + where.path(),
+                                               "TIME - Capacity 0.001 GB",
+                                               "Free space on device: 0.00 Byte",
+                                               "ERR: No space left on device!",
+                                               "Sectors:     OK,corrupted,changed,overwritten",
+                                               "TIME - all done.",
+                                               begin};
+    EXPECT_EQ(lines, expected);
     EXPECT_EQ(report_value(7), "0.000000 Byte");
     EXPECT_EQ(look_at(app()).verdict, "Nothing was tested");
     users.expect_untouched();
