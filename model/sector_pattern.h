@@ -51,6 +51,39 @@ constexpr uint64_t body_word(uint64_t state, int position) {
     return ((to.multiplier * state + to.addend) & modulus_mask) >> result_shift;
 }
 
+/* The same words for offsets that are a multiple of the sector's size, which all
+ * offsets of test files are. From one sector to the next the seeded state grows by
+ * 512 * 2^16 = 2^25: the bits that a result drops never change, nothing carries out
+ * of them, and word k of sector n is (first k + n * step k) mod 2^31, in 32-bit
+ * arithmetic. The tables hold whole sectors as 32-bit lanes, the low half of each
+ * 64-bit word first; the lanes of the offset and all high halves are zero. */
+constexpr int sector_lanes = SECTOR_SIZE / 4;
+constexpr uint32_t result_mask = 0x7FFFFFFF;
+
+struct lane_tables {
+    alignas(64) std::array<uint32_t, sector_lanes> first; /* of the sector at offset 0 */
+    alignas(64) std::array<uint32_t, sector_lanes> step;  /* from one sector to the next */
+};
+
+consteval lane_tables make_lanes() {
+    lane_tables lanes{};
+    for (size_t word = 1; word < SECTOR_WORDS; ++word) {
+        const int position = static_cast<int>(word) - 1;
+        const uint64_t zeroth = body_word(seeded_state(0), position);
+        const uint64_t next = body_word(seeded_state(SECTOR_SIZE), position);
+        lanes.first[2 * word] = static_cast<uint32_t>(zeroth);
+        lanes.step[2 * word] = static_cast<uint32_t>(next - zeroth) & result_mask;
+    }
+    return lanes;
+}
+
+inline constexpr lane_tables lanes = make_lanes();
+
+/* Number of the sector in the sequence of bodies, which repeats after 2^32 bytes. */
+constexpr uint32_t sector_number(uint64_t offset) {
+    return static_cast<uint32_t>(offset) / SECTOR_SIZE;
+}
+
 }  // namespace sector_pattern
 
 #endif
