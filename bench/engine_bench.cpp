@@ -13,7 +13,21 @@
 
 namespace {
 
-using buffer = std::vector<char>;
+// Where the engine's own buffers begin, too: at a multiple of 64 bytes.
+struct alignas(64) buffer_part {
+    char bytes[64];
+};
+
+class buffer {
+ public:
+    explicit buffer(size_t size) : m_parts(size / sizeof(buffer_part)) {}
+    char *data() { return m_parts.front().bytes; }
+    const char *data() const { return m_parts.front().bytes; }
+    size_t size() const { return m_parts.size() * sizeof(buffer_part); }
+
+ private:
+    std::vector<buffer_part> m_parts;
+};
 
 // A stretch of the volume as it was written, spoiled by `spoil` sector by sector.
 buffer written_sectors(size_t size, const std::function<void(char *)> &spoil) {

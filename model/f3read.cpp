@@ -53,7 +53,8 @@ static int count_mismatches(const char *sector, uint64_t own_offset) {
     int mismatches = 0;
     for (int i = 0; i < sector_pattern::body_words && mismatches <= SECTOR_TOLERANCE; ++i) {
         uint64_t word = 0;
-        std::memcpy(&word, sector + (i + 1) * static_cast<int>(sizeof word), sizeof word);
+        sector += sizeof word;
+        std::memcpy(&word, sector, sizeof word);
         if (word != sector_pattern::body_word(state, i))
             ++mismatches;
     }

@@ -218,14 +218,20 @@ static void report_failed_write(const char *full_fn, int error) {
         log_line_whole("Write to file %s failed", full_fn);
 }
 
+/* A write block begins where the widest stores like it to: at a multiple of 64 bytes. */
+struct alignas(64) block_part {
+    char bytes[64];
+};
+
 /* Writes `size` bytes from `offset` on to `fd`. Returns 1 when all was written,
  * 0 when the volume is full. */
 static int fill_file(const char *full_fn, int fd, uint64_t offset, uint64_t size,
                      struct write_flow *fw) {
-    std::vector<char> block(static_cast<size_t>(fw->block_size));
+    const auto block_size = static_cast<size_t>(fw->block_size);
+    std::vector<block_part> block((block_size + sizeof(block_part) - 1) / sizeof(block_part));
     for (uint64_t remaining = size; remaining > 0;) {
-        offset = fill_buffer(block.data(), block.size(), offset);
-        const ssize_t written = write(fd, block.data(), block.size());
+        offset = fill_buffer(block.data(), block_size, offset);
+        const ssize_t written = write(fd, block.data(), block_size);
         if (written < 0) {
             if (errno == ENOSPC)
                 return 0;

@@ -66,7 +66,8 @@ LANES_INLINE void write_sector(char *out, uint64_t offset) {
 
 template <size_t bytes>
 LANES_INLINE void fill(char *out, size_t count, uint64_t offset) {
-    for (; count >= 2; count -= 2, out += 2 * SECTOR_SIZE, offset += 2 * SECTOR_SIZE)
+    constexpr size_t pair = 2 * static_cast<size_t>(SECTOR_SIZE);
+    for (; count >= 2; count -= 2, out += pair, offset += pair)
         write_sector_pair<bytes>(out, offset);
     if (count != 0)
         write_sector<bytes>(out, offset);
@@ -97,22 +98,37 @@ LANES_INLINE int body_matches(const char *sector, uint64_t offset) {
     return any == 0;
 }
 
-/* One set of functions of one width. `target` is what the processor must have. */
-#define LANES_FUNCTIONS(suffix, bytes, target)                              \
-    target void fill_##suffix(char *out, size_t count, uint64_t offset) {   \
-        fill<bytes>(out, count, offset);                                    \
-    }                                                                       \
-    target int body_matches_##suffix(const char *sector, uint64_t offset) { \
-        return body_matches<bytes>(sector, offset);                         \
-    }
+void fill_baseline(char *out, size_t count, uint64_t offset) {
+    fill<16>(out, count, offset);
+}
 
-LANES_FUNCTIONS(baseline, 16, )
+int body_matches_baseline(const char *sector, uint64_t offset) {
+    return body_matches<16>(sector, offset);
+}
+
 constexpr sector_lanes_functions baseline = {"baseline", fill_baseline, body_matches_baseline};
 
 #if defined(__x86_64__)
-LANES_FUNCTIONS(avx2, 32, __attribute__((target("avx2"))))
-LANES_FUNCTIONS(avx512, 64, __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))))
+__attribute__((target("avx2"))) void fill_avx2(char *out, size_t count, uint64_t offset) {
+    fill<32>(out, count, offset);
+}
+
+__attribute__((target("avx2"))) int body_matches_avx2(const char *sector, uint64_t offset) {
+    return body_matches<32>(sector, offset);
+}
+
 constexpr sector_lanes_functions avx2 = {"AVX2", fill_avx2, body_matches_avx2};
+
+#define AVX512 __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl")))
+
+AVX512 void fill_avx512(char *out, size_t count, uint64_t offset) {
+    fill<64>(out, count, offset);
+}
+
+AVX512 int body_matches_avx512(const char *sector, uint64_t offset) {
+    return body_matches<64>(sector, offset);
+}
+
 constexpr sector_lanes_functions avx512 = {"AVX-512", fill_avx512, body_matches_avx512};
 
 bool has_avx512() {

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr size_t sector_size = SECTOR_SIZE;
+
 using sector = std::array<uint64_t, SECTOR_WORDS>;
 
 // What the generator says, one step after the other.
@@ -69,13 +71,13 @@ TEST(sector_lanes, a_million_random_sectors_are_those_of_the_generator) {
 }
 
 TEST(sector_lanes, nothing_is_written_outside_the_sectors) {
-    std::array<char, 5 * SECTOR_SIZE> memory{};
+    std::array<char, 5 * sector_size> memory{};
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i) {
         for (size_t count = 0; count <= 3; ++count) {
             memory.fill('x');
             sector_lanes_usable(i)->fill(memory.data() + SECTOR_SIZE, count, 0);
             for (size_t at = 0; at < memory.size(); ++at) {
-                if (at < SECTOR_SIZE || at >= (1 + count) * SECTOR_SIZE) {
+                if (at < SECTOR_SIZE || at >= (1 + count) * sector_size) {
                     ASSERT_EQ(memory[at], 'x') << sector_lanes_usable(i)->name << " at " << at;
                 }
             }
@@ -89,7 +91,7 @@ TEST(sector_lanes, any_single_flipped_bit_of_a_body_is_a_difference) {
         const sector_lanes_functions &lanes = *sector_lanes_usable(i);
         std::array<char, SECTOR_SIZE> bytes{};
         lanes.fill(bytes.data(), 1, offset);
-        for (size_t bit = 0; bit < SECTOR_SIZE * 8; ++bit) {
+        for (size_t bit = 0; bit < sector_size * 8; ++bit) {
             const char flip = static_cast<char>(1U << bit % 8);
             bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ flip);
             // The offset itself is not part of the body.
@@ -101,7 +103,7 @@ TEST(sector_lanes, any_single_flipped_bit_of_a_body_is_a_difference) {
 }
 
 TEST(sector_lanes, the_buffer_may_lie_anywhere) {
-    alignas(64) std::array<char, 3 * SECTOR_SIZE> memory{};
+    alignas(64) std::array<char, 3 * sector_size> memory{};
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i) {
         for (size_t shift = 0; shift < 64; ++shift) {
             char *const place = memory.data() + shift;
