@@ -46,32 +46,55 @@ static std::string check_start_number(const std::string &text) {
            std::to_string(start_number_max) + ")";
 }
 
+// Bytes of "64K", "1M" or "1024"; 0 when the text is no block size.
+static std::int32_t parse_block_size(const std::string &text) {
+    const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    const std::string unit = text.substr(digits);
+    const bool is_plain = digits > 0 && digits <= 8 && text[0] != '0';
+    if (!is_plain || (unit != "" && unit != "K" && unit != "M"))
+        return 0;
+    const std::int64_t factor = unit == "K" ? 1024 : unit == "M" ? 1048576 : 1;
+    const std::int64_t bytes = std::stol(text.substr(0, digits)) * factor;
+    const bool is_power_of_two = (bytes & (bytes - 1)) == 0;
+    if (!is_power_of_two || bytes < F3WRITE_BLOCK_SIZE || bytes > F3WRITE_BLOCK_SIZE_MAX)
+        return 0;
+    return static_cast<std::int32_t>(bytes);
+}
+
+// The empty text when `text` is a block size, else what is wrong with it.
+static std::string check_block_size(const std::string &text) {
+    if (parse_block_size(text) != 0)
+        return {};
+    return "'" + text + "' is no block size (a power of two from 1K to 16M)";
+}
+
 namespace {
 
 // What CLI11 fills in before it is known to be right.
 struct raw_words {
     std::string start_at;
+    std::string block_size;
     std::string json;
 };
 
 struct command_description {
     cli_command command;
     const char *description;
-    bool has_start_at, has_keep_files, has_json, has_force;
+    bool has_start_at, has_block_size, has_keep_files, has_json, has_force;
 };
 
 }  // namespace
 
 static const command_description commands[] = {
     {cli_command::test, "Fill the volume, read everything back, report, clean up", true, true, true,
-     true},
-    {cli_command::write, "Remove old test files and fill the volume with new ones", true, false,
-     false, true},
-    {cli_command::read, "Read the test files on the volume back and report", true, false, true,
-     false},
-    {cli_command::clean, "Remove the test files from the volume", true, false, false, true},
+     true, true},
+    {cli_command::write, "Remove old test files and fill the volume with new ones", true, true,
+     false, false, true},
+    {cli_command::read, "Read the test files on the volume back and report", true, false, false,
+     true, false},
+    {cli_command::clean, "Remove the test files from the volume", true, false, false, false, true},
     {cli_command::info, "Show a volume's properties, or list the volumes that can be tested", false,
-     false, false, false},
+     false, false, false, false},
 };
 
 // Whether the command line can begin with this word. CLI11 would say of a wrong
@@ -105,6 +128,13 @@ static void add_command(CLI::App &app, const command_description &description,
                          "Number of the first test file; lower ones are left alone")
             ->type_name("N")
             ->check(check_start_number);
+    if (description.has_block_size)
+        command
+            ->add_option("--block-size", raw.block_size,
+                         "Bytes per write, a power of two from 1K (the default) to 16M: how fast "
+                         "the card takes larger writes")
+            ->type_name("SIZE")
+            ->check(check_block_size);
     if (description.has_keep_files)
         command->add_flag("--keep-files", arguments.keep_files,
                           "Leave the test files on the volume");
@@ -150,6 +180,8 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
     }
     if (!raw.start_at.empty())
         arguments.start_index = parse_start_at(("--start-at=" + raw.start_at).c_str());
+    if (!raw.block_size.empty())
+        arguments.block_size = parse_block_size(raw.block_size);
     if (!raw.json.empty())
         arguments.json = raw.json;
     return true;

@@ -2,17 +2,21 @@
 #ifndef TROVIK_CLI_ARGUMENTS_H
 #define TROVIK_CLI_ARGUMENTS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
+
+#include "model/f3write.h"
 
 enum class cli_command { test, write, read, clean, info };
 
 struct cli_arguments {
     cli_command command = cli_command::info;
-    std::string volume;               // as typed; empty only for info
-    int start_index = 0;              // index of the first test file
-    bool keep_files = false;          // leave the test files on the volume
-    bool force = false;               // override what may be overridden
+    std::string volume;                            // as typed; empty only for info
+    int start_index = 0;                           // index of the first test file
+    std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
+    bool keep_files = false;                       // leave the test files on the volume
+    bool force = false;                            // override what may be overridden
     std::optional<std::string> json;  // file for the JSON report, "-" for standard output
 };
 

@@ -7,7 +7,6 @@
 
 #include "model/engine_results.h"
 #include "model/f3read.h"
-#include "model/f3write.h"
 #include "model/utils.h"
 
 job::job(job_plan plan) : m_plan(std::move(plan)), m_thread([this] { run(); }) {}
@@ -35,7 +34,7 @@ void job::run() {
     if (m_plan.steps.remove && m_plan.may_go_on())
         remove_files();
     if (m_plan.steps.fill && m_plan.may_go_on())
-        f3write_fill_fs(m_plan.folder.c_str(), m_plan.start_index, 1);
+        f3write_fill_fs_in_blocks(m_plan.folder.c_str(), m_plan.start_index, 1, m_plan.block_size);
     if (m_plan.steps.read && m_plan.may_go_on())
         read_files();
     m_done.store(true, std::memory_order_release);

@@ -3,9 +3,12 @@
 #define TROVIK_CLI_JOB_H
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
+
+#include "model/f3write.h"
 
 // Steps of a job, in the order in which they run.
 struct job_steps {
@@ -17,8 +20,9 @@ struct job_steps {
 // What a job does, and what the shell wants to be asked in between, on the job's
 // thread.
 struct job_plan {
-    std::string folder;   // on whose root the test files lie
-    int start_index = 0;  // of the first test file
+    std::string folder;                            // on whose root the test files lie
+    int start_index = 0;                           // of the first test file
+    std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
     job_steps steps;
     std::function<bool()> may_go_on;    // before each step; false ends the job there
     std::function<void()> before_read;  // once, before the files are listed and read

@@ -202,6 +202,7 @@ void command_run::do_steps(job_steps steps) {
     plan.steps = steps;
     plan.folder = m_target.folder;
     plan.start_index = m_arguments.start_index;
+    plan.block_size = m_arguments.block_size;
     plan.may_go_on = [this] { return is_volume_in_place(); };
     plan.before_read = [this] { see_to_medium(); };
     job running(std::move(plan));

@@ -16,6 +16,7 @@ enum engine_phase record_phase(enum engine_phase phase);
 
 /* Write part, in the order of a write phase. */
 void record_write_start(uint64_t free_bytes, int32_t first_index);
+void record_block_size(int32_t bytes);
 void record_write_file(int32_t index);
 void record_bytes_written(uint64_t bytes);
 void record_write_error(int32_t error);

@@ -23,8 +23,8 @@ class published {
 
 struct write_record {
     published<uint64_t> free_at_start, free_at_end, bytes_written;
-    published<int32_t> free_at_end_known, first_index, current_index, files_created, write_error,
-        end, average_known;
+    published<int32_t> free_at_end_known, first_index, current_index, block_size, files_created,
+        write_error, end, average_known;
     published<double> average_bytes_per_s;
 };
 
@@ -98,6 +98,7 @@ void engine_results_write(struct engine_write_results *out) {
     out->bytes_written = part.bytes_written.get();
     out->first_index = part.first_index.get();
     out->current_index = part.current_index.get();
+    out->block_size = part.block_size.get();
     out->files_created = part.files_created.get();
     out->write_error = part.write_error.get();
     out->end = part.end.get();
@@ -157,11 +158,16 @@ void record_write_start(uint64_t free_bytes, int32_t first_index) {
     write_part.bytes_written.set(0);
     write_part.first_index.set(first_index);
     write_part.current_index.set(first_index);
+    write_part.block_size.set(0);
     write_part.files_created.set(0);
     write_part.write_error.set(0);
     write_part.end.set(ENGINE_WRITE_NOT_ENDED);
     write_part.average_known.set(0);
     write_part.average_bytes_per_s.set(0.0);
+}
+
+void record_block_size(int32_t bytes) {
+    write_part.block_size.set(bytes);
 }
 
 void record_write_file(int32_t index) {

@@ -43,6 +43,7 @@ struct engine_write_results {
     uint64_t bytes_written;     /* so far */
     int32_t first_index;        /* of the phase's first test file */
     int32_t current_index;      /* of the test file being written, or the last one */
+    int32_t block_size;         /* bytes per write call */
     int32_t files_created;      /* so far, empty ones included */
     int32_t write_error;        /* error number of a failed write, else 0 */
     int32_t end;                /* enum engine_write_end */

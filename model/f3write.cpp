@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -25,9 +26,6 @@
 #include "model/utils.h"
 
 static const char module[] = "model/f3write";
-
-/* Bytes per write call: the block that all measured speeds refer to. */
-constexpr int32_t write_block_size = 1024;
 
 /* Length of a measurement period, milliseconds. */
 constexpr int32_t measurement_period_ms = 1000;
@@ -66,11 +64,12 @@ static void log_free_space(uint64_t bytes) {
     log_line_whole("Free space on device: %.2f %s\n", value, unit);
 }
 
-static struct write_flow new_write_flow(uint64_t free_bytes, int show_progress) {
+static struct write_flow new_write_flow(uint64_t free_bytes, int show_progress,
+                                        int32_t block_size) {
     struct write_flow fw = {};
     fw.space_total = free_bytes;
     fw.show_progress = show_progress;
-    fw.block_size = write_block_size;
+    fw.block_size = block_size;
     fw.bpd_step = 1;
     fw.bpd = 1;
     fw.period_ms = measurement_period_ms;
@@ -95,10 +94,19 @@ static void conclude_average(const struct write_flow &fw) {
 }
 
 double f3write_fill_fs(const char *path, int start_at, int show_progress) {
+    return f3write_fill_fs_in_blocks(path, start_at, show_progress, F3WRITE_BLOCK_SIZE);
+}
+
+double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progress,
+                                 int32_t block_size) {
+    ENGINE_REQUIRE(block_size >= F3WRITE_BLOCK_SIZE && block_size <= F3WRITE_BLOCK_SIZE_MAX,
+                   module);
+    ENGINE_REQUIRE((block_size & (block_size - 1)) == 0, module);
     const enum engine_phase phase_before = record_phase(ENGINE_PHASE_WRITING);
     uint64_t free_bytes = 0;
     free_space_query(path, &free_bytes);
     record_write_start(free_bytes, start_at);
+    record_block_size(block_size);
     std::fprintf(stderr, "dd: free_space: %llu\n", static_cast<unsigned long long>(free_bytes));
     log_free_space(free_bytes);
     if (free_bytes == 0) {
@@ -109,7 +117,7 @@ double f3write_fill_fs(const char *path, int start_at, int show_progress) {
     }
 
     phase_folder_known = stat(path, &phase_folder) == 0;
-    struct write_flow fw = new_write_flow(free_bytes, show_progress);
+    struct write_flow fw = new_write_flow(free_bytes, show_progress, block_size);
     int index = start_at;
     while (create_and_fill_file(path, index, test_file_size, &fw) == 1)
         index = static_cast<int>(static_cast<uint32_t>(index) + 1U);
@@ -223,30 +231,69 @@ struct alignas(64) block_part {
     char bytes[64];
 };
 
+/* Writes a block. Returns how much of it the volume has taken when it was full, or
+ * all. The smallest block is taken as a whole or the process ends. Of a larger one a
+ * part may be taken, and the rest is offered again; refused for lack of space, it is
+ * offered in ever smaller pieces, since some file systems take no part at all. */
+static size_t write_block(const char *full_fn, int fd, const char *block, size_t size) {
+    constexpr size_t smallest = F3WRITE_BLOCK_SIZE;
+    size_t piece = size;
+    size_t taken = 0;
+    while (taken < size) {
+        const size_t offered = std::min(piece, size - taken);
+        const ssize_t written = write(fd, block + taken, offered);
+        if (written < 0) {
+            if (errno == ENOSPC && offered <= smallest)
+                break;
+            if (errno == ENOSPC) {
+                piece = std::max(offered / 2, smallest);
+                continue;
+            }
+            report_failed_write(full_fn, errno);
+        }
+        const bool whole = written == static_cast<ssize_t>(offered);
+        ENGINE_REQUIRE_IN("create_and_fill_file", whole || (size > smallest && written > 0),
+                          "written == fw->block_size", module);
+        taken += static_cast<size_t>(written);
+    }
+    return taken;
+}
+
+static void count_written(struct write_flow *fw, size_t bytes) {
+    fw->bytes_written += bytes;
+    record_bytes_written(fw->bytes_written);
+}
+
+/* Ends a file of whole blocks and a part of one with its last whole sector, and counts
+ * the part. What could not be cut off is left to the reading, which says so. */
+static void keep_whole_sectors(int fd, uint64_t whole_bytes, size_t part, struct write_flow *fw) {
+    const size_t kept = part - part % SECTOR_SIZE;
+    if (kept == part || ftruncate(fd, static_cast<off_t>(whole_bytes + kept)) == 0)
+        part = kept;
+    if (part > 0)
+        count_written(fw, part);
+}
+
 /* Writes `size` bytes from `offset` on to `fd`. Returns 1 when all was written,
  * 0 when the volume is full. */
 static int fill_file(const char *full_fn, int fd, uint64_t offset, uint64_t size,
                      struct write_flow *fw) {
     const auto block_size = static_cast<size_t>(fw->block_size);
-    std::vector<block_part> block((block_size + sizeof(block_part) - 1) / sizeof(block_part));
-    for (uint64_t remaining = size; remaining > 0;) {
-        offset = fill_buffer(block.data(), block_size, offset);
-        const ssize_t written = write(fd, block.data(), block_size);
-        if (written < 0) {
-            if (errno == ENOSPC)
-                return 0;
-            report_failed_write(full_fn, errno);
+    std::vector<block_part> parts((block_size + sizeof(block_part) - 1) / sizeof(block_part));
+    char *const block = parts.front().bytes;
+    for (uint64_t done = 0; done < size; done += block_size) {
+        offset = fill_buffer(block, block_size, offset);
+        const size_t taken = write_block(full_fn, fd, block, block_size);
+        if (taken < block_size) {
+            keep_whole_sectors(fd, done, taken, fw);
+            return 0;
         }
-        ENGINE_REQUIRE_IN("create_and_fill_file", written == fw->block_size,
-                          "written == fw->block_size", module);
         fw->period_blocks += 1;
-        fw->bytes_written += static_cast<uint64_t>(written);
-        record_bytes_written(fw->bytes_written);
+        count_written(fw, block_size);
         if (fw->period_blocks >= fw->bpd) {
             measure(fw, fd);
             start_measurement(fw);
         }
-        remaining -= static_cast<uint64_t>(written);
     }
     return 1;
 }

@@ -63,6 +63,19 @@ void f3write_unlink_old_files(const char *path, int start_at);
  * counted), or 1.0 when there was no free space at all. */
 double f3write_fill_fs(const char *path, int start_at, int show_progress);
 
+/* Bytes per write call: what f3write_fill_fs writes with, which all speeds that are
+ * compared refer to, and the most that can be asked for. */
+#define F3WRITE_BLOCK_SIZE 1024
+#define F3WRITE_BLOCK_SIZE_MAX 16777216
+
+/* The same with `block_size` bytes per write call, a power of two from
+ * F3WRITE_BLOCK_SIZE to F3WRITE_BLOCK_SIZE_MAX. Small writes cost a medium and its
+ * file system more than large ones, so the speed is that of such writes. Of a larger
+ * block the volume may take a part: the rest is offered again until there is no space
+ * left, and a last file that does not end with a sector then is cut back to one. */
+double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progress,
+                                 int32_t block_size);
+
 /* Writes the test file with this index, `size` bytes (a multiple of
  * fw->block_size, not 0). An existing file is emptied first; a link, a FIFO or
  * anything else that is not a plain file of its own is refused and ends the

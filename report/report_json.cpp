@@ -95,6 +95,7 @@ static json write_object(const run_snapshot &run) {
     const engine_write_results &write = run.write;
     json object = json::object();
     object["bytes"] = write.bytes_written;
+    object["block_bytes"] = write.block_size;
     object["free_bytes_at_start"] = write.free_at_start;
     object["free_bytes_at_end"] =
         write.free_at_end_known != 0 ? json(write.free_at_end) : json(nullptr);

@@ -48,6 +48,7 @@ TEST(arguments, a_command_and_a_volume_are_enough) {
     EXPECT_FALSE(arguments.keep_files);
     EXPECT_FALSE(arguments.force);
     EXPECT_FALSE(arguments.json.has_value());
+    EXPECT_EQ(arguments.block_size, 1024);
 }
 
 TEST(arguments, every_command_is_known_by_its_name) {
@@ -55,6 +56,23 @@ TEST(arguments, every_command_is_known_by_its_name) {
                                       cli_command::clean, cli_command::info})
         EXPECT_EQ(parsed({cli_command_name(command), "/card"}).command, command)
             << cli_command_name(command);
+}
+
+TEST(arguments, a_block_size_is_a_power_of_two_with_or_without_its_unit) {
+    EXPECT_EQ(parsed({"test", "/card", "--block-size=1K"}).block_size, 1024);
+    EXPECT_EQ(parsed({"test", "/card", "--block-size", "64K"}).block_size, 65536);
+    EXPECT_EQ(parsed({"write", "/card", "--block-size=16M"}).block_size, 16777216);
+    EXPECT_EQ(parsed({"test", "/card", "--block-size=16384K"}).block_size, 16777216);
+    EXPECT_EQ(parsed({"test", "/card", "--block-size=2048"}).block_size, 2048);
+}
+
+TEST(arguments, what_is_no_block_size_is_refused) {
+    for (const char *size : {"0", "1", "512", "512K ", "3K", "32M", "1G", "K", "-1K", "1.5M", "01K",
+                             "1k", "1KB", "+1K", "99999999999K", "x"})
+        expect_wrong_usage({"test", "/nowhere", std::string("--block-size=") + size}, size);
+    expect_wrong_usage({"test", "/nowhere", "--block-size="}, "--block-size");
+    expect_wrong_usage({"read", "/nowhere", "--block-size=1K"}, "--block-size");
+    expect_wrong_usage({"clean", "/nowhere", "--block-size=1K"}, "--block-size");
 }
 
 TEST(arguments, info_needs_no_volume) {
@@ -165,7 +183,8 @@ TEST(arguments, every_command_explains_its_options) {
     const outcome result = run_cli({"test", "--help"});
     EXPECT_EQ(result.exit_status(), 0);
     EXPECT_EQ(result.err, "");
-    for (const char *word : {"VOLUME", "--start-at", "--keep-files", "--json", "--force"})
+    for (const char *word :
+         {"VOLUME", "--start-at", "--block-size", "--keep-files", "--json", "--force"})
         EXPECT_TRUE(contains(result.out, word)) << word;
 }
 

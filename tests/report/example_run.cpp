@@ -36,6 +36,7 @@ run_snapshot intact_run() {
     run.write.free_at_end_known = 1;
     run.write.bytes_written = 5 * gib / 2;
     run.write.current_index = 2;
+    run.write.block_size = 1024;
     run.write.files_created = 3;
     run.write.end = ENGINE_WRITE_FULL_IN_FILE;
     run.write.average_known = 1;
@@ -52,6 +53,7 @@ run_snapshot counterfeit_run() {
     run.write.free_at_end_known = 1;
     run.write.bytes_written = 13 * gib / 4;
     run.write.current_index = 3;
+    run.write.block_size = 65536;
     run.write.files_created = 4;
     run.write.end = ENGINE_WRITE_FULL_IN_FILE;
     run.write.average_known = 1;

@@ -73,6 +73,7 @@ TEST(report_json, has_the_volume_and_null_for_what_is_not_known) {
 TEST(report_json, has_the_write_phase) {
     const json write = parsed(counterfeit_document())["write"];
     EXPECT_EQ(write["bytes"], 3489660928U);
+    EXPECT_EQ(write["block_bytes"], 65536);
     EXPECT_EQ(write["free_bytes_at_start"], 3489660928U);
     EXPECT_EQ(write["free_bytes_at_end"], 0U);
     EXPECT_EQ(write["bytes_per_second"], 10752000.0);

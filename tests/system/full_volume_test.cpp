@@ -198,3 +198,21 @@ TEST(read_only_volume, with_its_switch_set_is_refused) {
     EXPECT_TRUE(run.json.is_null());
     EXPECT_EQ(run_cli({"read", where.path()}).exit_status, 74);
 }
+
+// Larger writes are for the speed; what is written, and how it ends, stays the same.
+TEST(full_volume, is_filled_to_its_end_by_larger_writes_as_well) {
+    SKIP_IF_MISSING(missing_for_cards());
+    for (const char *size : {"2K", "1M", "16M"}) {
+        const card where({"--size=" + std::to_string(5 * mib + 1536)});
+        const cli_result run =
+            run_cli_with_report({"test", where.path(), std::string("--block-size=") + size});
+        EXPECT_EQ(run.exit_status, 0) << run.err;
+        EXPECT_EQ(run.json.at("write").at("free_bytes_at_end"), 0);
+        EXPECT_EQ(tally_of(run.json), sector_tally{.ok = (5 * mib + 1536) / 512});
+    }
+    const card counterfeit({"--size=8M", "--real-size=3M", "--beyond=wrap"});
+    const cli_result run = run_cli_with_report({"test", counterfeit.path(), "--block-size=1M"});
+    EXPECT_EQ(run.exit_status, 65) << run.err;
+    EXPECT_EQ(run.json.at("write").at("block_bytes"), 1048576);
+    EXPECT_EQ(tally_of(run.json), (sector_tally{.ok = 6144, .overwritten = 10240}));
+}

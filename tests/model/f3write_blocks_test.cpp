@@ -1,0 +1,149 @@
+/* Writes of more than a block of 1024 bytes: what the volume takes of them, and what
+ * is done with the rest. The volume's part is played by a `write` of this program's
+ * own, which stands before the system's. */
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include "model/engine_results.h"
+#include "model/f3write.h"
+#include "support.h"
+
+using model_tests::expect_assertion;
+using model_tests::file_content;
+using model_tests::private_folder;
+using model_tests::reference_sectors;
+using model_tests::run_in_child;
+
+namespace {
+
+constexpr size_t mebibyte = 1U << 20U;
+
+/* How the volume behaves. */
+struct volume_manners {
+    size_t room = std::numeric_limits<size_t>::max();    /* bytes that it has left */
+    size_t at_once = std::numeric_limits<size_t>::max(); /* taken by one call at most */
+    bool takes_parts = true; /* of a write for which there is not enough room */
+    int error = 0;           /* of every write */
+};
+
+volume_manners *manners = nullptr;
+
+/* Lets a volume behave so while it lives. */
+class volume_that {
+ public:
+    explicit volume_that(const volume_manners &how) : m_how(how) { manners = &m_how; }
+    ~volume_that() { manners = nullptr; }
+    volume_that(const volume_that &) = delete;
+    volume_that &operator=(const volume_that &) = delete;
+
+ private:
+    volume_manners m_how;
+};
+
+ssize_t system_write(int fd, const void *bytes, size_t count) {
+    static const auto next =
+        reinterpret_cast<ssize_t (*)(int, const void *, size_t)>(dlsym(RTLD_NEXT, "write"));
+    return next(fd, bytes, count);
+}
+
+ssize_t refuse(int error) {
+    errno = error;
+    return -1;
+}
+
+}  // namespace
+
+extern "C" ssize_t write(int fd, const void *bytes, size_t count) {
+    if (manners == nullptr || fd <= STDERR_FILENO)
+        return system_write(fd, bytes, count);
+    if (manners->error != 0)
+        return refuse(manners->error);
+    const size_t wanted = std::min(count, manners->at_once);
+    if (manners->room == 0 || (wanted > manners->room && !manners->takes_parts))
+        return refuse(ENOSPC);
+    const ssize_t written = system_write(fd, bytes, std::min(wanted, manners->room));
+    manners->room -= static_cast<size_t>(written);
+    return written;
+}
+
+/* Writes a phase in a folder and expects a test file of `size` bytes, as it has to be. */
+static void expect_filled(const volume_manners &how, int32_t block_size, size_t size) {
+    const private_folder folder;
+    {
+        const volume_that behaves(how);
+        f3write_fill_fs_in_blocks(folder.c_path(), 0, 1, block_size);
+    }
+    EXPECT_EQ(std::filesystem::file_size(folder.file("1.fff")), size);
+    EXPECT_TRUE(file_content(folder.file("1.fff")) == reference_sectors(0, size));
+    engine_write_results written = {};
+    engine_results_write(&written);
+    EXPECT_EQ(written.bytes_written, size);
+    EXPECT_EQ(written.block_size, block_size);
+    EXPECT_EQ(written.end, ENGINE_WRITE_FULL_IN_FILE);
+    EXPECT_EQ(written.files_created, 1);
+}
+
+TEST(f3write_blocks, of_every_size_hold_the_same_bytes) {
+    for (int32_t size = F3WRITE_BLOCK_SIZE; size <= F3WRITE_BLOCK_SIZE_MAX; size *= 2)
+        expect_filled({.room = 18 * mebibyte}, size, 18 * mebibyte);
+}
+
+TEST(f3write_blocks, that_are_taken_in_odd_parts_are_offered_to_their_end) {
+    expect_filled({.room = 3 * mebibyte, .at_once = 100001}, 1 << 20, 3 * mebibyte);
+    expect_filled({.room = 65536, .at_once = 1}, 2048, 65536);
+}
+
+TEST(f3write_blocks, end_with_a_whole_sector_when_the_volume_is_full) {
+    for (const size_t rest : {1U, 511U, 512U, 513U, 700U, 5000U, 1048575U})
+        expect_filled({.room = 2 * mebibyte + rest}, 1 << 20, 2 * mebibyte + rest - rest % 512);
+}
+
+TEST(f3write_blocks, are_offered_in_smaller_pieces_where_no_part_is_taken) {
+    for (const size_t rest : {1U, 1023U, 1024U, 5000U, 700000U, 1048575U})
+        expect_filled({.room = 2 * mebibyte + rest, .takes_parts = false}, 1 << 20,
+                      2 * mebibyte + rest - rest % 1024);
+}
+
+TEST(f3write_blocks, of_1024_bytes_are_taken_whole_or_end_the_process) {
+    const private_folder folder;
+    expect_assertion(run_in_child([&] {
+                         const volume_that behaves({.room = 5000});
+                         f3write_fill_fs(folder.c_path(), 0, 0);
+                     }),
+                     "written == fw->block_size", "create_and_fill_file", "model/f3write");
+}
+
+TEST(f3write_blocks, of_which_nothing_is_taken_without_a_reason_end_the_process) {
+    const private_folder folder;
+    expect_assertion(run_in_child([&] {
+                         const volume_that behaves({.at_once = 0});
+                         f3write_fill_fs_in_blocks(folder.c_path(), 0, 0, 1 << 20);
+                     }),
+                     "written == fw->block_size", "create_and_fill_file", "model/f3write");
+}
+
+TEST(f3write_blocks, that_fail_end_the_process_with_the_reason) {
+    const private_folder folder;
+    const auto outcome = run_in_child([&] {
+        const volume_that behaves({.error = EIO});
+        f3write_fill_fs_in_blocks(folder.c_path(), 0, 0, 1 << 20);
+    });
+    EXPECT_EQ(outcome.out, "Write to file " + folder.file("1.fff") + " failed");
+    expect_assertion(outcome, "written == fw->block_size", "create_and_fill_file", "model/f3write");
+}
+
+TEST(f3write_blocks, of_another_size_are_refused) {
+    const private_folder folder;
+    for (const int32_t size : {-1024, 0, 1, 512, 1023, 1025, 1536, 3072, 33554432})
+        EXPECT_TRUE(
+            run_in_child([&] { f3write_fill_fs_in_blocks(folder.c_path(), 0, 0, size); }).aborted())
+            << size;
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
