@@ -26,6 +26,8 @@
 #include <utility>
 #include <vector>
 
+#include "volume/naming.h"
+
 namespace {
 
 // Trees of real volumes are rarely deeper; each open folder also has a buffer of 32 KiB.
@@ -38,15 +40,6 @@ constexpr std::size_t most_depth = 20'000;
 // no more than one buffer then, at least 115 of the longest names in 32 KiB, still gets through a
 // million entries. Without an end, somebody who puts back what is removed would never let go.
 constexpr int most_passes = 10'000;
-
-// The folder above the tree is only needed to name an entry in it: it need not be readable.
-#if defined(O_PATH)
-constexpr int open_for_names = O_PATH;
-#elif defined(O_SEARCH)
-constexpr int open_for_names = O_SEARCH;
-#else
-constexpr int open_for_names = O_RDONLY;
-#endif
 
 // O_NONBLOCK is for a pipe that took the folder's name, should a system open it before it finds
 // that it is no folder.
@@ -70,16 +63,6 @@ struct entry_facts {
         return is_on_mount_of(other) && inode == other.inode;
     }
 };
-
-// File systems that run in user space interrupt calls that others do not.
-template <typename system_call>
-int uninterrupted(const system_call &call) {
-    int result = 0;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
 
 // Looks at the entry of an open folder, or at the folder itself when the name is empty. Follows
 // no link and sets off no automatic mount. False with the reason in errno.

@@ -4,26 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-
-// File systems that run in user space interrupt calls that others do not.
-template <typename system_call>
-static int uninterrupted(const system_call &call) {
-    int result = 0;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
-// Naming entries takes no right to list the folder.
-#if defined(O_PATH)
-constexpr int open_for_names = O_PATH;
-#elif defined(O_SEARCH)
-constexpr int open_for_names = O_SEARCH;
-#else
-constexpr int open_for_names = O_RDONLY;
-#endif
+#include "volume/naming.h"
 
 volume_marker::volume_marker(const std::string &volume, const std::string &folder,
                              const std::string &name)

@@ -9,14 +9,7 @@
 
 #include <utility>
 
-// Holding on to a folder takes no right to list it.
-#if defined(O_PATH)
-constexpr int open_for_names = O_PATH;
-#elif defined(O_SEARCH)
-constexpr int open_for_names = O_SEARCH;
-#else
-constexpr int open_for_names = O_RDONLY;
-#endif
+#include "volume/naming.h"
 
 folder_anchor::folder_anchor(std::string folder)
     : m_folder(std::move(folder)),

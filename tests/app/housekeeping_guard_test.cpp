@@ -35,6 +35,13 @@ class housekeeping_guard : public housekeeping {
             volume().make_file(name);
     }
 
+    void expect_all_markers_left() {
+        EXPECT_EQ(volume().content(), all_markers);
+        EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
+        EXPECT_TRUE(fs::exists(path_of(".Spotlight-V100/a")));
+        EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+    }
+
     // Each action says that the volume has gone, and does nothing.
     void expect_all_refused() {
         const std::vector<std::pair<QPushButton *, lines>> buttons = {
@@ -61,10 +68,7 @@ TEST_F(housekeeping_guard, the_folder_below_a_volume_that_has_gone_is_left_alone
     volume().take_away();
     make_all_markers();
     expect_all_refused();
-    EXPECT_EQ(volume().content(), all_markers);
-    EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
-    EXPECT_TRUE(fs::exists(path_of(".Spotlight-V100/a")));
-    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+    expect_all_markers_left();
 }
 
 TEST_F(housekeeping_guard, nothing_is_made_below_a_volume_that_has_gone) {
@@ -77,10 +81,7 @@ TEST_F(housekeeping_guard, another_volume_at_the_same_place_is_left_alone) {
     volume().cover();
     make_all_markers();
     expect_all_refused();
-    EXPECT_EQ(volume().content(), all_markers);
-    EXPECT_TRUE(fs::exists(path_of(".Trashes/a")));
-    EXPECT_TRUE(fs::exists(path_of(".Spotlight-V100/a")));
-    EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
+    expect_all_markers_left();
 }
 
 // The action is told that there is a trash, and holds on to where it is. It stops as
