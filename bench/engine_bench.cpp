@@ -1,4 +1,4 @@
-// The pattern and the classification, beside memset and memcmp of the same
+// The pattern and the classification, beside memset, memcpy and memcmp of the same
 // buffers in the same run: a ratio says more than a rate, for the machine drops
 // out of it.
 #include <benchmark/benchmark.h>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "model/f3read.h"
+#include "model/sector_lanes.h"
 #include "model/test_sector.h"
 
 namespace {
@@ -90,6 +91,16 @@ void set_memory(benchmark::State &state) {
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
+void copy_memory(benchmark::State &state) {
+    const buffer from = written_sectors(static_cast<size_t>(state.range(0)), leave);
+    buffer to(from.size());
+    while (state.KeepRunning()) {
+        std::memcpy(to.data(), from.data(), from.size());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
 void compare_memory(benchmark::State &state) {
     const auto size = static_cast<size_t>(state.range(0));
     const buffer first = written_sectors(size, leave);
@@ -103,22 +114,45 @@ void compare_memory(benchmark::State &state) {
 
 void classify(benchmark::State &state, void (*spoil)(char *)) {
     const buffer sectors = written_sectors(static_cast<size_t>(state.range(0)), spoil);
+    std::vector<enum sector_class> classes(sectors.size() / SECTOR_SIZE);
     while (state.KeepRunning()) {
-        for (size_t at = 0; at < sectors.size(); at += SECTOR_SIZE)
-            benchmark::DoNotOptimize(f3read_classify_sector(sectors.data() + at, at));
+        f3read_classify_sectors(sectors.data(), classes.size(), 0, classes.data());
+        benchmark::DoNotOptimize(classes.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+// The same in the forms for less able processors.
+void fill_in_form(benchmark::State &state, const sector_lanes_functions &form) {
+    buffer sectors(static_cast<size_t>(state.range(0)));
+    uint64_t offset = 0;
+    while (state.KeepRunning()) {
+        offset = form.fill(sectors.data(), sectors.size() / SECTOR_SIZE, offset);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void compare_in_form(benchmark::State &state, const sector_lanes_functions &form) {
+    const buffer sectors = written_sectors(static_cast<size_t>(state.range(0)), leave);
+    while (state.KeepRunning()) {
+        benchmark::DoNotOptimize(form.intact(sectors.data(), sectors.size() / SECTOR_SIZE, 0));
+        benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
 struct workload {
-    const char *name;
-    void (*run)(benchmark::State &);
+    std::string name;
+    std::function<void(benchmark::State &)> run;
 };
 
 const workload workloads[] = {
     {"fill_buffer", fill},
     {"fill_step_by_step", fill_step_by_step},
     {"memset", set_memory},
+    {"memcpy", copy_memory},
     {"memcmp", compare_memory},
     {"classify/intact", [](benchmark::State &state) { classify(state, leave); }},
     {"classify/changed", [](benchmark::State &state) { classify(state, flip_one_word); }},
@@ -126,9 +160,23 @@ const workload workloads[] = {
     {"classify/overwritten", [](benchmark::State &state) { classify(state, move_away); }},
 };
 
+std::vector<workload> workloads_of_all_forms() {
+    std::vector<workload> all(std::begin(workloads), std::end(workloads));
+    for (size_t i = 0; const sector_lanes_functions *form = sector_lanes_usable(i); ++i) {
+        all.push_back({std::string("fill in the form for ") + form->name,
+                       [form](benchmark::State &state) { fill_in_form(state, *form); }});
+        all.push_back({std::string("intact in the form for ") + form->name,
+                       [form](benchmark::State &state) { compare_in_form(state, *form); }});
+    }
+    return all;
+}
+
 const bool registered = [] {
-    for (const workload &each : workloads)
-        benchmark::RegisterBenchmark(each.name, each.run)->Arg(1 << 10)->Arg(1 << 16)->Arg(1 << 20);
+    for (const workload &each : workloads_of_all_forms())
+        benchmark::RegisterBenchmark(each.name.c_str(), each.run)
+            ->Arg(1 << 10)
+            ->Arg(1 << 16)
+            ->Arg(1 << 20);
     return true;
 }();
 

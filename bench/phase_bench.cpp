@@ -1,11 +1,12 @@
 // One phase of the engine on a folder, or the bare loop it is compared with, and
 // what it cost: "bytes seconds user_seconds" on standard output.
 //
-//   phase_bench write FOLDER   fill the volume with test files
-//   phase_bench bare FOLDER    the same writes of a constant buffer, with the same
-//                              blocks, files, flushes and clock readings
-//   phase_bench read FOLDER    read the test files back
-//   phase_bench clean FOLDER   remove them
+//   phase_bench write FOLDER      fill the volume with test files
+//   phase_bench write_1m FOLDER   the same in blocks of 1 MiB
+//   phase_bench bare FOLDER       the same writes of a constant buffer, with the same
+//                                 blocks, files, flushes and clock readings
+//   phase_bench read FOLDER       read the test files back
+//   phase_bench clean FOLDER      remove them
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -61,11 +62,19 @@ static uint64_t run_bare(const char *folder) {
     return fw.bytes_written;
 }
 
-static uint64_t run_write(const char *folder) {
-    f3write_fill_fs(folder, 0, 1);
+static uint64_t run_write_in_blocks(const char *folder, int32_t block_size) {
+    f3write_fill_fs_in_blocks(folder, 0, 1, block_size);
     struct engine_write_results results = {};
     engine_results_write(&results);
     return results.bytes_written;
+}
+
+static uint64_t run_write(const char *folder) {
+    return run_write_in_blocks(folder, F3WRITE_BLOCK_SIZE);
+}
+
+static uint64_t run_write_1m(const char *folder) {
+    return run_write_in_blocks(folder, 1 << 20);
 }
 
 static uint64_t run_read(const char *folder) {
@@ -93,8 +102,11 @@ int main(int argc, char **argv) {
     const struct {
         const char *name;
         uint64_t (*run)(const char *folder);
-    } phases[] = {
-        {"write", run_write}, {"bare", run_bare}, {"read", run_read}, {"clean", run_clean}};
+    } phases[] = {{"write", run_write},
+                  {"write_1m", run_write_1m},
+                  {"bare", run_bare},
+                  {"read", run_read},
+                  {"clean", run_clean}};
     for (const auto &phase : phases) {
         if (argc != 3 || std::strcmp(argv[1], phase.name) != 0)
             continue;
@@ -106,6 +118,6 @@ int main(int argc, char **argv) {
                     user_seconds() - user_before);
         return 0;
     }
-    std::fprintf(stderr, "usage: phase_bench write|bare|read|clean FOLDER\n");
+    std::fprintf(stderr, "usage: phase_bench write|write_1m|bare|read|clean FOLDER\n");
     return 64;
 }

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,13 +31,9 @@ static const char validation[] = "f3read_validate_file";
 /* Shortest time between two lines of counts, milliseconds. */
 constexpr int64_t progress_interval_ms = 200;
 
-/* Bytes of the reading stream's buffer: few system calls, yet small beside a
- * card's own read-ahead. */
-constexpr size_t stream_buffer_size = 65536;
-
-/* Sectors between two updates of the bytes read: 32 KiB, so that a shell sees
- * even the slowest card move. */
-constexpr uint64_t sectors_per_update = 64;
+/* Sectors that the stream is asked for at once: few system calls, yet small beside a
+ * card's own read-ahead, and a shell sees even the slowest card move. */
+constexpr size_t sectors_per_read = 128;
 
 namespace {
 
@@ -61,20 +58,43 @@ static int count_mismatches(const char *sector, uint64_t own_offset) {
     return mismatches;
 }
 
-enum sector_class f3read_classify_sector(const void *sector, uint64_t expected_offset) {
-    const char *const bytes = static_cast<const char *>(sector);
+static enum sector_class classify_damaged(const char *sector, uint64_t expected_offset) {
     uint64_t own_offset = 0;
-    std::memcpy(&own_offset, bytes, sizeof own_offset);
-    /* Nearly every sector is intact, and that is seen in one go. */
-    if (own_offset == expected_offset && own_offset % SECTOR_SIZE == 0 &&
-        sector_lanes_best().body_matches(bytes, own_offset))
-        return SECTOR_OK;
-    const int mismatches = count_mismatches(bytes, own_offset);
+    std::memcpy(&own_offset, sector, sizeof own_offset);
+    const int mismatches = count_mismatches(sector, own_offset);
     if (mismatches > SECTOR_TOLERANCE)
         return SECTOR_CORRUPTED;
     if (own_offset != expected_offset)
         return SECTOR_OVERWRITTEN;
     return mismatches == 0 ? SECTOR_OK : SECTOR_CHANGED;
+}
+
+enum sector_class f3read_classify_sector(const void *sector, uint64_t expected_offset) {
+    enum sector_class what = SECTOR_OK;
+    f3read_classify_sectors(sector, 1, expected_offset, &what);
+    return what;
+}
+
+void f3read_classify_sectors(const void *sectors, size_t count, uint64_t expected_offset,
+                             enum sector_class *classes) {
+    const char *const bytes = static_cast<const char *>(sectors);
+    size_t done = 0;
+    while (done < count) {
+        const char *next = bytes + done * SECTOR_SIZE;
+        uint64_t offset = expected_offset + done * SECTOR_SIZE;
+        uint64_t own_offset = 0;
+        std::memcpy(&own_offset, next, sizeof own_offset);
+        /* Nearly all sectors are intact, and that is seen in one go. */
+        if (own_offset == offset && offset % SECTOR_SIZE == 0) {
+            const size_t run = sector_lanes_best().intact(next, count - done, offset);
+            std::fill_n(classes + done, run, SECTOR_OK);
+            done += run;
+            next += run * SECTOR_SIZE;
+            offset += run * SECTOR_SIZE;
+        }
+        if (done < count)
+            classes[done++] = classify_damaged(next, offset);
+    }
 }
 
 static void count_sector(enum sector_class what, sector_counts &counts) {
@@ -141,27 +161,29 @@ static void report_counts(const sector_counts &counts, struct timeval &last_line
  * last read left behind. */
 static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t progress,
                             uint64_t bytes_before, sector_counts &counts) {
-    alignas(64) char sectors[2][SECTOR_SIZE];
+    /* Written and read by the test's thread alone. */
+    alignas(64) static char sectors[sectors_per_read * SECTOR_SIZE];
+    static enum sector_class classes[sectors_per_read];
     struct timeval last_line = {};
     last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
-    uint64_t sectors_done = 0;
-    size_t sectors_read = std::fread(sectors[0], SECTOR_SIZE, 1, stream);
-    int read_error = errno;
-    while (sectors_read > 0) {
-        ENGINE_REQUIRE_IN(validation, sectors_read == 1, "sectors_read == 1", module);
-        /* The next sector is read before this one is judged, into the other
-         * buffer, so that its outcome is known when this one is counted. */
-        const char *current = sectors[sectors_done % 2];
-        sectors_read = std::fread(sectors[(sectors_done + 1) % 2], SECTOR_SIZE, 1, stream);
+    uint64_t bytes_done = 0;
+    size_t sectors_read = 0;
+    int read_error = 0;
+    do {
+        sectors_read = std::fread(sectors, SECTOR_SIZE, sectors_per_read, stream);
         read_error = errno;
-        count_sector(f3read_classify_sector(current, expected_offset), counts);
-        expected_offset += SECTOR_SIZE;
-        if (progress != 0)
-            report_counts(counts, last_line);
-        ++sectors_done;
-        if (sectors_done % sectors_per_update == 0)
-            record_bytes_read(bytes_before + sectors_done * SECTOR_SIZE);
-    }
+        /* One at a time as far as anyone can see: never more than asked for. */
+        ENGINE_REQUIRE_IN(validation, sectors_read <= sectors_per_read, "sectors_read == 1",
+                          module);
+        f3read_classify_sectors(sectors, sectors_read, expected_offset + bytes_done, classes);
+        for (size_t i = 0; i < sectors_read; ++i) {
+            count_sector(classes[i], counts);
+            if (progress != 0)
+                report_counts(counts, last_line);
+        }
+        bytes_done += sectors_read * SECTOR_SIZE;
+        record_bytes_read(bytes_before + bytes_done);
+    } while (sectors_read == sectors_per_read); /* fewer: the end, or an error */
     return read_error;
 }
 
@@ -191,7 +213,7 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
                           uint64_t *changed, uint64_t *overwritten, uint64_t *size, int *read_all,
                           struct timeval *elapsed, uint32_t progress) {
     /* Written and read by the test's thread alone. */
-    static char stream_buffer[stream_buffer_size];
+    static char stream_buffer[sectors_per_read * SECTOR_SIZE];
     char full_fn[ENGINE_PATH_MAX];
     const char *filename = nullptr;
     full_fn_from_number(full_fn, &filename, path, number);

@@ -7,6 +7,7 @@
 #ifndef TROVIK_MODEL_F3READ_H
 #define TROVIK_MODEL_F3READ_H
 
+#include <stddef.h>
 #include <stdint.h>
 #include <sys/time.h>
 
@@ -29,6 +30,11 @@ enum sector_class {
 /* Classifies the SECTOR_SIZE bytes at `sector` (any alignment) that were read
  * where the sector keyed to `expected_offset` was written. Any thread. */
 enum sector_class f3read_classify_sector(const void *sector, uint64_t expected_offset);
+
+/* The same for `count` sectors in a row, the first one keyed to `expected_offset`:
+ * their classes go to `classes`. */
+void f3read_classify_sectors(const void *sectors, size_t count, uint64_t expected_offset,
+                             enum sector_class *classes);
 
 /* Reads the test file with index `number` in folder `path`. Sets the four sector
  * counts, `*size` (bytes read) and `*read_all` (nonzero when the end of the file

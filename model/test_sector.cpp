@@ -58,6 +58,5 @@ uint64_t fill_buffer(void *buffer, size_t size, uint64_t offset) {
     char *const sectors = static_cast<char *>(buffer);
     if (offset % SECTOR_SIZE != 0)
         return fill_unaligned(sectors, size / SECTOR_SIZE, offset);
-    sector_lanes_best().fill(sectors, size / SECTOR_SIZE, offset);
-    return offset + size;
+    return sector_lanes_best().fill(sectors, size / SECTOR_SIZE, offset);
 }

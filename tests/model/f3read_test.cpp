@@ -14,6 +14,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "model/test_sector.h"
 #include "staged_clock.h"
@@ -122,6 +123,32 @@ TEST_F(f3read, the_class_follows_from_the_offset_and_up_to_3_differing_words) {
             EXPECT_EQ(class_of(damaged(here, count, from), here), in_place) << count << " " << from;
             EXPECT_EQ(class_of(damaged(here, count, from), elsewhere), displaced) << count;
         }
+    }
+}
+
+/* The engine looks at groups of sectors at once; where in a row a damaged one stands
+ * and what stands beside it must not matter. */
+TEST_F(f3read, sectors_in_a_row_have_the_classes_that_they_were_given) {
+    std::mt19937 random(63);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same every time
+    for (int round = 0; round < 3000; ++round) {
+        const size_t count = random() % 40;
+        const uint64_t first = (uint64_t{random()} << 12) + 0xFFFFE000 * (random() % 2);
+        std::string row;
+        std::vector<sector_class> expected;
+        for (size_t i = 0; i < count; ++i) {
+            const uint64_t here = first + i * SECTOR_SIZE;
+            const bool sound = random() % 4 != 0;
+            const size_t words = sound ? 0 : random() % 4;
+            const uint64_t moved = sound || random() % 2 == 0 ? 0 : uint64_t{1} << 32;
+            row += damaged(here + moved, words, 1 + random() % 60);
+            expected.push_back(words > 2    ? SECTOR_CORRUPTED
+                               : moved != 0 ? SECTOR_OVERWRITTEN
+                               : words != 0 ? SECTOR_CHANGED
+                                            : SECTOR_OK);
+        }
+        std::vector<sector_class> classes(count, SECTOR_CORRUPTED);
+        f3read_classify_sectors(row.data(), count, first, classes.data());
+        ASSERT_EQ(classes, expected) << "round " << round;
     }
 }
 
