@@ -88,6 +88,10 @@ static bool is_typed(const words &typed, const std::string &name, const std::str
     return false;
 }
 
+static bool is_flag_typed(const words &typed, const std::string &name) {
+    return is_typed(typed, name) || is_typed(typed, name + "=") || is_typed(typed, name + "=true");
+}
+
 static void check_accepted(const outcome &result, const words &typed) {
     const cli_arguments &got = result.arguments;
     FUZZ_REQUIRE(result.out.empty() && result.err.empty());
@@ -102,8 +106,8 @@ static void check_accepted(const outcome &result, const words &typed) {
     FUZZ_REQUIRE(block == 1024 || is_typed(typed, "--block-size", std::to_string(block)) ||
                  is_typed(typed, "--block-size", std::to_string(block >> 10) + "K") ||
                  is_typed(typed, "--block-size", std::to_string(block >> 20) + "M"));
-    FUZZ_REQUIRE(!got.keep_files || is_typed(typed, "--keep-files"));
-    FUZZ_REQUIRE(!got.force || is_typed(typed, "--force"));
+    FUZZ_REQUIRE(!got.keep_files || is_flag_typed(typed, "--keep-files"));
+    FUZZ_REQUIRE(!got.force || is_flag_typed(typed, "--force"));
     if (got.json)
         FUZZ_REQUIRE(!got.json->empty() && is_typed(typed, "--json", *got.json));
 }
