@@ -150,8 +150,8 @@ static void expect_same(const mount_entry &read, const mount_entry &made) {
                  (comma == std::string::npos ? "" : made.options.substr(comma + 10)));
 }
 
-// The mount that was found is reached from the bottom over mounts that the path leads over, and
-// none lies upon it on the rest of the path.
+// The mount that was found is reached from the bottom over mounts that the path leads over, each
+// the last one at its place, and none lies upon it on the rest of the path.
 static void check_path(const std::vector<mount_entry> &table, const std::string &path) {
     const mount_entry *const found = mount_table_find_path(table, path);
     FUZZ_REQUIRE(is_of(table, found));
@@ -161,8 +161,13 @@ static void check_path(const std::vector<mount_entry> &table, const std::string 
         FUZZ_REQUIRE(!upon || !leads_over(path, entry.target));
     }
     const mount_entry *step = found;
-    for (; step->id != 1; step = mount_table_find_id(table, step->parent_id))
+    for (; step->id != 1; step = mount_table_find_id(table, step->parent_id)) {
         FUZZ_REQUIRE(leads_over(path, step->target));
+        FUZZ_REQUIRE(std::none_of(table.begin(), table.end(), [step](const mount_entry &other) {
+            return other.parent_id == step->parent_id && other.target == step->target &&
+                   other.id > step->id;
+        }));
+    }
 }
 
 static void check_remote(const std::vector<mount_entry> &table, const mount_entry &entry) {
