@@ -136,17 +136,20 @@ static void add_command(CLI::App &app, const command_description &description,
             ->type_name("SIZE")
             ->check(check_block_size);
     if (description.has_keep_files)
-        command->add_flag("--keep-files", arguments.keep_files,
-                          "Leave the test files on the volume");
+        command
+            ->add_flag("--keep-files", arguments.keep_files, "Leave the test files on the volume")
+            ->disable_flag_override();
     if (description.has_json)
         command
             ->add_option("--json", raw.json,
                          "Write the report as JSON to FILE, or to standard output with -")
             ->type_name("FILE|-");
     if (description.has_force)
-        command->add_flag("--force", arguments.force,
-                          "Go on although the folder is not the root of its own mount, or lies "
-                          "on the system's own file system");
+        command
+            ->add_flag("--force", arguments.force,
+                       "Go on although the folder is not the root of its own mount, or lies "
+                       "on the system's own file system")
+            ->disable_flag_override();
 }
 
 bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &arguments,

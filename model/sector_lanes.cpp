@@ -10,6 +10,7 @@
 #include <array>
 #include <cstring>
 
+#include "model/processor.h"
 #include "model/sector_pattern.h"
 #include "model/test_sector.h"
 
@@ -214,15 +215,6 @@ AVX512_IFMA uint64_t fill_avx512_ifma(char *out, size_t count, uint64_t offset) 
 }
 
 constexpr sector_lanes_functions avx512_ifma = {"AVX-512 IFMA", fill_avx512_ifma, intact_avx512};
-
-bool has_avx512() {
-    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-           __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0;
-}
-
-bool has_avx2() {
-    return __builtin_cpu_supports("avx2") != 0;
-}
 #endif
 
 using usable_list = std::array<const sector_lanes_functions *, 5>;
@@ -231,12 +223,11 @@ usable_list find_usable() {
     usable_list list{};
     size_t count = 0;
 #if defined(__x86_64__)
-    __builtin_cpu_init();
-    if (has_avx512() && __builtin_cpu_supports("avx512ifma") != 0)
+    if (processor_has_avx512() && processor_has_avx512_ifma())
         list[count++] = &avx512_ifma;
-    if (has_avx512())
+    if (processor_has_avx512())
         list[count++] = &avx512;
-    if (has_avx2())
+    if (processor_has_avx2())
         list[count++] = &avx2;
 #endif
     list[count] = &baseline;

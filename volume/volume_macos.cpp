@@ -55,6 +55,11 @@ std::string volume_uuid(const char *root) {
     return text;
 }
 
+std::string device_text(dev_t device) {
+    const auto bits = static_cast<std::uint32_t>(device);  // dev_t has a sign here
+    return std::to_string(major(bits)) + ":" + std::to_string(minor(bits));
+}
+
 std::string last_component(const std::string &root) {
     const size_t slash = root.rfind('/');
     return root.size() <= 1 || slash == std::string::npos ? root : root.substr(slash + 1);
@@ -72,8 +77,7 @@ void describe(const struct statfs &mount, volume_info &info) {
     }
     info.identifier = volume_uuid(mount.f_mntonname);
     if (info.identifier.empty()) {
-        info.identifier =
-            std::to_string(major(info.device)) + ":" + std::to_string(minor(info.device));
+        info.identifier = device_text(info.device);
     }
     info.capacity_bytes = mount.f_blocks * static_cast<std::uint64_t>(mount.f_bsize);
     info.free_bytes = mount.f_bfree * static_cast<std::uint64_t>(mount.f_bsize);

@@ -155,6 +155,14 @@ TEST(arguments, an_unknown_option_is_named) {
     expect_wrong_usage({"info", "/nowhere", "--start-at=1"}, "--start-at");
 }
 
+TEST(arguments, a_flag_takes_no_value) {
+    for (const char *value : {"on", "1", "5", "-1", "no"}) {
+        expect_wrong_usage({"clean", "/nowhere", std::string("--force=") + value}, "force");
+        expect_wrong_usage({"test", "/nowhere", std::string("--keep-files=") + value},
+                           "keep-files");
+    }
+}
+
 TEST(arguments, one_volume_is_tested_at_a_time) {
     expect_wrong_usage({"test", "/nowhere", "/elsewhere"}, "/elsewhere");
 }

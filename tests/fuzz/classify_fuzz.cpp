@@ -1,0 +1,67 @@
+// The classification of a sector, in every form that this processor can run. A case is an expected
+// and an own offset and what is changed about the sector, or a sector of any bytes.
+#include <cstring>
+#include <vector>
+
+#include "fuzz.h"
+#include "model/f3read.h"
+#include "model/sector_lanes.h"
+#include "sector_model.h"
+
+// The definition: words that differ from those of the sector's own offset word, counted up to the
+// first one beyond the tolerance.
+static sector_class slow_class(const sector_words &sector, uint64_t expected_offset) {
+    rng_state state;
+    rng_seed(sector[0], &state);
+    int mismatches = 0;
+    for (size_t i = 1; i < sector.size() && mismatches <= 2; ++i) {
+        uint64_t value = 0;
+        rng_next(&state, &value);
+        if (value != sector[i])
+            ++mismatches;
+    }
+    if (mismatches > 2)
+        return SECTOR_CORRUPTED;
+    if (sector[0] != expected_offset)
+        return SECTOR_OVERWRITTEN;
+    return mismatches == 0 ? SECTOR_OK : SECTOR_CHANGED;
+}
+
+static void change(sector_words &sector, fuzz_input &input) {
+    while (!input.empty()) {
+        const size_t word = input.byte() % sector.size();
+        const int bytes = input.byte() % 8 + 1;  // small changes as often as large ones
+        sector[word] ^= input.number(bytes) << (8 * (input.byte() % 8));
+    }
+}
+
+static void check(const sector_words &sector, uint64_t expected_offset, size_t misplaced) {
+    std::vector<char> buffer(SECTOR_SIZE +
+                             misplaced);  // right behind it lies what must not be read
+    std::memcpy(buffer.data() + misplaced, sector.data(), SECTOR_SIZE);
+    const char *const bytes = buffer.data() + misplaced;
+    FUZZ_REQUIRE(f3read_classify_sector(bytes, expected_offset) ==
+                 slow_class(sector, expected_offset));
+    if (sector[0] % SECTOR_SIZE != 0)
+        return;
+    const bool intact = slow_class(sector, sector[0]) == SECTOR_OK;
+    for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i)
+        FUZZ_REQUIRE((sector_lanes_usable(i)->body_matches(bytes, sector[0]) != 0) == intact);
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    fuzz_input input(data, size);
+    const uint8_t form = input.byte();
+    const uint64_t expected_offset = input.number();
+    const uint64_t distance = input.number();
+    sector_words sector{};
+    if ((form & 1) != 0) {
+        for (uint64_t &word : sector)
+            word = input.number();
+    } else {
+        sector = sector_model(expected_offset + distance);
+        change(sector, input);
+    }
+    check(sector, expected_offset, form >> 4);
+    return 0;
+}

@@ -1,0 +1,15 @@
+// The name test: any text, as it stands.
+#include <string>
+
+#include "fuzz.h"
+#include "model/utils.h"
+#include "name_model.h"
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string name = fuzz_input(data, size).text_until('\0');
+    const bool is_ours = name_model_is_test_file(name);
+    FUZZ_REQUIRE(is_my_file(name.c_str()) == (is_ours ? 1 : 0));
+    if (is_ours)
+        FUZZ_REQUIRE(number_from_filename(name.c_str()) == name_model_number(name));
+    return 0;
+}
