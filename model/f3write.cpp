@@ -22,6 +22,7 @@
 #include "model/fatal.h"
 #include "model/free_space.h"
 #include "model/log_line.h"
+#include "model/plain_text.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
 
@@ -218,7 +219,9 @@ static int open_for_writing(const char *path, const char *filename) {
 /* Says that a write failed, where the user sees it and where a log keeps it. */
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
-    std::printf("Write to file %s failed", full_fn);
+    std::fputs("Write to file ", stdout);
+    plain_text_print(stdout, full_fn);
+    std::fputs(" failed", stdout);
     std::fflush(stdout);
     /* A line that is too long would end the process for its length; let it end
      * for the reason that the user needs to know. */
