@@ -7,6 +7,7 @@
 #include <QTest>
 #include <filesystem>
 
+#include "volume/run_lock.h"
 #include "volume_selection_support.h"
 
 using app_tests::answers;
@@ -18,6 +19,8 @@ using app_tests::volume_selection;
 using system_tests::mib;
 using system_tests::missing_for_mounts;
 using system_tests::private_folder;
+using system_tests::process_result;
+using system_tests::run_program;
 
 TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_changes_nothing) {
     const private_folder folder;
@@ -139,10 +142,11 @@ namespace {
 // Start, after what was chosen is there no more.
 class volume_that_has_gone : public volume_selection {
  protected:
-    void expect_start_refused(const std::string &path) {
+    void expect_start_refused(const std::string &path,
+                              const char *title = "The chosen volume is not there any more") {
         answers user;
         user.then_press("OK", [&](QMessageBox &alert) {
-            EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+            EXPECT_EQ(alert.text(), title);
             EXPECT_TRUE(alert.informativeText().startsWith(QString::fromStdString(path) + " is"));
             EXPECT_EQ(button_titles(alert), QStringList("OK"));
         });
@@ -174,4 +178,49 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_another_one_at_its_place) {
     volume.make_file("1.fff");
     expect_start_refused(volume.path());
     EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}
+
+// A copy of the chosen card, on another device.
+TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_calls_itself_the_same) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    volume.make_file("1.fff");
+    choose(volume.path());
+    ++selectedVolume->device;
+    expect_start_refused(volume.path());
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}
+
+using volume_in_use = volume_that_has_gone;
+
+TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_has_ended) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    volume.make_file("1.fff");
+    choose(volume.path());
+    {
+        run_lock other;
+        ASSERT_TRUE(other.take(volume.path()));
+        expect_start_refused(volume.path(), "Another run is at work on this volume");
+    }
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+    // The refused Start has kept nothing back, neither from other runs nor from an unmounting.
+    run_lock next;
+    EXPECT_TRUE(next.take(volume.path()));
+}
+
+TEST_F(volume_in_use, by_the_window_is_refused_to_the_command_line_until_the_window_ends) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    choose(volume.path());
+    app().UI_start->click();
+    ASSERT_EQ(uiState, UI_STATE_TESTING);
+    const process_result run = run_program({TROVIK_CLI_PROGRAM, "test", volume.path()});
+    EXPECT_EQ(run.exit_status, 77);
+    EXPECT_NE(run.err.find("another run is at work on"), std::string::npos) << run.err;
+    ASSERT_TRUE(QTest::qWaitFor([] { return uiState != UI_STATE_TESTING; }, 60000));
+    tick();
+    run_lock next;
+    EXPECT_TRUE(next.take(volume.path()));
+    ASSERT_TRUE(QTest::qWaitFor([] { return !jobThread->is_executing(); }, 60000));
 }
