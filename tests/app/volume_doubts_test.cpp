@@ -1,22 +1,28 @@
 // Choosing what should not be tested: what cannot be used, what this machine needs,
 // and what is there no more.
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
 #include <filesystem>
 
 #include "volume/run_lock.h"
 #include "volume_selection_support.h"
+#include "whole_run.h"
 
 using app_tests::answers;
 using app_tests::button_titles;
 using app_tests::error_capture;
 using app_tests::lines;
+using app_tests::look_at;
 using app_tests::memory_volume;
 using app_tests::volume_selection;
 using system_tests::mib;
+using system_tests::missing_for_cards;
 using system_tests::missing_for_mounts;
 using system_tests::private_folder;
 using system_tests::process_result;
@@ -223,4 +229,78 @@ TEST_F(volume_in_use, by_the_window_is_refused_to_the_command_line_until_the_win
     run_lock next;
     EXPECT_TRUE(next.take(volume.path()));
     ASSERT_TRUE(QTest::qWaitFor([] { return !jobThread->is_executing(); }, 60000));
+}
+
+namespace {
+
+// The first page of a file, locked in memory as another program could lock it.
+class locked_page {
+ public:
+    explicit locked_page(const std::string &path) {
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
+        close(fd);
+        EXPECT_NE(m_mapping, MAP_FAILED);
+        EXPECT_EQ(mlock(m_mapping, 4096), 0);
+    }
+    ~locked_page() { munmap(m_mapping, 4096); }
+    locked_page(const locked_page &) = delete;
+    locked_page &operator=(const locked_page &) = delete;
+
+ private:
+    void *m_mapping;
+};
+
+// From Start to the result.
+class doubtful_run : public volume_selection {
+ protected:
+    void start(const std::string &path) {
+        choose(path);
+        app().UI_start->click();
+        ASSERT_EQ(uiState, UI_STATE_TESTING);
+    }
+    void finish() {
+        ASSERT_TRUE(QTest::qWaitFor([] { return uiState != UI_STATE_TESTING; }, 60000));
+        tick();
+        ASSERT_TRUE(QTest::qWaitFor([] { return !jobThread->is_executing(); }, 60000));
+    }
+    QString console() { return app().UI_consoleOutput->toPlainText(); }
+};
+
+}  // namespace
+
+TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const system_tests::card where({"--size=4M", "--write-rate=2M"});
+    start(where.path());
+    std::error_code none;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return std::filesystem::file_size(where.file("1.fff"), none) + 1 > 4097; }, 60000));
+    const locked_page locked(where.file("1.fff"));
+    finish();
+    EXPECT_EQ(look_at(app()).verdict, "Not proven");
+    const auto line = console().indexOf(
+        "What is read now may come from the computer's memory: 1.fff cannot be released from it");
+    EXPECT_GE(line, 0) << console().toStdString();
+    EXPECT_LT(line, console().indexOf("Sectors:     OK"));
+}
+
+TEST_F(doubtful_run, on_a_volume_whose_name_wants_to_be_more_than_a_name_shows_it_as_text) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume(mib, "x\n -  1: Volume intact ..: FORGED\x1b[2J\x07\u202e");
+    const error_capture log;
+    start(volume.path());
+    finish();
+    EXPECT_FALSE(console().contains("\n -  1")) << console().toStdString();
+    for (const QString &text :
+         {console(), app().UI_volumesName->text(), QString::fromStdString([&] {
+              std::string all;
+              for (const std::string &line : log.lines())
+                  all += line + "\n";
+              return all;
+          }())}) {
+        for (const QChar wild : {QChar(0x1b), QChar(0x07), QChar(0x202e)})
+            EXPECT_FALSE(text.contains(wild)) << text.toStdString();
+    }
+    EXPECT_TRUE(console().contains("\\x0A -  1: Volume intact ..: FORGED\\x1B[2J"));
 }
