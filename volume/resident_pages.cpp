@@ -15,11 +15,10 @@
 #include "volume/path_text.h"
 
 // Between two looks at pages that stay: a file system may still be busy with what it has just
-// written out, a virus scanner with what it has just found. About two seconds in all.
+// written out, a virus scanner with what it has just found. About a second in all.
 constexpr std::chrono::milliseconds pauses[] = {
-    std::chrono::milliseconds{0},   std::chrono::milliseconds{20},
-    std::chrono::milliseconds{100}, std::chrono::milliseconds{300},
-    std::chrono::milliseconds{600}, std::chrono::milliseconds{1000}};
+    std::chrono::milliseconds{0}, std::chrono::milliseconds{20}, std::chrono::milliseconds{100},
+    std::chrono::milliseconds{300}, std::chrono::milliseconds{600}};
 
 static bool is_memory(const std::string &file_system) {
     return file_system == "tmpfs" || file_system == "ramfs" || file_system == "devtmpfs";

@@ -17,7 +17,7 @@
 #include <system_error>
 #include <thread>
 
-constexpr std::chrono::seconds patience{2};
+constexpr std::chrono::seconds patience{1};
 
 namespace {
 

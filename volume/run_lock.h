@@ -18,7 +18,7 @@ class run_lock {
 
     // False only when another run, of this program or another, holds this folder. A file system
     // that knows no locks, that fails to lock for any other reason, or that does not answer within
-    // two seconds does not stop a run; nor does a folder that this object holds already.
+    // a second does not stop a run; nor does a folder that this object holds already.
     // Programs started from here do not inherit the lock.
     bool take(const std::string &folder);
 

@@ -39,7 +39,7 @@ class busy_hand {
     const pid_t m_pid;
 };
 
-constexpr int rounds = 60;
+constexpr int rounds = 25;
 
 /* Written again and again, whatever each attempt comes to. How often it was done and
  * how often it was refused. */

@@ -19,7 +19,7 @@ using namespace system_tests;
 
 TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=4M", "--write-rate=2M"});
+    const card where({"--size=2M", "--write-rate=2M"});
     const report_file report;
     child_process first({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
     ASSERT_TRUE(first.wait_for_output("Creating test file number 1", std::chrono::seconds{60}));
@@ -33,7 +33,7 @@ TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
             << second.err;
     }
     EXPECT_EQ(first.wait().exit_status, 0);
-    EXPECT_EQ(tally_of(report.read()), sector_tally{.ok = 4 * mib / oracle_sector_bytes});
+    EXPECT_EQ(tally_of(report.read()), sector_tally{.ok = 2 * mib / oracle_sector_bytes});
     EXPECT_EQ(run_cli({"clean", where.path()}).exit_status, 0) << "free again";
 }
 
@@ -115,7 +115,7 @@ TEST(immutable, test_files_are_read_like_any_and_stay) {
 TEST(replaced_volume, while_it_is_read_is_no_pass_and_the_other_is_not_touched) {
     SKIP_IF_MISSING(missing_for_mounts());
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=4M", "--read-rate=2M"});
+    const card where({"--size=2M", "--read-rate=2M"});
     const report_file report;
     child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), "--keep-files", report.option()});
     ASSERT_TRUE(run.wait_for_output("Validating file number 1", std::chrono::seconds{60}));

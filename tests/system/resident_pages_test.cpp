@@ -64,7 +64,7 @@ TEST(resident_pages, of_a_file_are_doubted_until_they_can_be_released) {
 
 TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=4M", "--write-rate=2M"});
+    const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
     child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
     ASSERT_TRUE(run.wait_for_output(" KB/s", std::chrono::seconds{60}));

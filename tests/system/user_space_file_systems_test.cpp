@@ -140,19 +140,6 @@ TEST_P(in_user_space, a_counterfeit_device_whose_copy_cannot_be_dropped_is_never
     expect_unproven(*run);
 }
 
-TEST_P(in_user_space, a_sound_device_is_intact) {
-    SKIP_IF_MISSING(missing());
-    const card sound({"--size=24M"});
-    const loop_on_card loop(sound, 20 * mib);
-    const mounted_device where(loop.device(), GetParam());
-    if (HasFailure())
-        return;
-    const cli_result run = run_cli_with_report({"test", where.path()});
-    EXPECT_EQ(run.json.at("verdict"), "intact") << run.out << run.err;
-    EXPECT_FALSE(run.json.at("read").at("may_rest_on_memory"));
-    EXPECT_EQ(run.out.find("What is read now"), std::string::npos) << run.out;
-}
-
 INSTANTIATE_TEST_SUITE_P(
     of_each_kind, in_user_space,
     testing::Values(user_space_file_system{"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse"}},
