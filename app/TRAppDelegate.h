@@ -27,6 +27,7 @@ class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class folder_anchor;
+class run_lock;
 class verdict_banner;
 class volume_marker;
 class window_layout;
@@ -154,7 +155,9 @@ class TRAppDelegate : public QObject {
     // In app_test_job.cpp
     bool isChosenVolumeThere();
     void tellThatVolumeHasGone();
+    void tellThatVolumeIsBusy();
     bool mayTestVolume();
+    void releaseVolume();
     void showNotStarted();
     void seeToVolume();
     void seeToMedium();
@@ -206,9 +209,10 @@ class TRAppDelegate : public QObject {
     std::optional<std::string> m_pendingFailure;
     // Whether the main thread is removing test files now.
     bool m_cleaningUp = false;
-    // Holds on to the volume under test; made by the job's thread, dropped by the
-    // main thread once uiState has said that the job is done.
+    // Hold on to the volume under test, and keep other runs away from it. Made and
+    // dropped by the main thread, before the job and once uiState has said that it is done.
     std::unique_ptr<folder_anchor> m_anchor;
+    std::unique_ptr<run_lock> m_lock;
     // Written by the job's thread before uiState says that the job is done.
     run_scope m_scope;
 };

@@ -14,6 +14,7 @@
 #include "model/engine_results.h"
 #include "model/fatal.h"
 #include "report/error_text.h"
+#include "report/printable.h"
 #include "report/report_block.h"
 #include "volume/folder_anchor.h"
 
@@ -67,7 +68,7 @@ QString TRAppDelegate::reasonForPeople(const std::string &message) {
                QString::fromStdString(error_text(written.write_error)) + ".";
     else
         text = failed_phase();
-    text += "\n\n" + QString::fromStdString(message);
+    text += "\n\n" + QString::fromStdString(printable_text(message));
     if (m_cleaningUp)
         text += QStringLiteral("\n\nThe test itself was complete: its verdict is in the window.");
     text += QStringLiteral("\n\nThe test files N.fff may still be on the volume");

@@ -60,7 +60,7 @@ void TRAppDelegate::removeTestFiles() {
     else
         engine_log_append("The volume is not there any more; its test files were not removed.\n");
     m_cleaningUp = false;
-    m_anchor.reset();
+    releaseVolume();
     diagnostic_log("d: f3write_unlink_old_files end");
 }
 

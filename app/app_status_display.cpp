@@ -107,8 +107,7 @@ void TRAppDelegate::showPhase() {
 // them: it was sent before them, so it is there when they are.
 void TRAppDelegate::drainEngineLog() {
     const engine_log_view lines = engine_log_take_view();
-    const std::string said(lines.text, lines.length);
-    writeToConsole(said);
+    writeToConsole(printable_lines({lines.text, lines.length}));
 }
 
 void TRAppDelegate::showVolume() {

@@ -22,8 +22,9 @@
 #include "report/printable.h"
 #include "report/test_files.h"
 #include "report/time_stamp.h"
-#include "volume/device_buffers.h"
 #include "volume/folder_anchor.h"
+#include "volume/medium_doubt.h"
+#include "volume/run_lock.h"
 
 // Long enough for the display to show a state before the next thing happens.
 constexpr std::chrono::seconds pause_of_job{2};
@@ -33,9 +34,10 @@ constexpr std::chrono::seconds pause_of_job{2};
 bool TRAppDelegate::isChosenVolumeThere() {
     volume_info now;
     std::string error;
+    // Two cards may carry one identifier: copies do. They are not on one device.
     return !selectedVolume ||
            (volume_describe(selectedVolumePath, now, error) && now.root == selectedVolume->root &&
-            now.identifier == selectedVolume->identifier);
+            now.identifier == selectedVolume->identifier && now.device == selectedVolume->device);
 }
 
 void TRAppDelegate::tellThatVolumeHasGone() {
@@ -48,10 +50,24 @@ void TRAppDelegate::tellThatVolumeHasGone() {
                .buttons = {QStringLiteral("OK")}});
 }
 
+void TRAppDelegate::tellThatVolumeIsBusy() {
+    alert_run(window,
+              {.style = alert_style::warning,
+               .message = QStringLiteral("Another run is at work on this volume"),
+               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
+                              " is being tested by another window or by the command line. Nothing "
+                              "was touched.\n\nWait until it has ended, then start again.",
+               .buttons = {QStringLiteral("OK")}});
+}
+
 // What a user could lose, or would wait for in vain, asked right before a test begins.
 bool TRAppDelegate::mayTestVolume() {
     if (!isChosenVolumeThere()) {
         tellThatVolumeHasGone();
+        return false;
+    }
+    if (!m_lock->take(selectedVolumePath)) {
+        tellThatVolumeIsBusy();
         return false;
     }
     test_file_scan files;
@@ -79,8 +95,13 @@ void TRAppDelegate::UI_start_pressed() {
     // By its bare name: the panel that asks for it decides where it looks.
     qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
     qop_sandbox_askUserForPermission_read(volume, volume);
-    if (!mayTestVolume())
+    // From before the last look at the volume on: what is looked at is what is tested.
+    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
+    m_lock = std::make_unique<run_lock>();
+    if (!mayTestVolume()) {
+        releaseVolume();
         return;
+    }
     jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
@@ -100,7 +121,13 @@ void TRAppDelegate::UI_start_pressed() {
         std::this_thread::yield();
 }
 
+void TRAppDelegate::releaseVolume() {
+    m_lock.reset();
+    m_anchor.reset();
+}
+
 void TRAppDelegate::showNotStarted() {
+    releaseVolume();
     m_verdict->show_none();
     UI_start->setText(QStringLiteral("Start"));
     UI_open_device_outlet->setEnabled(true);
@@ -121,8 +148,11 @@ void TRAppDelegate::seeToVolume() {
 
 // What is read must come from the medium.
 void TRAppDelegate::seeToMedium() {
-    std::string reason;
-    if (!selectedVolume || device_buffers_drop(*selectedVolume, reason))
+    const std::string reason = selectedVolume
+                                   ? medium_doubt(*selectedVolume, selectedVolumePath,
+                                                  test_files_names(selectedVolumePath, 0))
+                                   : std::string();
+    if (reason.empty())
         return;
     m_scope.may_rest_on_memory = true;
     // Behind what the engine has said so far, like a line of its own.
@@ -133,10 +163,10 @@ void TRAppDelegate::seeToMedium() {
 void TRAppDelegate::startTheBackgroundJob() {
     uiState.store(UI_STATE_TESTING, std::memory_order_release);
     m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
-    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
     std::this_thread::sleep_for(pause_of_job);
     writeToConsole(time_stamp_now() + " - -------------------------------\n");
-    writeToConsole(time_stamp_now() + " - Start testing volume " + selectedVolumePath + "\n");
+    writeToConsole(time_stamp_now() + " - Start testing volume " +
+                   printable_text(selectedVolumePath) + "\n");
     writeToConsole(time_stamp_now() + " - Capacity " + selectedVolumeCapacityGBText + " GB\n");
 
     const char *path = selectedVolumePath.c_str();

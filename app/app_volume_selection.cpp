@@ -12,6 +12,7 @@
 #include "app/platform.h"
 #include "model/engine_status.h"
 #include "report/number_text.h"
+#include "report/printable.h"
 
 constexpr double gb_per_byte = 9.313225746154785e-10;  // 2^-30, exactly
 
@@ -31,13 +32,15 @@ void TRAppDelegate::UI_open_device() {
 }
 
 static QString shown_folder(const QString &folder) {
-    return QString::fromUtf8("\u201c") + folder + QString::fromUtf8("\u201d");
+    return QString::fromUtf8("\u201c") +
+           QString::fromStdString(printable_text(folder.toStdString())) +
+           QString::fromUtf8("\u201d");
 }
 
 void TRAppDelegate::showUnusableFolder(const std::string &reason) {
     alert_run(window, {.style = alert_style::warning,
                        .message = QStringLiteral("This folder cannot be used"),
-                       .informative = QString::fromStdString(reason),
+                       .informative = QString::fromStdString(printable_text(reason)),
                        .buttons = {QStringLiteral("OK")}});
 }
 
@@ -57,7 +60,7 @@ bool TRAppDelegate::mayUseSystemVolume(const QString &folder) {
          .message = QStringLiteral("This is not removable storage"),
          .informative =
              shown_folder(folder) + " lies on the volume that holds " +
-             QString::fromStdString(volume_system_use_text(uses.front())) +
+             QString::fromStdString(printable_text(volume_system_use_text(uses.front()))) +
              ". A test fills a volume to its last byte, and this computer may stop working "
              "properly while that lasts.\n\nChoose the card or stick that you want to test.",
          .buttons = {QStringLiteral("Cancel"), QStringLiteral("Use this volume all the same")},

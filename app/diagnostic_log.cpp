@@ -4,10 +4,12 @@
 
 #include <cstdio>
 
+#include "report/printable.h"
+
 void diagnostic_log(const std::string &entry) {
-    std::string line = entry;
-    if (line.empty() || line.back() != '\n')
-        line += '\n';
+    const bool ended = !entry.empty() && entry.back() == '\n';
+    // It may name a volume, and standard error may be a terminal.
+    std::string line = printable_text(entry.substr(0, entry.size() - (ended ? 1 : 0))) + '\n';
     // One call for the whole line: lines of two threads never mix.
     std::fwrite(line.data(), 1, line.size(), stderr);
     line.pop_back();

@@ -25,20 +25,6 @@ static unsigned terminal_columns(int fd) {
     return default_columns;
 }
 
-// `text` without what could reprogram the terminal; its line breaks stay.
-static std::string printable_lines(std::string_view text) {
-    std::string shown;
-    while (!text.empty()) {
-        const size_t end = text.find('\n');
-        shown += printable_text(text.substr(0, end));
-        if (end == std::string_view::npos)
-            break;
-        shown += '\n';
-        text.remove_prefix(end + 1);
-    }
-    return shown;
-}
-
 // A duplicate that programs started from here do not inherit.
 static int private_duplicate(int fd) {
     return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

@@ -74,8 +74,10 @@ static bool check_entries(run_target &target, int start_index, std::string &refu
 }
 
 bool guard_check(const cli_arguments &arguments, run_target &target, std::string &refusal) {
-    if (!resolve_folder(arguments.volume, target.folder, refusal) ||
-        !volume_describe(target.folder, target.volume, refusal))
+    if (!resolve_folder(arguments.volume, target.folder, refusal))
+        return false;
+    target.anchor = std::make_unique<folder_anchor>(target.folder);
+    if (!volume_describe(target.folder, target.volume, refusal))
         return false;
     // Reading changes nothing, so any folder and any volume may be read.
     if (arguments.command != cli_command::read) {
@@ -88,4 +90,20 @@ bool guard_check(const cli_arguments &arguments, run_target &target, std::string
             return false;
     }
     return check_entries(target, arguments.start_index, refusal);
+}
+
+bool guard_begin(const cli_arguments &arguments, const run_target &target, run_lock &lock,
+                 std::string &refusal) {
+    // Whoever writes fills the whole volume, through whichever of its folders.
+    const bool fills = arguments.command != cli_command::read;
+    if (!lock.take(target.folder) || (fills && !lock.take(target.volume.root))) {
+        refusal =
+            "another run is at work on " + shown_path(target.folder) + "; " + force_is_no_help;
+        return false;
+    }
+    if (target.anchor->is_in_place())
+        return true;
+    refusal = "the volume on " + shown_path(target.folder) +
+              " was unmounted or replaced by another while it was looked at; " + force_is_no_help;
+    return false;
 }

@@ -35,7 +35,10 @@ void job::run() {
         remove_files();
     if (m_plan.steps.fill && m_plan.may_go_on())
         f3write_fill_fs_in_blocks(m_plan.folder.c_str(), m_plan.start_index, 1, m_plan.block_size);
-    if (m_plan.steps.read && m_plan.may_go_on())
+    if (m_plan.steps.read && m_plan.may_go_on()) {
         read_files();
+        // What was read must have been the volume's to the end.
+        m_plan.may_go_on();
+    }
     m_done.store(true, std::memory_order_release);
 }

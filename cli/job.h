@@ -24,7 +24,8 @@ struct job_plan {
     int start_index = 0;                           // of the first test file
     std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
     job_steps steps;
-    std::function<bool()> may_go_on;    // before each step; false ends the job there
+    std::function<bool()> may_go_on;    // before each step, where false ends the job, and after
+                                        // the reading
     std::function<void()> before_read;  // once, before the files are listed and read
 };
 

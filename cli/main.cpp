@@ -42,8 +42,9 @@ int main(int argc, char **argv) {
         return info_run(arguments.volume);
 
     run_target target;
+    run_lock lock;
     std::string reason;
-    if (!guard_check(arguments, target, reason))
+    if (!guard_check(arguments, target, reason) || !guard_begin(arguments, target, lock, reason))
         return fail(EXIT_STATUS_REFUSED, "refused: " + reason);
     if (no_output && arguments.json == "-")
         return fail(EXIT_STATUS_USAGE, "--json: standard output is closed");

@@ -31,8 +31,7 @@
 #include "report/report_json.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
-#include "volume/device_buffers.h"
-#include "volume/folder_anchor.h"
+#include "volume/medium_doubt.h"
 
 constexpr std::chrono::milliseconds poll_interval{100};
 
@@ -73,7 +72,6 @@ class command_run {
     const cli_arguments &m_arguments;
     const run_target &m_target;
     json_output &m_json;
-    const folder_anchor m_anchor;
     run_scope m_scope;                    // main thread, while no job runs
     std::optional<report_facts> m_facts;  // likewise: the report, once there is one
     // Found out by the job's thread, read by both.
@@ -113,7 +111,7 @@ static std::string shell_quoted(const std::string &text) {
 
 command_run::command_run(const cli_arguments &arguments, const run_target &target,
                          json_output &json)
-    : m_arguments(arguments), m_target(target), m_json(json), m_anchor(target.folder) {
+    : m_arguments(arguments), m_target(target), m_json(json) {
     m_scope.start_index = arguments.start_index;
     set_engine_volume_path(target.folder.c_str());
     current_run = this;
@@ -219,7 +217,7 @@ void command_run::do_steps(job_steps steps) {
 
 // On the job's thread, before each step.
 bool command_run::is_volume_in_place() {
-    if (!m_anchor.is_in_place())
+    if (!m_target.anchor->is_in_place())
         m_volume_gone = true;
     return !m_volume_gone;
 }
@@ -227,8 +225,10 @@ bool command_run::is_volume_in_place() {
 // On the job's thread, before the files are read: nothing may come from memory
 // that the medium has lost.
 void command_run::see_to_medium() {
-    std::string reason;
-    if (device_buffers_drop(m_target.volume, reason))
+    const std::string reason =
+        medium_doubt(m_target.volume, m_target.folder,
+                     test_files_names(m_target.folder, m_arguments.start_index));
+    if (reason.empty())
         return;
     m_may_rest_on_memory = true;
     const std::lock_guard lock(m_mutex);

@@ -22,6 +22,7 @@
 #include "model/fatal.h"
 #include "model/free_space.h"
 #include "model/log_line.h"
+#include "model/plain_text.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
 
@@ -166,13 +167,6 @@ static bool is_phase_folder(int folder) {
     return false;
 }
 
-/* Empties a file that has something in it: not every file system can, and a new
- * file needs it not. */
-static bool empty_file(int fd) {
-    struct stat status = {};
-    return fstat(fd, &status) == 0 && (status.st_size == 0 || ftruncate(fd, 0) == 0);
-}
-
 /* Whether the folder lists an entry under exactly this name. On a file system that
  * takes 1.FFF and 1.fff for one name, what opens as 1.fff may be a user's file. */
 static bool is_listed(int folder, const char *filename) {
@@ -191,14 +185,24 @@ static bool is_listed(int folder, const char *filename) {
     return found;
 }
 
-/* Creates the entry, or opens the one that has exactly its name. Follows no link
- * and waits for no FIFO's other end. */
-static int create_or_open(int folder, const char *filename) {
+/* Creates the entry, empty, in place of one of exactly its name. Only what has just been
+ * made is ever written: an entry that is opened may get or lose a second name before
+ * anybody can look, and what is behind that name is a user's. So the old one is removed,
+ * which harms no other name of it. Follows no link and waits for no FIFO's other end. */
+static int create_or_replace(int folder, const char *filename) {
     constexpr int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int fd = openat(folder, filename, flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
-    if (fd >= 0 || errno != EEXIST || !is_listed(folder, filename))
-        return fd;
-    return openat(folder, filename, flags);
+    constexpr int new_flags = flags | O_CREAT | O_EXCL;
+    const int fresh = openat(folder, filename, new_flags, S_IRUSR | S_IWUSR);
+    if (fresh >= 0 || errno != EEXIST || !is_listed(folder, filename))
+        return fresh;
+    const int old = openat(folder, filename, flags);
+    if (old < 0)
+        return -1;
+    const bool replaceable = is_own_file(old);
+    close_after_failure(old);
+    if (!replaceable || unlinkat(folder, filename, 0) != 0)
+        return -1;
+    return openat(folder, filename, new_flags, S_IRUSR | S_IWUSR);
 }
 
 /* Opens a test file for writing, empty. Returns the descriptor, or -1 with the
@@ -207,18 +211,17 @@ static int open_for_writing(const char *path, const char *filename) {
     const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0)
         return -1;
-    const int fd = is_phase_folder(folder) ? create_or_open(folder, filename) : -1;
+    const int fd = is_phase_folder(folder) ? create_or_replace(folder, filename) : -1;
     close_after_failure(folder);
-    if (fd < 0 || (is_own_file(fd) && empty_file(fd)))
-        return fd;
-    close_after_failure(fd);
-    return -1;
+    return fd;
 }
 
 /* Says that a write failed, where the user sees it and where a log keeps it. */
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
-    std::printf("Write to file %s failed", full_fn);
+    std::fputs("Write to file ", stdout);
+    plain_text_print(stdout, full_fn);
+    std::fputs(" failed", stdout);
     std::fflush(stdout);
     /* A line that is too long would end the process for its length; let it end
      * for the reason that the user needs to know. */

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "model/plain_text.h"
 #include "model/program_name.h"
 #include "model/utils.h"
 
@@ -31,7 +32,8 @@ static void announce(const char *message, int exit_status) {
     fatal_handler.store(nullptr, std::memory_order_relaxed);
     if (handler != nullptr)
         handler(message, exit_status);
-    std::fprintf(stderr, "%s\n", message);
+    plain_text_print(stderr, message);
+    std::fputs("\n", stderr);
     std::fflush(stderr);
 }
 

@@ -38,3 +38,16 @@ std::string printable_text(std::string_view text) {
     }
     return result;
 }
+
+std::string printable_lines(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        shown += printable_text(text.substr(0, end));
+        if (end == std::string_view::npos)
+            break;
+        shown += '\n';
+        text.remove_prefix(end + 1);
+    }
+    return shown;
+}

@@ -14,4 +14,7 @@
 // show the line's end too. Any thread.
 std::string printable_text(std::string_view text);
 
+// The same for whole lines: their line breaks stay. Any thread.
+std::string printable_lines(std::string_view text);
+
 #endif

@@ -4,6 +4,7 @@
 #include "report/report_block.h"
 
 #include "report/number_text.h"
+#include "report/printable.h"
 #include "report/time_stamp.h"
 
 static std::string speed_text(double speed, const std::string &unit) {
@@ -46,7 +47,7 @@ std::vector<std::string> report_block_lines(const report_facts &facts, const rep
     std::vector<std::string> lines;
     lines.push_back(stamped(clock, "**: Report Begin -----------------------------------------"));
     for (const report_row &row : report_block_rows(facts))
-        lines.push_back(stamped(clock, row.label + row.value));
+        lines.push_back(stamped(clock, row.label + printable_text(row.value)));
     lines.push_back(stamped(clock, "**: Report End -----------------------------------------"));
     return lines;
 }

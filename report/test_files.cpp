@@ -111,6 +111,16 @@ bool test_files_scan(const std::string &folder, int start_index, test_file_scan 
     return false;
 }
 
+std::vector<std::string> test_files_names(const std::string &folder, int start_index) {
+    test_file_scan scan;
+    std::string error;
+    test_files_scan(folder, start_index, scan, error);
+    std::vector<std::string> names;
+    for (const int number : scan.numbers)
+        names.push_back(std::to_string(number) + ".fff");
+    return names;
+}
+
 std::string test_files_text(const std::vector<int> &numbers) {
     std::string text;
     size_t runs = 0;

@@ -76,8 +76,8 @@ void add_reasons_volume_gone(const run_snapshot &run, reason_list &reasons) {
 void add_reasons_memory(const run_snapshot &run, reason_list &reasons) {
     if (run.scope.may_rest_on_memory)
         reasons.emplace_back(
-            "The file system keeps a copy of the device in the computer's memory that could not be "
-            "dropped: run as root, or take the volume out, put it back and read it again.");
+            "A copy in the computer's memory could not be dropped before the reading: run as root, "
+            "or take the volume out, put it back and read it again.");
 }
 
 void add_reasons_unfinished(const run_snapshot &run, reason_list &reasons) {

@@ -72,6 +72,11 @@ TEST_F(diagnostic_log_test, percent_signs_are_no_format) {
     EXPECT_EQ(system_log.at(0).text, "100% %s %n %d");
 }
 
+TEST_F(diagnostic_log_test, a_name_in_an_entry_forges_no_line_and_reprograms_no_terminal) {
+    EXPECT_EQ(shown({"d: x\nERR: forged\x1b[2J\n"}), "d: x\\x0AERR: forged\\x1B[2J\n");
+    EXPECT_EQ(system_log.at(0).text, "d: x\\x0AERR: forged\\x1B[2J");
+}
+
 TEST_F(diagnostic_log_test, each_entry_is_an_entry_of_the_systems_log) {
     shown({"d: one", "d: two\n"});
     ASSERT_EQ(system_log.size(), 2U);

@@ -1,23 +1,32 @@
 // Choosing what should not be tested: what cannot be used, what this machine needs,
 // and what is there no more.
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
 #include <filesystem>
 
+#include "volume/run_lock.h"
 #include "volume_selection_support.h"
+#include "whole_run.h"
 
 using app_tests::answers;
 using app_tests::button_titles;
 using app_tests::error_capture;
 using app_tests::lines;
+using app_tests::look_at;
 using app_tests::memory_volume;
 using app_tests::volume_selection;
 using system_tests::mib;
+using system_tests::missing_for_cards;
 using system_tests::missing_for_mounts;
 using system_tests::private_folder;
+using system_tests::process_result;
+using system_tests::run_program;
 
 TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_changes_nothing) {
     const private_folder folder;
@@ -139,10 +148,11 @@ namespace {
 // Start, after what was chosen is there no more.
 class volume_that_has_gone : public volume_selection {
  protected:
-    void expect_start_refused(const std::string &path) {
+    void expect_start_refused(const std::string &path,
+                              const char *title = "The chosen volume is not there any more") {
         answers user;
         user.then_press("OK", [&](QMessageBox &alert) {
-            EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+            EXPECT_EQ(alert.text(), title);
             EXPECT_TRUE(alert.informativeText().startsWith(QString::fromStdString(path) + " is"));
             EXPECT_EQ(button_titles(alert), QStringList("OK"));
         });
@@ -174,4 +184,116 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_another_one_at_its_place) {
     volume.make_file("1.fff");
     expect_start_refused(volume.path());
     EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}
+
+// A copy of the chosen card, on another device.
+TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_calls_itself_the_same) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    volume.make_file("1.fff");
+    choose(volume.path());
+    ++selectedVolume->device;
+    expect_start_refused(volume.path());
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}
+
+using volume_in_use = volume_that_has_gone;
+
+TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_has_ended) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume;
+    volume.make_file("1.fff");
+    choose(volume.path());
+    {
+        run_lock other;
+        ASSERT_TRUE(other.take(volume.path()));
+        expect_start_refused(volume.path(), "Another run is at work on this volume");
+    }
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+    // The refused Start has kept nothing back, neither from other runs nor from an unmounting.
+    run_lock next;
+    EXPECT_TRUE(next.take(volume.path()));
+}
+
+namespace {
+
+// The first page of a file, locked in memory as another program could lock it.
+class locked_page {
+ public:
+    explicit locked_page(const std::string &path) {
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
+        close(fd);
+        EXPECT_NE(m_mapping, MAP_FAILED);
+        EXPECT_EQ(mlock(m_mapping, 4096), 0);
+    }
+    ~locked_page() { munmap(m_mapping, 4096); }
+    locked_page(const locked_page &) = delete;
+    locked_page &operator=(const locked_page &) = delete;
+
+ private:
+    void *m_mapping;
+};
+
+// From Start to the result.
+class doubtful_run : public volume_selection {
+ protected:
+    void start(const std::string &path) {
+        choose(path);
+        app().UI_start->click();
+        ASSERT_EQ(uiState, UI_STATE_TESTING);
+    }
+    void finish() {
+        ASSERT_TRUE(QTest::qWaitFor([] { return uiState != UI_STATE_TESTING; }, 60000));
+        tick();
+        ASSERT_TRUE(QTest::qWaitFor([] { return !jobThread->is_executing(); }, 60000));
+    }
+    // Another run while this one is at work.
+    static void expect_refused_to_the_command_line(const std::string &path) {
+        const process_result run = run_program({TROVIK_CLI_PROGRAM, "test", path});
+        EXPECT_EQ(run.exit_status, 77);
+        EXPECT_NE(run.err.find("another run is at work on"), std::string::npos) << run.err;
+    }
+    QString console() { return app().UI_consoleOutput->toPlainText(); }
+};
+
+}  // namespace
+
+TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const system_tests::card where({"--size=2M", "--write-rate=2M"});
+    start(where.path());
+    std::error_code none;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return std::filesystem::file_size(where.file("1.fff"), none) + 1 > 4097; }, 60000));
+    const locked_page locked(where.file("1.fff"));
+    finish();
+    EXPECT_EQ(look_at(app()).verdict, "Not proven");
+    const auto line = console().indexOf(
+        "What is read now may come from the computer's memory: 1.fff cannot be released from it");
+    EXPECT_GE(line, 0) << console().toStdString();
+    EXPECT_LT(line, console().indexOf("Sectors:     OK"));
+}
+
+TEST_F(doubtful_run, keeps_other_runs_away_and_shows_a_name_that_wants_to_be_more_as_text) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume(mib, "x\n -  1: Volume intact ..: FORGED\x1b[2J\x07\u202e");
+    const error_capture log;
+    start(volume.path());
+    expect_refused_to_the_command_line(volume.path());
+    finish();
+    run_lock next;
+    EXPECT_TRUE(next.take(volume.path())) << "given back at the end";
+    EXPECT_FALSE(console().contains("\n -  1")) << console().toStdString();
+    for (const QString &text :
+         {console(), app().UI_volumesName->text(), QString::fromStdString([&] {
+              std::string all;
+              for (const std::string &line : log.lines())
+                  all += line + "\n";
+              return all;
+          }())}) {
+        for (const QChar wild : {QChar(0x1b), QChar(0x07), QChar(0x202e)})
+            EXPECT_FALSE(text.contains(wild)) << text.toStdString();
+    }
+    EXPECT_TRUE(console().contains("\\x0A -  1: Volume intact ..: FORGED\\x1B[2J"));
 }

@@ -3,6 +3,7 @@
 #include "cli/guard.h"
 
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -205,6 +206,60 @@ TEST(guard, a_mounted_volume_passes_under_its_one_true_name) {
     EXPECT_EQ(target.volume.root, volume.path());
     EXPECT_EQ(target.volume.capacity_bytes, 1024U * 1024U);
     EXPECT_EQ(target.files.numbers, std::vector<int>{});
+}
+
+TEST(guard, a_volume_replaced_between_the_look_and_the_start_is_refused) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "chosen");
+    const cli_arguments arguments = test_on(volume.path());
+    const run_target target = passed(arguments);
+    ASSERT_EQ(mount("tmpfs", volume.path().c_str(), "tmpfs", 0, "size=1m"), 0);
+    run_lock lock;
+    std::string refusal;
+    const bool begun = guard_begin(arguments, target, lock, refusal);
+    EXPECT_EQ(umount2(volume.path().c_str(), MNT_DETACH), 0);
+    EXPECT_FALSE(begun);
+    EXPECT_TRUE(contains(refusal, "'" + volume.path() + "' was unmounted or replaced by another"))
+        << refusal;
+    EXPECT_EQ(cli_tests::line_count(refusal), 0U) << refusal;
+    EXPECT_TRUE(guard_begin(arguments, target, lock, refusal)) << "the chosen one is back";
+}
+
+TEST(guard, every_command_that_works_on_a_volume_is_refused_while_another_run_has_it) {
+    const private_volume volume("size=1m", "two\nlines");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "theirs");
+    run_lock other;
+    ASSERT_TRUE(other.take(volume.path()));
+    for (const char *command : {"test", "write", "read", "clean"}) {
+        const cli_tests::outcome result = cli_tests::run_cli({command, volume.path()});
+        EXPECT_EQ(result.exit_status(), 77) << command;
+        EXPECT_EQ(result.out, "") << command;
+        EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
+        EXPECT_TRUE(contains(result.err, "refused: another run is at work on '")) << result.err;
+    }
+    EXPECT_EQ(cli_tests::run_cli({"info", volume.path()}).exit_status(), 0);
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "theirs");
+}
+
+TEST(guard, a_run_through_a_folder_is_refused_while_another_fills_its_volume) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    std::filesystem::create_directory(volume.file("inside"));
+    const cli_arguments forced = test_on(volume.file("inside"), true);
+    const run_target target = passed(forced);
+    std::string refusal;
+    {
+        run_lock other;
+        run_lock lock;
+        ASSERT_TRUE(other.take(volume.path()));
+        EXPECT_FALSE(guard_begin(forced, target, lock, refusal));
+    }
+    run_lock begun;
+    run_lock other;
+    EXPECT_TRUE(guard_begin(forced, target, begun, refusal)) << refusal;
+    EXPECT_FALSE(other.take(volume.path())) << "the root is held as well";
 }
 
 TEST(guard, a_refusal_is_one_line_on_standard_error_with_status_77) {

@@ -57,7 +57,7 @@ TEST(job, steps_run_in_the_order_of_a_test) {
     set_file_content(volume.file("9.fff"), "old");
     const questions asked =
         run_to_its_end(volume.path(), 1, {.remove = true, .fill = true, .read = true});
-    EXPECT_EQ(asked.steps, 3);
+    EXPECT_EQ(asked.steps, 4) << "once before each, once after the reading";
     EXPECT_EQ(asked.before_read, 1);
     EXPECT_EQ(cli_tests::entries(volume.path()), (std::vector<std::string>{"1.fff", "2.fff"}));
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "left alone");

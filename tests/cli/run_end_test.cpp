@@ -233,6 +233,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         arguments.command = cli_command::test;
         run_target target;
         target.folder = folder.file("gone");
+        target.anchor = std::make_unique<folder_anchor>(target.folder);
         json_output json;
         std::string error;
         volume_info elsewhere;
@@ -262,6 +263,7 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
         arguments.command = cli_command::read;
         run_target target;
         target.folder = volume.path();
+        target.anchor = std::make_unique<folder_anchor>(target.folder);
         // Behind the guard's back: the engine follows no link.
         std::filesystem::create_symlink("/etc/passwd", volume.file("1.fff"));
         json_output json;

@@ -1,6 +1,12 @@
 // Whole commands as a user sees them on a terminal.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <initializer_list>
 
@@ -92,6 +98,65 @@ TEST(run_terminal, a_volume_s_name_cannot_reprogram_the_terminal) {
     EXPECT_FALSE(contains(result.out, "\x1b[2J"));
     EXPECT_FALSE(contains(result.out, "\x07"));
     EXPECT_TRUE(screen_after(result.out, 80).understood);
+}
+
+// Not raw, in whatever way a run ends.
+static void expect_tame(const std::string &text) {
+    for (const char *wild : {"\x1b[2J", "\x07", "\xc2\x9b"})
+        EXPECT_FALSE(contains(text, wild)) << text;
+    EXPECT_TRUE(screen_after(text, 1000).understood) << text;
+}
+
+static const char wild_name[] =
+    "card\x1b[2J\x07\xc2\x9b"
+    "2J\nVolume intact: YES";
+
+TEST(run_terminal, a_volume_s_name_stays_tame_when_a_write_fails) {
+    const private_volume volume("size=1m", wild_name);
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.prepare = [] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {65536, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    const outcome result = run_cli_in_terminal({"test", volume.path()}, options);
+    EXPECT_EQ(result.signal(), SIGABRT);
+    EXPECT_TRUE(contains(result.out, "Write to file ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "remove them with: trovik-cli clean $'")) << result.out;
+    expect_tame(result.out);
+}
+
+// Also by the engine's own last words.
+TEST(run_terminal, a_volume_s_name_stays_tame_when_a_file_cannot_be_removed) {
+    const private_volume volume("size=1m", wild_name);
+    SKIP_WITHOUT(volume);
+    cli_tests::set_file_content(volume.file("1.fff"), "old");
+    const int fd = open(volume.file("1.fff").c_str(), O_RDONLY | O_CLOEXEC);
+    int flags = FS_IMMUTABLE_FL;
+    if (ioctl(fd, FS_IOC_SETFLAGS, &flags) != 0) {
+        close(fd);
+        GTEST_SKIP() << "files in memory cannot be made immutable here";
+    }
+    const outcome result = run_cli_in_terminal({"clean", volume.path()});
+    flags = 0;
+    EXPECT_EQ(ioctl(fd, FS_IOC_SETFLAGS, &flags), 0);
+    close(fd);
+    EXPECT_EQ(result.exit_status(), EPERM);
+    EXPECT_TRUE(contains(result.out, "ERR: Can't remove file ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "\\xC2\\x9B2J\\x0AVolume intact: YES/1.fff: ")) << result.out;
+    expect_tame(result.out);
+}
+
+TEST(run_terminal, a_volume_s_name_stays_tame_when_a_run_is_stopped) {
+    const private_volume volume("size=3g", wild_name);
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.cue = "Writing 1.fff";
+    options.on_cue = [](pid_t child) { kill(child, SIGTERM); };
+    const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
+    EXPECT_EQ(result.signal(), SIGTERM);
+    expect_tame(result.out);
 }
 
 TEST(run_terminal, with_json_on_a_terminal_the_report_comes_last_and_whole) {

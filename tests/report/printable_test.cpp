@@ -50,3 +50,10 @@ TEST(printable, no_byte_sequence_of_two_leaves_a_control_byte) {
         }
     }
 }
+
+TEST(printable, lines_keep_their_breaks_and_nothing_else) {
+    EXPECT_EQ(printable_lines(""), "");
+    EXPECT_EQ(printable_lines("\n"), "\n");
+    EXPECT_EQ(printable_lines("one\ntwo\x1b[2J\r\n\nthree\t"),
+              "one\ntwo\\x1B[2J\\x0D\n\nthree\\x09");
+}

@@ -55,6 +55,17 @@ TEST_F(report_block, is_character_for_character_what_it_always_was) {
     EXPECT_EQ(report_block_lines(some_facts(), [] { return std::time_t{1490191509}; }), expected);
 }
 
+TEST_F(report_block, a_volume_s_name_cannot_forge_a_line) {
+    report_facts facts = some_facts();
+    facts.volume_path =
+        "/Volumes/x\n2017.03.22 14:05:09 -  1: Volume intact .............. : YES\x1b[2J";
+    const std::vector<std::string> lines = report_block_lines(facts, ticking_from(50));
+    ASSERT_EQ(lines.size(), 14U);
+    EXPECT_EQ(lines[2].find('\n'), lines[2].size() - 1);
+    EXPECT_NE(lines[2].find("x\\x0A2017"), std::string::npos) << lines[2];
+    EXPECT_EQ(lines[2].find('\x1b'), std::string::npos);
+}
+
 TEST_F(report_block, every_line_has_a_fresh_time_stamp) {
     const std::vector<std::string> lines = report_block_lines(some_facts(), ticking_from(50));
     ASSERT_EQ(lines.size(), 14U);

@@ -145,3 +145,14 @@ TEST(test_files, more_than_five_runs_are_counted) {
     EXPECT_EQ(test_files_text({1, 3, 5, 7, 9, 11, 12, 14}),
               "1.fff, 3.fff, 5.fff, 7.fff, 9.fff and 3 more");
 }
+
+TEST(test_files, names_are_those_that_are_read) {
+    const private_folder folder;
+    set_file_content(folder.file("10.fff"), "");
+    set_file_content(folder.file("2.fff"), "");
+    set_file_content(folder.file("02.fff"), "");
+    ASSERT_EQ(symlink("2.fff", folder.file("3.fff").c_str()), 0);
+    EXPECT_EQ(test_files_names(folder.path(), 0), (names{"2.fff", "10.fff"}));
+    EXPECT_EQ(test_files_names(folder.path(), 2), (names{"10.fff"}));
+    EXPECT_EQ(test_files_names(folder.file("missing"), 0), names{});
+}

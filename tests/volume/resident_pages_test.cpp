@@ -1,0 +1,143 @@
+// Files that stay in memory although they were released, on real file systems. What keeps them
+// there is this program's own mapping, as another program's would.
+#include "volume/resident_pages.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support.h"
+#include "volume/medium_doubt.h"
+#include "volume/page_residency.h"
+
+using volume_tests::private_folder;
+using volume_tests::private_mounts;
+
+namespace {
+
+constexpr std::size_t file_bytes = std::size_t{3} << 20;
+
+// An ext4 of this test's own, whatever the folder for temporary files lies on.
+class resident_pages : public testing::Test {
+ protected:
+    void SetUp() override {
+        SKIP_WITHOUT_MOUNTS(m_mounts);
+        if (!volume_tests::has_program("mkfs.ext4"))
+            GTEST_SKIP() << "the program mkfs.ext4 is not installed";
+        const std::string image = m_mounts.folder().make_file("image", "");
+        std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
+        ASSERT_EQ(volume_tests::run_program({"mkfs.ext4", "-q", "-F", image}), 0);
+        const std::string node = m_mounts.attach_loop(image);
+        if (node.empty())
+            GTEST_SKIP() << "no loop device can be had here";
+        m_folder = m_mounts.folder().make_folder("volume");
+        ASSERT_TRUE(m_mounts.mount_at(node, m_folder, "ext4", 0, ""));
+        m_volume.file_system = "ext4";
+        make_file("1.fff");
+    }
+
+    std::string file(const std::string &name) const { return m_folder + "/" + name; }
+    void make_file(const std::string &name) const {
+        ASSERT_TRUE(std::ofstream(file(name)) << std::string(file_bytes, 'x'));
+    }
+    // Whether nothing stays; the reason is in `reason`.
+    bool drop(const std::vector<std::string> &names) {
+        reason.clear();
+        return resident_pages_drop(m_volume, m_folder, names, reason);
+    }
+
+    private_mounts m_mounts;
+    std::string m_folder;
+    volume_info m_volume;
+    std::string reason;
+};
+
+// A page of a file that cannot be dropped as long as this lives.
+class pinned_page {
+ public:
+    explicit pinned_page(const std::string &path) {
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
+        close(fd);
+        EXPECT_NE(m_mapping, MAP_FAILED);
+        EXPECT_EQ(mlock(m_mapping, 4096), 0);
+    }
+    ~pinned_page() { munmap(m_mapping, 4096); }
+    pinned_page(const pinned_page &) = delete;
+    pinned_page &operator=(const pinned_page &) = delete;
+
+ private:
+    void *m_mapping;
+};
+
+std::uint64_t bytes_in_memory(const std::string &path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const std::uint64_t bytes = page_residency_bytes(fd, std::filesystem::file_size(path));
+    close(fd);
+    return bytes;
+}
+
+}  // namespace
+
+TEST_F(resident_pages, a_file_just_written_is_written_out_and_gone_from_memory_afterwards) {
+    EXPECT_EQ(bytes_in_memory(file("1.fff")), file_bytes);
+    EXPECT_TRUE(drop({"1.fff"})) << reason;
+    EXPECT_EQ(bytes_in_memory(file("1.fff")), 0U);
+    EXPECT_EQ(std::filesystem::file_size(file("1.fff")), file_bytes);
+}
+
+TEST_F(resident_pages, a_page_that_stays_is_named_and_is_no_reason_once_it_can_go) {
+    make_file("2.fff");
+    {
+        const pinned_page pinned(file("2.fff"));
+        EXPECT_FALSE(drop({"1.fff", "2.fff"}));
+        EXPECT_EQ(reason.rfind("2.fff cannot be released from it, ", 0), 0U) << reason;
+        EXPECT_GT(bytes_in_memory(file("2.fff")), 0U);
+        EXPECT_LT(bytes_in_memory(file("2.fff")), file_bytes) << "the others are gone";
+        m_volume.file_system = "fuseblk";
+        m_volume.source = "/dev/no-such-device";
+        EXPECT_EQ(medium_doubt(m_volume, m_folder, {"2.fff"}),
+                  reason + ", and the device /dev/no-such-device cannot be reached");
+    }
+    EXPECT_TRUE(drop({"1.fff", "2.fff"})) << reason;
+}
+
+TEST_F(resident_pages, of_a_volume_in_memory_are_its_medium) {
+    const pinned_page pinned(file("1.fff"));
+    for (const char *type : {"tmpfs", "ramfs"}) {
+        m_volume.file_system = type;
+        EXPECT_TRUE(drop({"1.fff"})) << reason;
+    }
+}
+
+TEST_F(resident_pages, of_what_is_no_test_file_are_not_asked_for) {
+    make_file("precious");
+    const pinned_page pinned(file("precious"));
+    std::filesystem::create_symlink("precious", file("2.fff"));
+    ASSERT_EQ(mkfifo(file("3.fff").c_str(), 0600), 0);
+    std::filesystem::create_directory(file("4.fff"));
+    ASSERT_TRUE(std::ofstream(file("5.fff")));
+    EXPECT_TRUE(drop({"2.fff", "3.fff", "4.fff", "5.fff", "missing.fff"})) << reason;
+    EXPECT_EQ(bytes_in_memory(file("precious")), file_bytes) << "the link was followed";
+    EXPECT_TRUE(resident_pages_drop(m_volume, file("nowhere"), {"1.fff"}, reason));
+}
+
+TEST_F(resident_pages, of_another_users_file_cannot_be_known_and_are_no_reason) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "this process has nobody else's file";
+    ASSERT_EQ(chmod(file("1.fff").c_str(), 0644), 0);
+    const pinned_page pinned(file("1.fff"));
+    std::filesystem::path above = m_folder;
+    for (; above != "/tmp" && above != "/"; above = above.parent_path())
+        std::filesystem::permissions(above, std::filesystem::perms::all);
+    ASSERT_EQ(seteuid(65534), 0);
+    const bool dropped = drop({"1.fff"});
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_TRUE(dropped) << reason;
+    EXPECT_FALSE(drop({"1.fff"})) << "its owner knows";
+}

@@ -1,0 +1,138 @@
+// One run at a time on a volume, whatever its file system thinks of locks.
+#include "volume/run_lock.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "support.h"
+
+using volume_tests::private_folder;
+using volume_tests::run_program;
+
+namespace {
+
+// What the file system answers to a lock; 0: the real one does.
+std::atomic<int> staged_error{0};
+std::atomic<bool> stays_silent{false};
+
+struct staged_answer {
+    explicit staged_answer(int error) { staged_error = error; }
+    ~staged_answer() { staged_error = 0; }
+    staged_answer(const staged_answer &) = delete;
+    staged_answer &operator=(const staged_answer &) = delete;
+};
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" int flock(int fd, int operation) noexcept {
+    while (stays_silent)
+        std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    if (staged_error != 0) {
+        errno = staged_error;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_flock, fd, operation));
+}
+
+TEST(run_lock, a_second_run_is_refused_until_the_first_has_ended) {
+    const private_folder folder;
+    run_lock second;
+    {
+        run_lock first;
+        EXPECT_TRUE(first.take(folder.path()));
+        EXPECT_FALSE(second.take(folder.path()));
+        EXPECT_FALSE(second.take(folder.path() + "/./"));
+    }
+    EXPECT_TRUE(second.take(folder.path()));
+}
+
+TEST(run_lock, a_folder_that_is_held_already_may_be_asked_for_again) {
+    const private_folder folder;
+    run_lock lock;
+    EXPECT_TRUE(lock.take(folder.path()));
+    EXPECT_TRUE(lock.take(folder.path()));
+    EXPECT_TRUE(lock.take(folder.make_folder("other")));
+    run_lock second;
+    EXPECT_FALSE(second.take(folder.path()));
+    EXPECT_FALSE(second.take(folder.path() + "/other"));
+}
+
+TEST(run_lock, writes_nothing_and_ends_with_the_process_however_it_ends) {
+    const private_folder folder;
+    int ready[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    const pid_t holder = fork();
+    if (holder == 0) {
+        run_lock lock;
+        const char taken = lock.take(folder.path()) ? 'y' : 'n';
+        if (write(ready[1], &taken, 1) == 1)
+            pause();
+        _exit(1);
+    }
+    char taken = 0;
+    EXPECT_EQ(read(ready[0], &taken, 1), 1);
+    EXPECT_EQ(taken, 'y');
+    run_lock lock;
+    EXPECT_FALSE(lock.take(folder.path()));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    kill(holder, SIGKILL);
+    EXPECT_EQ(waitpid(holder, nullptr, 0), holder);
+    close(ready[0]);
+    close(ready[1]);
+    EXPECT_TRUE(lock.take(folder.path()));
+}
+
+TEST(run_lock, a_program_started_meanwhile_does_not_inherit_it) {
+    const private_folder folder;
+    const std::string script = "test -z \"$(find /proc/$$/fd -lname '" + folder.path() + "')\"";
+    run_lock lock;
+    EXPECT_TRUE(lock.take(folder.path()));
+    EXPECT_EQ(run_program({"sh", "-c", script}), 0);
+    const int inherited = open(folder.path().c_str(), O_RDONLY);
+    EXPECT_EQ(run_program({"sh", "-c", script}), 1) << "the script sees what is inherited";
+    close(inherited);
+}
+
+TEST(run_lock, a_file_system_that_cannot_lock_does_not_stop_a_run) {
+    const private_folder folder;
+    for (const int error : {ENOTSUP, ENOLCK, ENOSYS, EIO, EINVAL, EBADF}) {
+        const staged_answer answer(error);
+        run_lock first;
+        run_lock second;
+        EXPECT_TRUE(first.take(folder.path())) << error;
+        EXPECT_TRUE(second.take(folder.path())) << error;
+    }
+    run_lock nowhere;
+    EXPECT_TRUE(nowhere.take(folder.path() + "/missing"));
+    EXPECT_TRUE(nowhere.take(folder.make_file("file", "x")));
+}
+
+TEST(run_lock, a_file_system_that_does_not_answer_is_not_waited_for_and_holds_nothing_later) {
+    const private_folder folder;
+    const auto begin = std::chrono::steady_clock::now();
+    stays_silent = true;
+    run_lock first;
+    EXPECT_TRUE(first.take(folder.path()));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{20});
+    stays_silent = false;
+    // The thread left behind gives back what it is given so late.
+    bool taken = false;
+    for (int i = 0; i < 1000 && !taken; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds{10});
+        run_lock second;
+        taken = second.take(folder.path());
+    }
+    EXPECT_TRUE(taken);
+}

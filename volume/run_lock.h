@@ -1,0 +1,27 @@
+// Keeps two runs from working on one volume at once: each would remove and overwrite what the other
+// has just written, and both would report what no card has done. The lock is the kernel's, on the
+// folder itself: nothing is written to the volume, and whatever ends the process ends the lock.
+// Reading runs take it as well as writing ones: the speed that two of them measure is half the
+// volume's, and what one of them reads the other would get from memory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+class run_lock {
+ public:
+    run_lock() = default;
+    // Gives the folders back.
+    ~run_lock();
+    run_lock(const run_lock &) = delete;
+    run_lock &operator=(const run_lock &) = delete;
+
+    // False only when another run, of this program or another, holds this folder. A file system
+    // that knows no locks, that fails to lock for any other reason, or that does not answer within
+    // a second does not stop a run; nor does a folder that this object holds already.
+    // Programs started from here do not inherit the lock.
+    bool take(const std::string &folder);
+
+ private:
+    std::vector<int> m_descriptors;
+};
