@@ -46,7 +46,25 @@ static void check(const sector_words &sector, uint64_t expected_offset, size_t m
         return;
     const bool intact = slow_class(sector, sector[0]) == SECTOR_OK;
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i)
-        FUZZ_REQUIRE((sector_lanes_usable(i)->body_matches(bytes, sector[0]) != 0) == intact);
+        FUZZ_REQUIRE((sector_lanes_usable(i)->intact(bytes, 1, sector[0]) != 0) == intact);
+}
+
+// The same sector among sound ones: they are looked at in groups, and it ends their run.
+static void check_in_row(const sector_words &sector, uint64_t expected_offset, size_t place) {
+    constexpr size_t length = 18;
+    const bool intact = slow_class(sector, expected_offset) == SECTOR_OK;
+    const uint64_t first = expected_offset - place * SECTOR_SIZE;
+    std::vector<sector_words> row;
+    for (size_t i = 0; i < length; ++i)
+        row.push_back(i == place ? sector : sector_model(first + i * SECTOR_SIZE));
+    const char *const bytes = reinterpret_cast<const char *>(row.data());
+    for (size_t i = 0; first % SECTOR_SIZE == 0 && sector_lanes_usable(i) != nullptr; ++i)
+        FUZZ_REQUIRE(sector_lanes_usable(i)->intact(bytes, length, first) ==
+                     (intact ? length : place));
+    std::vector<sector_class> classes(length);
+    f3read_classify_sectors(bytes, length, first, classes.data());
+    for (size_t i = 0; i < length; ++i)
+        FUZZ_REQUIRE(classes[i] == (i == place ? slow_class(sector, expected_offset) : SECTOR_OK));
 }
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -63,5 +81,6 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         change(sector, input);
     }
     check(sector, expected_offset, form >> 4);
+    check_in_row(sector, expected_offset, form >> 4);
     return 0;
 }
