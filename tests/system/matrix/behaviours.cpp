@@ -90,6 +90,15 @@ data_sectors spread(const data_sectors &data) {
     return chosen;
 }
 
+// 1 MiB of it from the beginning (0) to the end (1): the same single sector need not
+// hold test data when a file system is filled once more.
+data_sectors stretch(const data_sectors &data, double place) {
+    const auto first =
+        static_cast<std::ptrdiff_t>(place * static_cast<double>(data.size() - sectors_per_mib));
+    const auto from = data.begin() + first;
+    return {from, from + static_cast<std::ptrdiff_t>(sectors_per_mib)};
+}
+
 std::string list(const char *option, const data_sectors &sectors) {
     std::string text = option;
     for (const std::uint64_t sector : sectors)
@@ -108,9 +117,11 @@ behaviour counterfeit(const char *name, const char *row, const char *folder_kind
             .words = row,
             .options = {"--real-size=5M", std::string("--beyond=") + folder_kind},
             .folder = lost(bad),
-            .image_options = [image_kind](const data_sectors &) {
-                return words{"--real-size=20M", std::string("--beyond=") + image_kind};
-            }};
+            .image_options =
+                [image_kind](const data_sectors &) {
+                    return words{"--real-size=20M", std::string("--beyond=") + image_kind};
+                },
+            .writing_damages = true};
 }
 
 behaviour changed_words(const char *name, const char *row, unsigned count) {
@@ -128,14 +139,13 @@ behaviour changed_words(const char *name, const char *row, unsigned count) {
 }
 
 behaviour read_error(const char *name, const char *row, std::uint64_t sector,
-                     std::uint64_t readable,
-                     std::function<std::uint64_t(const data_sectors &)> pick) {
+                     std::uint64_t readable, double place) {
     return {.name = name,
             .words = row,
             .options = {"--read-error=" + std::to_string(sector)},
             .folder = incomplete(readable / oracle_sector_bytes, {read_warning}),
-            .image_options = [pick](const data_sectors &data) {
-                return words{"--read-error=" + std::to_string(pick(data))};
+            .image_options = [place](const data_sectors &data) {
+                return words{list("--read-error=", stretch(data, place))};
             }};
 }
 
@@ -188,14 +198,12 @@ std::vector<behaviour> lost_data_rows() {
 
 std::vector<behaviour> failing_rows() {
     constexpr std::uint64_t page = 4096;
-    const auto middle = [](const data_sectors &data) { return data.at(data.size() / 2); };
     return {
-        read_error("cannot_read_its_first_sector", "read error, first sector", 0, 0,
-                   [](const data_sectors &data) { return data.front(); }),
+        read_error("cannot_read_its_first_sector", "read error, first sector", 0, 0, 0.0),
         read_error("cannot_read_a_sector_in_the_middle", "read error, in the middle", 8003,
-                   8003 * oracle_sector_bytes / page * page, middle),
+                   8003 * oracle_sector_bytes / page * page, 0.5),
         read_error("cannot_read_its_last_sector", "read error, last sector", all_sectors - 1,
-                   8 * mib - page, [](const data_sectors &data) { return data.back(); }),
+                   8 * mib - page, 1.0),
         {.name = "cannot_write_a_sector",
          .words = "write error",
          .options = {"--write-error=8000"},
@@ -259,7 +267,7 @@ std::vector<behaviour> leaving_rows() {
                         {"Can't open path ", left_named}),
          .image = promise::gone,
          .image_options = [](const data_sectors &) { return words{"--read-rate=2M"}; },
-         .kill_after = "Average writing speed"},
+         .kill_after = "Test file written."},
         {.name = "is_unplugged_while_reading",
          .words = "unplugged while reading",
          .options = {"--unplug-after-read=4M"},

@@ -54,8 +54,9 @@ struct behaviour {
     promise image = promise::never_intact;
     // Options for a device whose test data lies there.
     std::function<std::vector<std::string>(const data_sectors &)> image_options = {};
-    const char *reason = "";      // for promise::none
-    const char *kill_after = "";  // the simulator dies when the output says this
+    bool writing_damages = false;  // what is written later can land on test files
+    const char *reason = "";       // for promise::none
+    const char *kill_after = "";   // the simulator dies when the output says this
     procedure how = procedure::test;
     std::vector<std::string> command_options = {};
 
