@@ -149,15 +149,14 @@ behaviour read_error(const char *name, const char *row, std::uint64_t sector,
             }};
 }
 
-// A row that has no meaning without a file system of the simulator's own.
-behaviour folder_only(const char *name, const char *row, words options, folder_outcome outcome,
-                      const char *reason) {
+// A row of what only a file system does: the device has nobody to ask for its free space,
+// and real file systems have their own limits. 1 GiB is for the folder, too.
+behaviour folder_only(const char *name, const char *row, words options, folder_outcome outcome) {
     return {.name = name,
             .words = row,
             .options = std::move(options),
             .folder = std::move(outcome),
-            .image = promise::none,
-            .reason = reason};
+            .image = promise::none};
 }
 
 std::vector<behaviour> lost_data_rows() {
@@ -191,7 +190,7 @@ std::vector<behaviour> lost_data_rows() {
          .words = "a sector of a file 4 GiB away",
          .options = {"--misread=8292:100"},
          .folder = lost({.overwritten = 1}),
-         .image_options = [](const data_sectors &) { return words{}; },
+         .image = promise::none,
          .how = procedure::four_gib_away},
     };
 }
@@ -216,13 +215,11 @@ std::vector<behaviour> failing_rows() {
          .folder = aborted(1024, {flush_check}),
          .image_options = [](const data_sectors &) { return words{"--fsync-fails"}; }},
         folder_only("does_not_tell_its_free_space", "statfs fails", {"--statfs-fails"},
-                    nothing_written(nothing_free), "no one asks a device for its free space"),
+                    nothing_written(nothing_free)),
         folder_only("tells_too_little_free_space", "statfs low", {"--statfs-free=1M"},
-                    incomplete(all_sectors, {"1.0 MB", "could not be filled"}),
-                    "no one asks a device for its free space"),
+                    incomplete(all_sectors, {"1.0 MB", "could not be filled"})),
         folder_only("tells_too_much_free_space", "statfs high", {"--statfs-free=16M"},
-                    incomplete(all_sectors, {"16.0 MB", "could not be filled"}),
-                    "no one asks a device for its free space"),
+                    incomplete(all_sectors, {"16.0 MB", "could not be filled"})),
         {.name = "is_full_in_the_middle",
          .words = "ENOSPC in the middle",
          .options = {"--full-at=4M"},
@@ -231,10 +228,9 @@ std::vector<behaviour> failing_rows() {
          .image_options = [](const data_sectors &) { return words{}; }},
         folder_only("is_full_inside_a_block", "ENOSPC inside a block",
                     {"--full-at=" + std::to_string(4 * mib + oracle_sector_bytes)},
-                    aborted(4 * mib, {size_check}), "a file system gives whole blocks"),
+                    aborted(4 * mib, {size_check})),
         folder_only("takes_no_new_file", "ENOSPC at creation", {"--root-entries=0"},
-                    nothing_written("ERR: No space left device."),
-                    "the file system has its own limits"),
+                    nothing_written("ERR: No space left device.")),
     };
 }
 
@@ -346,10 +342,9 @@ std::vector<behaviour> slow_behaviours() {
                      bytes_option("--stall-every=", data.size() * oracle_sector_bytes / 4 * 3)};
              }},
         folder_only("is_full_at_a_file_boundary", "ENOSPC at a file boundary", {"--size=1G"},
-                    boundary, "needs 1 GiB, which the folder shows"),
+                    boundary),
         folder_only("takes_no_second_file", "ENOSPC at the second creation",
-                    {"--size=1025M", "--full-at=1G", "--root-entries=1"}, boundary_at_creation,
-                    "the file system has its own limits"),
+                    {"--size=1025M", "--full-at=1G", "--root-entries=1"}, boundary_at_creation),
     };
     // A file is 1 GiB, which takes a minute in pieces of 1 KiB.
     for (behaviour &row : rows) {
@@ -359,9 +354,10 @@ std::vector<behaviour> slow_behaviours() {
     return rows;
 }
 
-std::vector<behaviour> all_behaviours() {
+std::vector<behaviour> device_behaviours() {
     std::vector<behaviour> rows = quick_behaviours();
     append(rows, slow_behaviours());
+    std::erase_if(rows, [](const behaviour &row) { return row.image == promise::none; });
     return rows;
 }
 

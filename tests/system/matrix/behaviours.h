@@ -42,7 +42,7 @@ enum class promise {
     never_intact,  // and the counts are those of the kept files
     gone,          // never intact; there is nothing left to compare with
     after_report,  // all was read before the fault: the verdict stands, the run ends
-    none,          // a block device cannot behave so; reason says why
+    none,          // has no meaning for a block device, or a test of its own
 };
 
 struct behaviour {
@@ -55,7 +55,6 @@ struct behaviour {
     // Options for a device whose test data lies there.
     std::function<std::vector<std::string>(const data_sectors &)> image_options = {};
     bool writing_damages = false;  // what is written later can land on test files
-    const char *reason = "";       // for promise::none
     const char *kill_after = "";   // the simulator dies when the output says this
     procedure how = procedure::test;
     std::vector<std::string> command_options = {};
@@ -66,7 +65,8 @@ struct behaviour {
 // Rows that take a second or two as a folder, and the others.
 std::vector<behaviour> quick_behaviours();
 std::vector<behaviour> slow_behaviours();
-std::vector<behaviour> all_behaviours();
+// Those that have a meaning on a block device.
+std::vector<behaviour> device_behaviours();
 
 }  // namespace system_tests
 

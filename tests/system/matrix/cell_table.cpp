@@ -35,7 +35,7 @@ class printed_table : public testing::Environment {
             std::vector<std::string> line;
             for (const std::string &column : columns) {
                 const auto cell = cells.find({row, column});
-                line.push_back(cell == cells.end() ? "" : cell->second);
+                line.push_back(cell == cells.end() ? "-" : cell->second);
             }
             print_line(row, line);
         }

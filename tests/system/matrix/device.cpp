@@ -8,12 +8,15 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 
 namespace system_tests {
+
+constexpr size_t page_bytes = 4096;
 
 std::vector<file_system> file_systems() {
     return {
@@ -149,26 +152,23 @@ watchdog::~watchdog() {
     m_thread.join();
 }
 
-// Returns whether the file could be opened.
-static bool add_readable(const std::string &path, int number, sector_tally &sum) {
+// Without reading ahead, so that a bad page fails alone. Returns whether the file could
+// be opened.
+static bool judge_pages(const std::string &path, int number, std::vector<sector_kind> &kinds) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     forget_cached(fd);
-    // As any reader from the start to the end would: how much of the system's reading
-    // ahead an error takes with it is the system's business.
-    posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
     std::uint64_t position = static_cast<std::uint64_t>(number - 1) * oracle_file_bytes;
-    std::vector<unsigned char> bytes(128 * oracle_sector_bytes);
-    std::vector<sector_kind> kinds;
+    std::array<unsigned char, page_bytes> page{};
     ssize_t got = 0;
-    while ((got = read(fd, bytes.data(), bytes.size())) > 0) {
+    while ((got = read(fd, page.data(), page.size())) > 0) {
         const auto sectors = static_cast<std::uint64_t>(got) / oracle_sector_bytes;
         for (std::uint64_t i = 0; i < sectors; ++i, position += oracle_sector_bytes)
-            kinds.push_back(oracle_judge(bytes.data() + i * oracle_sector_bytes, position));
+            kinds.push_back(oracle_judge(page.data() + i * oracle_sector_bytes, position));
     }
     close(fd);
-    sum += oracle_tally(kinds);
     return true;
 }
 
@@ -180,17 +180,38 @@ std::optional<std::vector<int>> listed_files(const volume &where) {
     return where.test_files();
 }
 
-std::optional<sector_tally> independent_tally(const volume &where, const loop_device &device) {
+std::optional<judged_files> judge_kept_files(const volume &where, const loop_device &device) {
     const auto numbers = listed_files(where);
     if (!numbers)
         return {};
     device.forget();
-    sector_tally sum;
+    judged_files files;
     for (const int number : *numbers) {
-        if (!add_readable(where.file(std::to_string(number) + ".fff"), number, sum))
+        if (!judge_pages(where.file(std::to_string(number) + ".fff"), number, files[number]))
             return {};
     }
-    return sum;
+    return files;
+}
+
+// What a system reads ahead fails with the bad page in it, so a reader from the start to
+// the end may be stopped this much before that page; never behind it.
+constexpr std::uint64_t read_ahead_sectors = 128 * kib / oracle_sector_bytes;
+
+void expect_counts_of(const nlohmann::json &report, const std::optional<judged_files> &kept) {
+    ASSERT_TRUE(kept) << "the kept files cannot be opened any more";
+    EXPECT_EQ(report.at("files").size(), kept->size());
+    for (const auto &[number, kinds] : *kept) {
+        const auto &file = report.at("files").at(
+            static_cast<size_t>(std::distance(kept->begin(), kept->find(number))));
+        ASSERT_EQ(file.at("number"), number);
+        const std::uint64_t sectors =
+            file.at("bytes_read").get<std::uint64_t>() / oracle_sector_bytes;
+        ASSERT_LE(sectors, kinds.size()) << number << ".fff was read past what can be read";
+        EXPECT_LE(kinds.size() - sectors, file.at("read_to_end") ? 0 : read_ahead_sectors)
+            << number << ".fff was not read as far as it can be read";
+        const auto end = kinds.begin() + static_cast<std::ptrdiff_t>(sectors);
+        EXPECT_EQ(tally_of_file(report, number), oracle_tally({kinds.begin(), end}));
+    }
 }
 
 }  // namespace system_tests

@@ -100,9 +100,14 @@ class watchdog {
     std::thread m_thread;
 };
 
-// The kept test files, each read up to the first byte that cannot be read, as the
-// medium holds them now. Nothing when the folder or a file cannot be opened.
-std::optional<sector_tally> independent_tally(const volume &where, const loop_device &device);
+// Sectors of the kept test files by the files' numbers, read page by page up to the first
+// page that cannot be read, as the medium holds them now. Nothing when the folder or a
+// file cannot be opened.
+using judged_files = std::map<int, std::vector<sector_kind>>;
+std::optional<judged_files> judge_kept_files(const volume &where, const loop_device &device);
+
+// The report's counts are those of the kept files.
+void expect_counts_of(const nlohmann::json &report, const std::optional<judged_files> &kept);
 
 // Test files by their numbers; nothing when the folder cannot be read.
 std::optional<std::vector<int>> listed_files(const volume &where);
