@@ -62,7 +62,7 @@ struct behaviour {
     friend void PrintTo(const behaviour &row, std::ostream *out) { *out << row.name; }
 };
 
-// Rows that take a second or two as a folder, and the others.
+// Rows for the folder that every check has time for, and the others.
 std::vector<behaviour> quick_behaviours();
 std::vector<behaviour> slow_behaviours();
 // Those that have a meaning on a block device.

@@ -193,9 +193,10 @@ std::optional<judged_files> judge_kept_files(const volume &where, const loop_dev
     return files;
 }
 
-// What a system reads ahead fails with the bad page in it, so a reader from the start to
-// the end may be stopped this much before that page; never behind it.
-constexpr std::uint64_t read_ahead_sectors = 128 * kib / oracle_sector_bytes;
+// A system that reads ahead does so in pieces of up to 2 MiB (Linux's largest folios on
+// ext4 and xfs), and one fails as a whole with the bad page in it: a reader from the start
+// to the end may be stopped this much before that page; never behind it.
+constexpr std::uint64_t read_ahead_sectors = 2 * mib / oracle_sector_bytes;
 
 void expect_counts_of(const nlohmann::json &report, const std::optional<judged_files> &kept) {
     ASSERT_TRUE(kept) << "the kept files cannot be opened any more";
