@@ -50,9 +50,13 @@ TEST(arguments, every_knob_reaches_the_card) {
                                         "--read-rate=3M",
                                         "--write-latency-us=4",
                                         "--read-latency-us=5",
+                                        "--slow-after=10M",
+                                        "--stall-every=11M",
+                                        "--stall-seconds=12",
                                         "--flip=1:2",
                                         "--flip=3:4,5:6",
                                         "--flip-rate=0.5",
+                                        "--misread=7:8,9:10",
                                         "--read-error=10-12",
                                         "--read-error=14",
                                         "--write-error=20",
@@ -61,8 +65,10 @@ TEST(arguments, every_knob_reaches_the_card) {
                                         "--unplug-after-written=2M",
                                         "--unplug-after-read=3M",
                                         "--unplug-after=1.5",
+                                        "--unplug-at=remove",
                                         "--unplug-error=EIO",
                                         "--full-at=512M",
+                                        "--root-entries=5",
                                         "--statfs-free=9M",
                                         "--statfs-fails",
                                         "--fsync-fails",
@@ -91,6 +97,27 @@ TEST(arguments, every_knob_reaches_the_card) {
     EXPECT_EQ(options.life.unplug_after, std::chrono::milliseconds(1500));
     EXPECT_EQ(options.life.unplug_error, EIO);
     EXPECT_EQ(options.statfs_free, 9437184U);
+    EXPECT_EQ(options.speed.slow_after, 10485760U);
+    EXPECT_EQ(options.speed.stall_every, 11534336U);
+    EXPECT_EQ(options.speed.stall.count(), 12);
+    EXPECT_EQ(options.device.misreads, (std::map<uint64_t, uint64_t>{{7, 8}, {9, 10}}));
+    EXPECT_EQ(options.life.unplug_at, cardsim::life_moment::remove);
+    EXPECT_EQ(options.root_entries, 5U);
+}
+
+TEST(arguments, an_image_has_the_cards_faults_and_none_of_a_file_systems) {
+    const card_options options = parse({"--image", "--contents=/tmp/x", "--real-size=8M",
+                                        "--beyond=wrap", "--lock-after=1M", "--fsync-fails"});
+    EXPECT_TRUE(options.image);
+    EXPECT_EQ(options.contents, "/tmp/x");
+    for (const char *option : {"--full-at=1M", "--root-entries=1", "--statfs-free=1M",
+                               "--statfs-fails", "--unplug-at=list"}) {
+        const std::string words = option;
+        EXPECT_EQ(refusal({"--image", words}), words.substr(0, words.find('=')) +
+                                                   ": is a file system's doing, and --image has "
+                                                   "none");
+    }
+    EXPECT_EQ(refusal({"--contents=/tmp/x"}), "--contents: is for the card of --image");
 }
 
 TEST(arguments, each_kind_of_beyond_has_its_word) {
@@ -135,15 +162,38 @@ TEST(arguments, refusals_name_the_option_and_the_reason) {
               "--unplug-after-read: a card that is gone from the start cannot be mounted");
     EXPECT_EQ(refusal({"--unplug-error=EPERM"}),
               "--unplug-error: 'EPERM' is neither ENODEV nor EIO");
+    EXPECT_EQ(refusal({"--unplug-at=end"}), "--unplug-at: 'end' is neither list nor remove");
+    EXPECT_EQ(refusal({"--slow-after=1M"}), "--slow-after: needs a --write-rate to fall from");
+    EXPECT_EQ(refusal({"--stall-seconds=3601"}), "--stall-seconds: '3601' is more than an hour");
     EXPECT_EQ(refusal({"--flip=1:9999"}), "--flip: '1:9999' names a bit outside 0 to 4095");
 }
 
 TEST(arguments, every_malformed_value_is_refused_under_its_options_name) {
-    for (const char *name :
-         {"--size", "--real-size", "--beyond", "--seed", "--write-rate", "--read-rate",
-          "--write-latency-us", "--read-latency-us", "--flip", "--flip-rate", "--read-error",
-          "--write-error", "--lock-after", "--unplug-after-written", "--unplug-after-read",
-          "--unplug-after", "--unplug-error", "--full-at", "--statfs-free"}) {
+    for (const char *name : {"--size",
+                             "--real-size",
+                             "--beyond",
+                             "--seed",
+                             "--write-rate",
+                             "--read-rate",
+                             "--write-latency-us",
+                             "--read-latency-us",
+                             "--flip",
+                             "--flip-rate",
+                             "--read-error",
+                             "--write-error",
+                             "--lock-after",
+                             "--unplug-after-written",
+                             "--unplug-after-read",
+                             "--unplug-after",
+                             "--unplug-error",
+                             "--full-at",
+                             "--statfs-free",
+                             "--slow-after",
+                             "--stall-every",
+                             "--stall-seconds",
+                             "--misread",
+                             "--unplug-at",
+                             "--root-entries"}) {
         const std::string error = refusal({std::string(name) + "=x"});
         EXPECT_EQ(error.find(std::string(name) + ": 'x' "), 0U) << error;
     }

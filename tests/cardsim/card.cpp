@@ -182,3 +182,19 @@ TEST(card, flips_and_wrapping_combine) {
     EXPECT_EQ(read_sectors(device, 1, 1), bytes);
     EXPECT_EQ(bits_that_differ(read_sectors(device, 5, 1), bytes), 1U);
 }
+
+TEST(card, a_misread_sector_gives_all_of_another_and_keeps_its_own) {
+    card_traits traits = traits_of(10, card_beyond::wrap);
+    traits.misreads = {{2, 7}, {3, 15}};  // sector 15 lands on 5
+    card device = make_card(traits);
+    const auto bytes = test_bytes(10 * CARD_SECTOR_SIZE, 11);
+    write_sectors(device, 0, bytes);
+    auto expected = bytes;
+    std::copy_n(bytes.begin() + sectors(7), CARD_SECTOR_SIZE, expected.begin() + sectors(2));
+    std::copy_n(bytes.begin() + sectors(5), CARD_SECTOR_SIZE, expected.begin() + sectors(3));
+    EXPECT_EQ(read_sectors(device, 0, 10), expected);
+    // A read that begins and ends within such a sector.
+    std::vector<std::byte> part(100);
+    EXPECT_EQ(device.read(2 * CARD_SECTOR_SIZE + 50, part), 0);
+    EXPECT_TRUE(std::equal(part.begin(), part.end(), bytes.begin() + sectors(7) + 50));
+}

@@ -120,3 +120,26 @@ TEST(card_life, whichever_limit_comes_first_wins) {
     EXPECT_EQ(life.change(START), EROFS);
     EXPECT_EQ(life.change(START + seconds(11)), ENODEV);
 }
+
+TEST(card_life, a_card_is_pulled_at_the_first_listing_after_something_was_written) {
+    life_traits traits;
+    traits.unplug_at = cardsim::life_moment::list;
+    card_life life(traits);
+    life.doing(cardsim::life_moment::list);
+    life.doing(cardsim::life_moment::remove);
+    EXPECT_EQ(life.presence(START), 0);
+    life.write_done(1);
+    EXPECT_EQ(life.presence(START), 0);
+    life.doing(cardsim::life_moment::list);
+    EXPECT_EQ(life.presence(START), ENODEV);
+}
+
+TEST(card_life, a_card_is_pulled_at_the_first_removal) {
+    life_traits traits;
+    traits.unplug_at = cardsim::life_moment::remove;
+    card_life life(traits);
+    life.doing(cardsim::life_moment::list);
+    EXPECT_EQ(life.presence(START), 0);
+    life.doing(cardsim::life_moment::remove);
+    EXPECT_EQ(life.presence(START), ENODEV);
+}

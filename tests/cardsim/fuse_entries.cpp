@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "practice_mount.h"
@@ -154,4 +155,18 @@ TEST_F(fuse_entries, links_and_fifos_are_what_they_are_and_hard_links_are_refuse
     errno = 0;
     EXPECT_EQ(link(path("a").c_str(), path("b").c_str()), -1);
     EXPECT_EQ(errno, EPERM);
+}
+
+TEST_F(fuse_entries, a_root_folder_with_few_entries_refuses_one_more) {
+    mount_card({"--root-entries=2"});
+    ASSERT_EQ(mkdir(path("a").c_str(), 0755), 0);
+    std::ofstream(path("b")) << "x";
+    errno = 0;
+    EXPECT_EQ(open(path("c").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(mkdir(path("d").c_str(), 0755), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(mkdir(path("a/d").c_str(), 0755), 0) << "only the root folder's room is fixed";
+    ASSERT_EQ(unlink(path("b").c_str()), 0);
+    EXPECT_EQ(mkdir(path("d").c_str(), 0755), 0);
 }

@@ -100,3 +100,30 @@ TEST(throttle, reading_and_writing_have_their_own_rates_on_one_card) {
     speed.charge_read(now, 1000);
     EXPECT_EQ(speed.idle_at(now), now + 1500ms - 25ms);
 }
+
+TEST(throttle, the_rate_falls_to_a_hundredth_after_so_many_bytes) {
+    throttle_traits traits;
+    traits.write_rate = 1 << 20;
+    traits.slow_after = 1 << 20;
+    throttle speed(traits);
+    const throttle::time_point start{1h};
+    speed.charge_write(start, 1 << 20);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 1.0, 0.03);
+    speed.charge_write(start, 1 << 10);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 1.0 + 100.0 / 1024, 0.03);
+}
+
+TEST(throttle, a_card_that_stalls_does_so_each_time_so_many_bytes_were_moved) {
+    throttle_traits traits;
+    traits.stall_every = 3000;
+    traits.stall = 10s;
+    throttle speed(traits);
+    const throttle::time_point start{1h};
+    speed.charge_write(start, 1000);
+    speed.charge_read(start, 1999);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 0.0, 0.03);
+    speed.charge_read(start, 1);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 10.0, 0.03);
+    speed.charge_write(start, 6500);
+    EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 30.0, 0.03);
+}

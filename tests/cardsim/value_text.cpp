@@ -81,3 +81,14 @@ TEST(value_text, flips_name_a_sector_and_one_of_its_bits) {
     EXPECT_FALSE(cardsim::value_parse_flips("3:4096", &flips, &error));
     EXPECT_EQ(error, "'3:4096' names a bit outside 0 to 4095");
 }
+
+TEST(value_text, misreads_name_a_sector_and_the_one_read_instead) {
+    std::map<uint64_t, uint64_t> misreads;
+    std::string error;
+    ASSERT_TRUE(cardsim::value_parse_misreads("3:9,4:70000000000", &misreads, &error)) << error;
+    EXPECT_EQ(misreads, (std::map<uint64_t, uint64_t>{{3, 9}, {4, 70000000000}}));
+    for (const char *text : {"", "3", "3:", ":1", "3:x", "3:1,"}) {
+        EXPECT_FALSE(cardsim::value_parse_misreads(text, &misreads, &error)) << text;
+    }
+    EXPECT_FALSE(cardsim::value_parse_misreads("1:18446744073709551615", &misreads, &error));
+}

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -166,9 +167,8 @@ bind_volume::bind_volume(const std::string &source) {
     check_mounted(result == 0, reason("bind " + source));
 }
 
-// Attaches the file to a loop device that lets go of it after its last use. Between
-// finding a free device and taking it another process may have been faster.
-static int attach_loop(const std::string &file, std::string *device) {
+// Between finding a free device and taking it another process may have been faster.
+int attach_loop(const std::string &file, std::string *device) {
     const int image = open(file.c_str(), O_RDWR | O_CLOEXEC);
     for (int attempt = 0; image >= 0 && attempt < 20; ++attempt) {
         const int loop = free_loop_device(device);
@@ -221,8 +221,7 @@ image_volume::~image_volume() {
     close(m_loop);
 }
 
-// Whether something is mounted on the folder.
-static bool is_mount_root(const std::string &folder) {
+bool is_mount_root(const std::string &folder) {
     struct stat here = {};
     struct stat above = {};
     return stat(folder.c_str(), &here) == 0 && stat((folder + "/..").c_str(), &above) == 0 &&
@@ -245,7 +244,14 @@ card::card(std::vector<std::string> options, const std::string &name) : volume(n
 card::~card() {
     unmount();
     const process_result ended = m_server->wait();
-    EXPECT_EQ(ended.exit_status, 0) << "trovik-cardsim: " << ended.err;
+    if (!m_died) {
+        EXPECT_EQ(ended.exit_status, 0) << "trovik-cardsim: " << ended.err;
+    }
+}
+
+void card::die() {
+    if (!m_died.exchange(true))
+        m_server->send_signal(SIGKILL);
 }
 
 }  // namespace system_tests

@@ -8,6 +8,7 @@
 #ifndef TROVIK_TESTS_SYSTEM_MOUNTS_H
 #define TROVIK_TESTS_SYSTEM_MOUNTS_H
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,6 +20,13 @@ namespace system_tests {
 
 constexpr std::uint64_t kib = 1024;
 constexpr std::uint64_t mib = 1024 * kib;
+
+// Attaches the file to a loop device that lets go of it after its last use; returns its
+// descriptor and its path, or -1.
+int attach_loop(const std::string &file, std::string *device);
+
+// Whether something is mounted on the folder.
+bool is_mount_root(const std::string &folder);
 
 // What is missing for volumes of this kind, or the empty text.
 std::string missing_for_mounts();
@@ -103,8 +111,12 @@ class card : public volume {
     explicit card(std::vector<std::string> options, const std::string &name = "volume");
     ~card() override;
 
+    // The simulator dies as it stands. Any thread may call it.
+    void die();
+
  private:
     std::unique_ptr<child_process> m_server;
+    std::atomic<bool> m_died{false};
 };
 
 }  // namespace system_tests

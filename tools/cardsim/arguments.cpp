@@ -24,9 +24,10 @@ struct typed_values {
     std::optional<std::string> size, real_size, beyond, seed;
     std::optional<std::string> write_rate, read_rate, write_latency, read_latency;
     std::optional<std::string> flip_rate;
-    std::vector<std::string> flips, read_errors, write_errors;
+    std::optional<std::string> slow_after, stall_every, stall_seconds;
+    std::vector<std::string> flips, misreads, read_errors, write_errors;
     std::optional<std::string> lock_after, unplug_written, unplug_read, unplug_after, unplug_error;
-    std::optional<std::string> full_at, statfs_free;
+    std::optional<std::string> unplug_at, full_at, statfs_free, root_entries;
 };
 
 void declare_options(CLI::App &app, typed_values &typed, card_options &options) {
@@ -35,14 +36,20 @@ void declare_options(CLI::App &app, typed_values &typed, card_options &options) 
     app.add_option("--size", typed.size);
     app.add_option("--real-size", typed.real_size);
     app.add_option("--beyond", typed.beyond);
+    app.add_flag("--image", options.image);
+    app.add_option("--contents", options.contents);
     app.add_option("--backing", options.backing);
     app.add_option("--seed", typed.seed);
     app.add_option("--write-rate", typed.write_rate);
     app.add_option("--read-rate", typed.read_rate);
     app.add_option("--write-latency-us", typed.write_latency);
     app.add_option("--read-latency-us", typed.read_latency);
+    app.add_option("--slow-after", typed.slow_after);
+    app.add_option("--stall-every", typed.stall_every);
+    app.add_option("--stall-seconds", typed.stall_seconds);
     app.add_option("--flip", typed.flips)->allow_extra_args(false);
     app.add_option("--flip-rate", typed.flip_rate);
+    app.add_option("--misread", typed.misreads)->allow_extra_args(false);
     app.add_option("--read-error", typed.read_errors)->allow_extra_args(false);
     app.add_option("--write-error", typed.write_errors)->allow_extra_args(false);
     app.add_flag("--read-only", options.read_only);
@@ -50,8 +57,10 @@ void declare_options(CLI::App &app, typed_values &typed, card_options &options) 
     app.add_option("--unplug-after-written", typed.unplug_written);
     app.add_option("--unplug-after-read", typed.unplug_read);
     app.add_option("--unplug-after", typed.unplug_after);
+    app.add_option("--unplug-at", typed.unplug_at);
     app.add_option("--unplug-error", typed.unplug_error);
     app.add_option("--full-at", typed.full_at);
+    app.add_option("--root-entries", typed.root_entries);
     app.add_option("--statfs-free", typed.statfs_free);
     app.add_flag("--statfs-fails", options.statfs_fails);
     app.add_flag("--fsync-fails", options.fsync_fails);
@@ -121,6 +130,19 @@ class value_reader {
         }
     }
 
+    void seconds(const char *option, const std::optional<std::string> &text,
+                 std::chrono::seconds *seconds_read) {
+        std::string reason;
+        uint64_t number = 0;
+        if (text && !value_parse_number(*text, &number, &reason)) {
+            wrong(option, reason);
+        } else if (number > LONGEST_LATENCY_US / 1000000) {
+            wrong(option, "'" + *text + "' is more than an hour");
+        } else if (text) {
+            *seconds_read = std::chrono::seconds(number);
+        }
+    }
+
     /* A count of bytes after which the card is gone. */
     void last_byte(const char *option, const std::optional<std::string> &text,
                    std::optional<uint64_t> *bytes) {
@@ -179,6 +201,30 @@ void read_sizes(value_reader &reader, const typed_values &typed, card_options *o
         reader.wrong("--beyond", "wrap-last folds into more than the real size");
     }
     reader.size("--statfs-free", typed.statfs_free, &options->statfs_free);
+    std::string reason;
+    if (typed.root_entries &&
+        !value_parse_number(*typed.root_entries, &options->root_entries.emplace(), &reason)) {
+        reader.wrong("--root-entries", reason);
+    }
+}
+
+/* What only a file system does, whoever asks for an image does without. */
+void check_image(value_reader &reader, const typed_values &typed, const card_options &options) {
+    const std::pair<const char *, bool> of_file_systems[] = {
+        {"--full-at", typed.full_at.has_value()},
+        {"--root-entries", typed.root_entries.has_value()},
+        {"--statfs-free", typed.statfs_free.has_value()},
+        {"--statfs-fails", options.statfs_fails},
+        {"--unplug-at", typed.unplug_at.has_value()},
+    };
+    for (const auto &[option, given] : of_file_systems) {
+        if (given && options.image) {
+            reader.wrong(option, "is a file system's doing, and --image has none");
+        }
+    }
+    if (!options.contents.empty() && !options.image) {
+        reader.wrong("--contents", "is for the card of --image");
+    }
 }
 
 void read_faults(value_reader &reader, const typed_values &typed, card_traits *device) {
@@ -194,6 +240,11 @@ void read_faults(value_reader &reader, const typed_values &typed, card_traits *d
     if (typed.flip_rate &&
         !value_parse_fraction(*typed.flip_rate, 0, 1, &device->flip_rate, &reason)) {
         reader.wrong("--flip-rate", reason);
+    }
+    for (const std::string &text : typed.misreads) {
+        if (!value_parse_misreads(text, &device->misreads, &reason)) {
+            reader.wrong("--misread", reason);
+        }
     }
     for (const std::string &text : typed.read_errors) {
         if (!value_parse_ranges(text, &device->read_errors, &reason)) {
@@ -212,6 +263,12 @@ void read_speed(value_reader &reader, const typed_values &typed, throttle_traits
     reader.rate("--read-rate", typed.read_rate, &speed->read_rate);
     reader.latency("--write-latency-us", typed.write_latency, &speed->write_latency);
     reader.latency("--read-latency-us", typed.read_latency, &speed->read_latency);
+    reader.size("--slow-after", typed.slow_after, &speed->slow_after);
+    if (speed->slow_after && !typed.write_rate) {
+        reader.wrong("--slow-after", "needs a --write-rate to fall from");
+    }
+    reader.rate("--stall-every", typed.stall_every, &speed->stall_every);
+    reader.seconds("--stall-seconds", typed.stall_seconds, &speed->stall);
 }
 
 void read_life(value_reader &reader, const typed_values &typed, life_traits *life) {
@@ -226,6 +283,13 @@ void read_life(value_reader &reader, const typed_values &typed, life_traits *lif
         }
         life->unplug_after = std::chrono::duration_cast<std::chrono::nanoseconds>(
             std::chrono::duration<double>(seconds));
+    }
+    if (typed.unplug_at == "list") {
+        life->unplug_at = life_moment::list;
+    } else if (typed.unplug_at == "remove") {
+        life->unplug_at = life_moment::remove;
+    } else if (typed.unplug_at) {
+        reader.wrong("--unplug-at", "'" + *typed.unplug_at + "' is neither list nor remove");
     }
     if (typed.unplug_error) {
         if (*typed.unplug_error == "ENODEV") {
@@ -264,6 +328,7 @@ arguments_verdict arguments_parse(const std::vector<std::string> &words, card_op
     read_faults(reader, typed, &options->device);
     read_speed(reader, typed, &options->speed);
     read_life(reader, typed, &options->life);
+    check_image(reader, typed, *options);
     return reader.sound() ? arguments_verdict::run : arguments_verdict::wrong;
 }
 

@@ -22,9 +22,12 @@ struct card_options {
     card_traits device;
     life_traits life;
     throttle_traits speed;
-    std::string backing;  // empty: the card lives in memory
+    std::string backing;   // empty: the card lives in memory
+    bool image = false;    // one file with the card's sectors instead of a folder for files
+    std::string contents;  // of an image: the file that it starts as a copy of; empty: zeros
     bool read_only = false;
-    std::optional<uint64_t> statfs_free;  // bytes
+    std::optional<uint64_t> statfs_free;   // bytes
+    std::optional<uint64_t> root_entries;  // how many the root folder takes
     bool statfs_fails = false;
     bool fsync_fails = false;
     bool foreground = false;

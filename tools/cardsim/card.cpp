@@ -101,7 +101,8 @@ void card::flip_bits(uint64_t position, std::span<std::byte> bytes) const {
     }
 }
 
-int card::read(uint64_t position, std::span<std::byte> into) {
+/* What the cells hold for a position, before anything is read wrongly. */
+int card::read_cells(uint64_t position, std::span<std::byte> into) {
     const uint64_t real = m_traits.real_sectors * CARD_SECTOR_SIZE;
     while (!into.empty()) {
         size_t length = into.size();
@@ -113,11 +114,42 @@ int card::read(uint64_t position, std::span<std::byte> into) {
         } else {
             fill_lost(position, into.first(length));
         }
-        flip_bits(position, into.first(length));
         into = into.subspan(length);
         position += length;
     }
     return 0;
+}
+
+/* Puts other sectors' contents where those are read instead. */
+int card::mistake_sectors(uint64_t position, std::span<std::byte> bytes) {
+    const uint64_t end = position + bytes.size();
+    const uint64_t last = (end - 1) / CARD_SECTOR_SIZE;
+    for (auto misread = m_traits.misreads.lower_bound(position / CARD_SECTOR_SIZE);
+         misread != m_traits.misreads.end() && misread->first <= last; ++misread) {
+        const uint64_t start = misread->first * CARD_SECTOR_SIZE;
+        const uint64_t from = std::max(position, start);
+        const uint64_t length = std::min(end, start + CARD_SECTOR_SIZE) - from;
+        const int error = read_cells(misread->second * CARD_SECTOR_SIZE + (from - start),
+                                     bytes.subspan(static_cast<size_t>(from - position), length));
+        if (error != 0) {
+            return error;
+        }
+    }
+    return 0;
+}
+
+int card::read(uint64_t position, std::span<std::byte> into) {
+    if (into.empty()) {
+        return 0;
+    }
+    int error = read_cells(position, into);
+    if (error == 0) {
+        error = mistake_sectors(position, into);
+    }
+    if (error == 0) {
+        flip_bits(position, into);
+    }
+    return error;
 }
 
 int card::write(uint64_t position, std::span<const std::byte> from) {

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <span>
@@ -37,6 +38,7 @@ struct card_traits {
     uint64_t seed = 0;
     std::set<std::pair<uint64_t, unsigned>> flips = {};  // sector and bit, flipped when read
     double flip_rate = 0;                                // share of sectors with one flipped bit
+    std::map<uint64_t, uint64_t> misreads = {};          // sector -> the one read instead
     sector_ranges read_errors = {};
     sector_ranges write_errors = {};
 };
@@ -60,6 +62,8 @@ class card {
     bool folds() const;
     uint64_t landing_position(uint64_t position, size_t *length) const;
     void fill_lost(uint64_t position, std::span<std::byte> into) const;
+    int read_cells(uint64_t position, std::span<std::byte> into);
+    int mistake_sectors(uint64_t position, std::span<std::byte> bytes);
     void flip_bits(uint64_t position, std::span<std::byte> bytes) const;
 
     card_traits m_traits;

@@ -21,6 +21,11 @@ int card_life::presence(time_point now) {
     return m_gone ? m_traits.unplug_error : 0;
 }
 
+void card_life::doing(life_moment moment) {
+    const bool begun = moment != life_moment::list || m_written > 0;
+    m_gone = m_gone || (m_traits.unplug_at == moment && begun);
+}
+
 int card_life::change(time_point now) {
     if (const int error = presence(now); error != 0) {
         return error;

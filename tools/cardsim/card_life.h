@@ -11,11 +11,18 @@
 
 namespace cardsim {
 
+/* What the card is pulled out in the middle of. */
+enum class life_moment {
+    list,    // the first listing of a folder after something was written
+    remove,  // the first removal of a file
+};
+
 struct life_traits {
     std::optional<uint64_t> lock_after;                    // bytes written
     std::optional<uint64_t> unplug_after_written;          // bytes
     std::optional<uint64_t> unplug_after_read;             // bytes
     std::optional<std::chrono::nanoseconds> unplug_after;  // since the first read or write
+    std::optional<life_moment> unplug_at;
     int unplug_error = ENODEV;
 };
 
@@ -27,6 +34,9 @@ class card_life {
 
     /* 0, or the error that every call gets from now on. */
     int presence(time_point now);
+
+    /* This is being done now. The card may be gone from here on. */
+    void doing(life_moment moment);
 
     /* 0, or the error that everything that changes the card gets from now on. */
     int change(time_point now);

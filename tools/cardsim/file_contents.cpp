@@ -186,6 +186,12 @@ void file_contents::unmap_from(card_room &room, uint64_t file_sector) {
     }
 }
 
+int file_contents::occupy(card_room &room, uint64_t size) {
+    m_size = size;
+    const uint64_t end = sectors_for(size);
+    return map_sectors(room, 0, end) == end ? 0 : ENOSPC;
+}
+
 int file_contents::resize(card_room &room, uint64_t size) {
     if (size > m_size) {
         // What a cut left in the last sector, or a failed write beyond the end.

@@ -42,6 +42,10 @@ class file_contents {
     int write(card_room &room, uint64_t offset, std::span<const std::byte> from,
               uint64_t *accepted);
 
+    /* Makes the file this long with sectors for all of it, in order, holding what the
+     * card holds there. Returns 0, or ENOSPC where they do not suffice. */
+    int occupy(card_room &room, uint64_t size);
+
     /* Cuts the file or makes it longer with a hole. Returns 0 or an error number. */
     int resize(card_room &room, uint64_t size);
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "tools/cardsim/mounted_card.h"
 
@@ -44,8 +45,23 @@ node_facts facts_for(fuse_req_t request, mode_t mode) {
     return facts;
 }
 
-void answer_made(fuse_req_t request, fuse_ino_t folder, const char *name, const node_facts &facts) {
+/* The file of an image is the card: there is no other, and it keeps its name. A new
+ * name in the root folder needs one of the entries there. */
+bool request_may_change_names(fuse_req_t request, std::optional<fuse_ino_t> adds_to = {}) {
     if (!request_may_change(request)) {
+        return false;
+    }
+    mounted_card &card = card_of(request);
+    const bool full = adds_to == ROOT_NODE && card.options.root_entries &&
+                      card.tree.find(ROOT_NODE)->children.size() >= *card.options.root_entries;
+    if (full || card.options.image) {
+        fuse_reply_err(request, full ? ENOSPC : EPERM);
+    }
+    return !full && !card.options.image;
+}
+
+void answer_made(fuse_req_t request, fuse_ino_t folder, const char *name, const node_facts &facts) {
+    if (!request_may_change_names(request, folder)) {
         return;
     }
     node *made = nullptr;
@@ -112,7 +128,8 @@ void on_setattr(fuse_req_t request, fuse_ino_t number, struct stat *wanted, int 
     }
     const timespec now = time_of_day();
     if ((which & FUSE_SET_ATTR_SIZE) != 0) {
-        const int error = changed->is_file()
+        const int error = card_of(request).options.image ? EPERM
+                          : changed->is_file()
                               ? changed->contents.resize(card_of(request).room,
                                                          static_cast<uint64_t>(wanted->st_size))
                               : EINVAL;
@@ -172,7 +189,7 @@ void on_link(fuse_req_t request, fuse_ino_t, fuse_ino_t, const char *) {
 
 void on_create(fuse_req_t request, fuse_ino_t folder, const char *name, mode_t mode,
                fuse_file_info *file) {
-    if (!request_may_change(request)) {
+    if (!request_may_change_names(request, folder)) {
         return;
     }
     file_tree &tree = card_of(request).tree;
@@ -192,13 +209,14 @@ void on_create(fuse_req_t request, fuse_ino_t folder, const char *name, mode_t m
 }
 
 void on_unlink(fuse_req_t request, fuse_ino_t folder, const char *name) {
-    if (request_may_change(request)) {
+    card_of(request).life.doing(life_moment::remove);
+    if (request_may_change_names(request)) {
         fuse_reply_err(request, card_of(request).tree.remove_file(folder, name, time_of_day()));
     }
 }
 
 void on_rmdir(fuse_req_t request, fuse_ino_t folder, const char *name) {
-    if (request_may_change(request)) {
+    if (request_may_change_names(request)) {
         fuse_reply_err(request, card_of(request).tree.remove_folder(folder, name, time_of_day()));
     }
 }
@@ -209,7 +227,7 @@ constexpr unsigned RENAME_EXCHANGES = 2;
 
 void on_rename(fuse_req_t request, fuse_ino_t from, const char *name, fuse_ino_t to,
                const char *new_name, unsigned flags) {
-    if (!request_may_change(request)) {
+    if (!request_may_change_names(request)) {
         return;
     }
     file_tree &tree = card_of(request).tree;
@@ -223,6 +241,7 @@ void on_rename(fuse_req_t request, fuse_ino_t from, const char *name, fuse_ino_t
 }
 
 void on_opendir(fuse_req_t request, fuse_ino_t number, fuse_file_info *file) {
+    card_of(request).life.doing(life_moment::list);
     if (!request_present(request)) {
         return;
     }

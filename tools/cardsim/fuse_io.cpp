@@ -65,6 +65,8 @@ void on_open(fuse_req_t request, fuse_ino_t number, fuse_file_info *file) {
         return;
     }
     file->keep_cache = 1;
+    // A card's image is a device: what memory keeps of it is for those above to say.
+    file->direct_io = card_of(request).options.image ? 1 : 0;
     card_of(request).tree.opened(*opened);
     if (fuse_reply_open(request, file) != 0) {
         card_of(request).tree.closed(*opened);
@@ -120,7 +122,9 @@ int write_to_card(mounted_card &card, node &file, uint64_t offset, std::span<con
         return error;
     }
     card.life.write_done(*taken);
-    file.page.after_write(offset, bytes.first(*taken), bytes.size());
+    if (!card.options.image) {
+        file.page.after_write(offset, bytes.first(*taken), bytes.size());
+    }
     file.modified = file.changed = time_of_day();
     wait_until(card, card.speed.charge_write(arrived, *taken));
     return 0;

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tools/cardsim/card_image.h"
 #include "tools/cardsim/mounted_card.h"
 
 namespace cardsim {
@@ -164,6 +165,9 @@ bool fuse_mount_and_serve(const card_options &options, const std::function<void(
     }
     fuse_set_log_func(keep_library_message);
     mounted_card card(options, std::move(store));
+    if (options.image && !card_image_add(card.room, card.tree, options, error)) {
+        return false;
+    }
     const std::unique_ptr<fuse_session, void (*)(fuse_session *)> session(new_session(card),
                                                                           fuse_session_destroy);
     card.session = session.get();

@@ -13,7 +13,8 @@ Unmount with: fusermount3 -u MOUNTPOINT
 Files stored in MOUNTPOINT are kept in the card's sectors of 512 bytes. New
 sectors are taken in the order of writing, sector 0 first; sectors of removed
 files are used again, lowest first. Without options the card is sound. Options
-can be combined freely. Nothing survives unmounting.
+can be combined freely. Nothing survives unmounting. With --image there is one
+file with the sectors themselves instead.
 
 SIZE is in bytes, or with K, M, G or T in powers of 1024 (64K, 2G). Sectors are
 numbered as the host sees them, from 0.
@@ -43,10 +44,22 @@ The size of the card
                         up, or a file system that needs the rest for itself.
                         Larger: a file system that counts too carefully; the
                         free space shown reaches 0 and writing goes on.
+  --root-entries=N      The root folder takes so many entries; one more fails
+                        (ENOSPC). FAT12 and FAT16 keep a fixed room for it.
   --statfs-free=SIZE    Always tells this free space. A file system with a stale
                         or damaged free-space count.
   --statfs-fails        Asking for the free space fails (EIO). A card whose file
                         system tables can no longer be read.
+
+What it is presented as
+  --image               Without a file system: one file, card.img, of the
+                        announced size, sector n at byte n * 512. Reading it
+                        always asks the card. Attached to a loop device
+                        (losetup --find --show MOUNTPOINT/card.img) it is the
+                        bare card that any file system can be put on.
+  --contents=FILE       With --image: what the card holds at first is copied
+                        from FILE, holes left out. A card that somebody has
+                        formatted and used before it went bad.
 
 Where it is kept
   --backing=FILE        Keeps the sectors in FILE, sector n at byte n * 512, so
@@ -61,6 +74,11 @@ Speed
   --write-latency-us=N  Microseconds for each request. A card that collects its
   --read-latency-us=N   garbage while you wait, or a reader with a slow
                         protocol.
+  --slow-after=SIZE     After so many bytes written, at a hundredth of
+                        --write-rate. A card whose fast part is full.
+  --stall-every=SIZE    Each time so many bytes were written and read, nothing
+  --stall-seconds=N     is answered for N seconds, 10 if not given. A card that
+                        tidies up or corrects errors on its own.
 
 Dying flash
   --flip=SECTOR:BIT[,SECTOR:BIT...]
@@ -70,6 +88,10 @@ Dying flash
   --flip-rate=P         Each sector has one flipped bit with probability P (0 to
                         1). A card worn out evenly, or stored too long and too
                         warm.
+  --misread=SECTOR:OTHER[,SECTOR:OTHER...]
+                        Reading SECTOR gives what OTHER holds. A controller
+                        whose table of what lies where is damaged. May be
+                        repeated.
   --read-error=FIRST[-LAST][,...]
                         Reading these sectors fails (EIO). Dead blocks that the
                         card knows of and admits. May be repeated.
@@ -96,6 +118,10 @@ Locked and gone
   --unplug-after=SECONDS
                         Likewise, this long after the first read or write. A
                         loose contact, an overheating reader, an impatient user.
+  --unplug-at=list|remove
+                        Likewise, when a folder is listed for the first time
+                        after something was written, or when a file is removed.
+                        A card pulled out as soon as it seems to be done.
   --unplug-error=ENODEV|EIO
                         What the calls fail with then: ENODEV (if not given) as
                         the device is gone, EIO as with a reader that stays

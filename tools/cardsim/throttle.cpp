@@ -18,6 +18,9 @@ constexpr std::chrono::milliseconds DEBT_LEFT{2};
 // card's doing. It is also what a card saves up while it is idle.
 constexpr std::chrono::milliseconds LATENESS{25};
 
+// What is left of the rate of a card whose fast part is full.
+constexpr uint64_t SLOWED_BY = 100;
+
 std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {
     if (rate == 0) {
         return std::chrono::nanoseconds{0};
@@ -31,13 +34,23 @@ std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {
 
 throttle::time_point throttle::charge(time_point now, uint64_t bytes, uint64_t rate,
                                       std::chrono::microseconds latency) {
-    const std::chrono::nanoseconds cost = transfer_time(bytes, rate) + latency;
+    std::chrono::nanoseconds cost = transfer_time(bytes, rate) + latency;
+    if (m_traits.stall_every != 0) {
+        const uint64_t stalls = (m_moved % m_traits.stall_every + bytes) / m_traits.stall_every;
+        cost += m_traits.stall * static_cast<int64_t>(stalls);
+        m_moved += bytes;
+    }
     m_busy_until = std::max(m_busy_until, now - LATENESS) + cost;
     return m_busy_until - now > DEBT_MOST ? m_busy_until - DEBT_LEFT : now;
 }
 
 throttle::time_point throttle::charge_write(time_point now, uint64_t bytes) {
-    return charge(now, bytes, m_traits.write_rate, m_traits.write_latency);
+    const bool slow = m_traits.slow_after && m_written >= *m_traits.slow_after;
+    m_written += bytes;
+    return charge(
+        now, bytes,
+        slow ? std::max<uint64_t>(m_traits.write_rate / SLOWED_BY, 1) : m_traits.write_rate,
+        m_traits.write_latency);
 }
 
 throttle::time_point throttle::charge_read(time_point now, uint64_t bytes) {

@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 namespace cardsim {
 
@@ -21,6 +22,9 @@ struct throttle_traits {
     uint64_t read_rate = 0;
     std::chrono::microseconds write_latency{0};  // per request
     std::chrono::microseconds read_latency{0};
+    std::optional<uint64_t> slow_after;  // bytes written; then at a hundredth of write_rate
+    uint64_t stall_every = 0;            // bytes written and read, 0: never
+    std::chrono::seconds stall{10};
 };
 
 class throttle {
@@ -42,6 +46,8 @@ class throttle {
                       std::chrono::microseconds latency);
 
     throttle_traits m_traits;
+    uint64_t m_written = 0;
+    uint64_t m_moved = 0;  // written and read
     time_point m_busy_until{};
 };
 

@@ -39,6 +39,12 @@ std::vector<std::string_view> split_at_commas(std::string_view text) {
     }
 }
 
+bool pair_to_numbers(std::string_view text, uint64_t *first, uint64_t *second) {
+    const size_t colon = text.find(':');
+    return colon != std::string_view::npos && digits_to_number(text.substr(0, colon), first) &&
+           digits_to_number(text.substr(colon + 1), second);
+}
+
 }  // namespace
 
 bool value_parse_size(std::string_view text, uint64_t *bytes, std::string *error) {
@@ -114,11 +120,9 @@ bool value_parse_ranges(std::string_view text, sector_ranges *ranges, std::strin
 bool value_parse_flips(std::string_view text, std::set<std::pair<uint64_t, unsigned>> *flips,
                        std::string *error) {
     for (const std::string_view part : split_at_commas(text)) {
-        const size_t colon = part.find(':');
         uint64_t sector = 0;
         uint64_t bit = 0;
-        if (colon == std::string_view::npos || !digits_to_number(part.substr(0, colon), &sector) ||
-            !digits_to_number(part.substr(colon + 1), &bit)) {
+        if (!pair_to_numbers(part, &sector, &bit)) {
             *error = quoted(part) + " is not SECTOR:BIT";
             return false;
         }
@@ -127,6 +131,24 @@ bool value_parse_flips(std::string_view text, std::set<std::pair<uint64_t, unsig
             return false;
         }
         flips->emplace(sector, static_cast<unsigned>(bit));
+    }
+    return true;
+}
+
+bool value_parse_misreads(std::string_view text, std::map<uint64_t, uint64_t> *misreads,
+                          std::string *error) {
+    for (const std::string_view part : split_at_commas(text)) {
+        uint64_t sector = 0;
+        uint64_t other = 0;
+        if (!pair_to_numbers(part, &sector, &other)) {
+            *error = quoted(part) + " is not SECTOR:OTHER";
+            return false;
+        }
+        if (other > LARGEST_SIZE / CARD_SECTOR_SIZE) {
+            *error = quoted(part) + " names a sector that no card has";
+            return false;
+        }
+        (*misreads)[sector] = other;
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #define TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -30,6 +31,10 @@ bool value_parse_ranges(std::string_view text, sector_ranges *ranges, std::strin
 /* SECTOR:BIT[,...]: adds to the set. */
 bool value_parse_flips(std::string_view text, std::set<std::pair<uint64_t, unsigned>> *flips,
                        std::string *error);
+
+/* SECTOR:OTHER[,...]: adds to the map. */
+bool value_parse_misreads(std::string_view text, std::map<uint64_t, uint64_t> *misreads,
+                          std::string *error);
 
 }  // namespace cardsim
 

@@ -1,0 +1,120 @@
+// A real file system on the bare simulated card: the card presents itself as one file,
+// a loop device takes it, the file system sits on that. All of it goes away with the
+// object, also when the simulator has died below.
+#ifndef TROVIK_TESTS_SYSTEM_MATRIX_DEVICE_H
+#define TROVIK_TESTS_SYSTEM_MATRIX_DEVICE_H
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../cli_run.h"
+#include "../mounts.h"
+#include "behaviours.h"
+
+namespace system_tests {
+
+constexpr std::uint64_t device_bytes = 32 * mib;
+
+struct file_system {
+    const char *name;
+    std::vector<std::string> make;   // program and options; the image is appended
+    std::vector<std::string> mount;  // program that stays in the foreground; empty: the system
+    const char *type;
+    bool has_checksums;  // answers changed data with an error
+
+    friend void PrintTo(const file_system &kind, std::ostream *out) { *out << kind.name; }
+};
+
+// All that the matrix has a column for.
+std::vector<file_system> file_systems();
+
+// What is missing for it, or the empty text.
+std::string missing_for(const file_system &kind);
+
+// A card that somebody has formatted, as a file, and where on it test data will lie.
+class formatted_image {
+ public:
+    explicit formatted_image(const file_system &kind);
+    const std::string &path() const { return m_path; }
+    // From a trial: the file system is filled once on a copy, without any simulator.
+    const data_sectors &data() const { return m_data; }
+
+ private:
+    void find_data(const file_system &kind);
+
+    private_folder m_folder;
+    std::string m_path;
+    data_sectors m_data;
+};
+
+// A loop device on a file, as long as the object lives.
+class loop_device {
+ public:
+    explicit loop_device(const std::string &file);
+    ~loop_device();
+    loop_device(const loop_device &) = delete;
+    loop_device &operator=(const loop_device &) = delete;
+    const std::string &path() const { return m_path; }
+    // Drops what the system's memory holds of it.
+    void forget() const;
+
+ private:
+    std::string m_path;  // filled by what opens the descriptor
+    int m_fd;
+};
+
+class mounted_file_system : public volume {
+ public:
+    // Where the device cannot be mounted, is_mounted() says so and refusal() why.
+    mounted_file_system(const file_system &kind, const loop_device &device);
+    ~mounted_file_system() override;
+    bool is_mounted() const { return m_refusal.empty(); }
+    const std::string &refusal() const { return m_refusal; }
+
+ private:
+    void mount_by_program(const file_system &kind, const loop_device &device);
+
+    std::string m_refusal;
+    std::unique_ptr<child_process> m_server;  // of a file system in user space
+};
+
+// Ends a cell that takes too long by killing the simulator: every process that waits for
+// the device then gets an error.
+class watchdog {
+ public:
+    watchdog(card &medium, std::chrono::seconds patience);
+    ~watchdog();
+    watchdog(const watchdog &) = delete;
+    watchdog &operator=(const watchdog &) = delete;
+
+ private:
+    std::mutex m_mutex;  // guards m_over
+    std::condition_variable m_changed;
+    bool m_over = false;
+    std::thread m_thread;
+};
+
+// Sectors of the kept test files by the files' numbers, read page by page up to the first
+// page that cannot be read, as the medium holds them now. Nothing when the folder or a
+// file cannot be opened.
+using judged_files = std::map<int, std::vector<sector_kind>>;
+std::optional<judged_files> judge_kept_files(const volume &where, const loop_device &device);
+
+// The report's counts are those of the kept files.
+void expect_counts_of(const nlohmann::json &report, const std::optional<judged_files> &kept);
+
+// Test files by their numbers; nothing when the folder cannot be read.
+std::optional<std::vector<int>> listed_files(const volume &where);
+
+// The sectors of the image that hold test data, by the data's position.
+std::map<std::uint64_t, std::uint64_t> find_test_data(const std::string &image);
+
+}  // namespace system_tests
+
+#endif
