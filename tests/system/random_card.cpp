@@ -69,7 +69,8 @@ class composer {
                            std::to_string(m_chance.percent(60) ? worn : sector()) + ":" +
                                std::to_string(m_chance.between(0, 8 * oracle_sector_bytes - 1)));
         }
-        if (m_chance.percent(15))
+        m_flips_by_chance = m_chance.percent(15);
+        if (m_flips_by_chance)
             add_option("--flip-rate",
                        m_chance.one_of(std::array<std::string, 4>{"0.0002", "0.001", "0.02", "1"}));
         if (m_chance.percent(15)) {
@@ -83,6 +84,8 @@ class composer {
             add("--write-error", sector());
     }
 
+    // A card that is gone can only be asked for its cells, which know nothing of flips
+    // by chance, nor where one file ends and the next begins.
     void add_end_of_life() {
         const std::uint64_t users = m_card.user_sectors * oracle_sector_bytes;
         const std::uint64_t bytes = m_chance.between(1, m_sectors * oracle_sector_bytes / 2);
@@ -90,9 +93,10 @@ class composer {
             add("--lock-after", users + bytes);
         else if (m_chance.percent(2))
             add("--unplug-after-written", users + bytes);
-        else if (m_chance.percent(5))
+        else if (m_chance.percent(5) && !m_flips_by_chance) {
+            m_gone_while_read = true;
             add("--unplug-after-read", bytes);
-        else if (m_chance.percent(1))
+        } else if (m_chance.percent(1))
             m_card.options.emplace_back("--fsync-fails");
         if (m_chance.percent(70))
             add_option("--unplug-error", "EIO");
@@ -103,7 +107,7 @@ class composer {
             m_card.number = m_chance.one_of(std::array{2, 4, 5, 8, 9, 1000, 1000000000});
         m_card.read_from = m_card.number;
         m_card.in_two_commands = m_chance.percent(25);
-        if (m_card.in_two_commands && m_chance.percent(60))
+        if (m_card.in_two_commands && !m_gone_while_read && m_chance.percent(60))
             add_early_files();
         if (m_card.in_two_commands && m_chance.percent(10))
             m_card.read_from = static_cast<int>(m_chance.between(1, 5));
@@ -125,6 +129,7 @@ class composer {
 
     chance m_chance;
     std::uint64_t m_sectors = 0;
+    bool m_flips_by_chance = false, m_gone_while_read = false;
     random_card m_card;
 };
 
