@@ -179,6 +179,15 @@ TEST(engine_status, the_largest_byte_count_is_16_eb) {
     EXPECT_EQ(largest.value, 16.0);
 }
 
+TEST(engine_status, a_sector_more_or_less_than_2_tb_shows) {
+    constexpr double two_tb = 2199023255552.0;
+    EXPECT_EQ(scale(two_tb).unit, "TB");
+    EXPECT_EQ(scale(two_tb).value, 2.0);
+    EXPECT_EQ(scale(two_tb - 512).value, 2.0 - 512 / 1099511627776.0);
+    EXPECT_EQ(scale(two_tb / 2 - 512).unit, "GB");
+    EXPECT_EQ(scale(two_tb + 512).value, 2.0 + 512 / 1099511627776.0);
+}
+
 TEST(engine_status, zero_negative_values_and_nan_stay_bytes) {
     EXPECT_EQ(scale(0.0).unit, "Byte");
     EXPECT_EQ(scale(0.0).value, 0.0);
@@ -223,6 +232,17 @@ TEST(engine_status, result_texts_have_six_decimals_a_blank_and_the_unit) {
     EXPECT_STREQ(get_data_corrupted_text(), "512.000000 Byte");
     EXPECT_STREQ(get_data_changed_text(), "1023.500000 KB");
     EXPECT_STREQ(get_data_overwritten_text(), "4.000000 EB");
+}
+
+TEST(engine_status, result_texts_reach_from_2_tb_to_16_eb) {
+    publish_result_text(RESULT_DATA_OK, UINT64_C(2) << 40U);
+    EXPECT_STREQ(get_data_ok_text(), "2.000000 TB");
+    publish_result_text(RESULT_DATA_OK, (UINT64_C(2) << 40U) - 512);
+    EXPECT_STREQ(get_data_ok_text(), "2.000000 TB");
+    publish_result_text(RESULT_DATA_OK, UINT64_MAX - 511);
+    EXPECT_STREQ(get_data_ok_text(), "16.000000 EB");
+    publish_result_text(RESULT_DATA_OK, UINT64_MAX);
+    EXPECT_STREQ(get_data_ok_text(), "16.000000 EB");
 }
 
 TEST(engine_status, a_new_result_text_replaces_a_longer_one) {

@@ -82,6 +82,16 @@ TEST_F(f3write, a_file_far_away_keeps_its_64_bit_offset) {
               reference_sectors(UINT64_C(5000) << 30U, 2048));
 }
 
+TEST_F(f3write, the_files_around_2_tb_and_the_last_of_all_have_their_own_offsets) {
+    const private_folder folder;
+    for (const int index : {2047, 2048, 2147483645}) {
+        write_flow fw = new_flow(1U << 20U);
+        EXPECT_EQ(create_and_fill_file(folder.c_path(), index, 2048, &fw), 1);
+        EXPECT_EQ(file_content(folder.file(std::to_string(index + 1) + ".fff")),
+                  reference_sectors(static_cast<uint64_t>(index) * 1073741824, 2048));
+    }
+}
+
 TEST_F(f3write, the_log_frames_a_file_with_two_lines) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);

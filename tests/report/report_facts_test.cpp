@@ -51,4 +51,8 @@ TEST(report_facts, capacity_is_in_units_of_2_to_the_30) {
     EXPECT_EQ(report_facts_capacity_gb(facts), 1.5);
     facts.capacity_bytes = 0;
     EXPECT_EQ(report_facts_capacity_gb(facts), 0.0);
+    facts.capacity_bytes = UINT64_C(2) << 40U;
+    EXPECT_EQ(report_facts_capacity_gb(facts), 2048.0);
+    facts.capacity_bytes = UINT64_MAX;
+    EXPECT_EQ(report_facts_capacity_gb(facts), 17179869184.0);
 }
