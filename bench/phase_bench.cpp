@@ -1,5 +1,5 @@
 // One phase of the engine on a folder, or the bare loop it is compared with, and
-// what it cost: "bytes seconds user_seconds" on standard output.
+// what it cost: "bytes seconds user_seconds peak_memory_kib" on standard output.
 //
 //   phase_bench write FOLDER      fill the volume with test files
 //   phase_bench write_1m FOLDER   the same in blocks of 1 MiB
@@ -98,6 +98,12 @@ static double user_seconds() {
            static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
 }
 
+static long peak_memory_kib() {
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
 int main(int argc, char **argv) {
     const struct {
         const char *name;
@@ -114,8 +120,8 @@ int main(int argc, char **argv) {
         const auto begin = std::chrono::steady_clock::now();
         const uint64_t bytes = phase.run(argv[2]);
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-        std::printf("%llu %.6f %.6f\n", static_cast<unsigned long long>(bytes), taken.count(),
-                    user_seconds() - user_before);
+        std::printf("%llu %.6f %.6f %ld\n", static_cast<unsigned long long>(bytes), taken.count(),
+                    user_seconds() - user_before, peak_memory_kib());
         return 0;
     }
     std::fprintf(stderr, "usage: phase_bench write|write_1m|bare|read|clean FOLDER\n");
