@@ -16,7 +16,7 @@ constexpr const char *MOUNT_TABLE = "/proc/self/mountinfo";
 // What the kernel says about the file a path leads to, with symbolic links followed.
 struct looked_up_path {
     dev_t device = 0;                // st_dev
-    std::optional<int> mount_id;     // unknown before Linux 5.8 and in some sandboxes
+    std::optional<int> mount_id;     // unknown before Linux 5.8, in some sandboxes and emulators
     std::optional<bool> mount_root;  // likewise
 };
 

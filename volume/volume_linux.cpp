@@ -164,7 +164,8 @@ int mounted_volume_look_up(const std::string &path, looked_up_path &found, int f
         return errno;
     }
     found.device = makedev(status.stx_dev_major, status.stx_dev_minor);
-    if ((status.stx_mask & STATX_MNT_ID) != 0) {
+    // A field that was promised and left empty (emulators of system calls do that) is no answer.
+    if ((status.stx_mask & STATX_MNT_ID) != 0 && status.stx_mnt_id != 0) {
         found.mount_id = static_cast<int>(status.stx_mnt_id);
     }
     if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {

@@ -67,7 +67,7 @@ int run_program(const std::vector<std::string> &words);
 // Whether such a program exists.
 bool has_program(const std::string &name);
 
-// The id of the mount that the path leads to, as the kernel says.
+// The id of the mount that the path leads to, as the kernel says; -1 when it does not.
 int kernel_mount_id(const std::string &path);
 
 // The number of a device node.
