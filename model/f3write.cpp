@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "model/engine_publish.h"
 #include "model/engine_record.h"
@@ -229,10 +228,22 @@ static void report_failed_write(const char *full_fn, int error) {
         log_line_whole("Write to file %s failed", full_fn);
 }
 
-/* A write block begins where the widest stores like it to: at a multiple of 64 bytes. */
-struct alignas(64) block_part {
-    char bytes[64];
-};
+/* The buffer for one write block, at a multiple of 64 bytes, where the widest stores like
+ * to begin. Kept from file to file and to the end of the process, so that a test of many
+ * files takes no more memory than one of a single file. Called by the test's thread alone. */
+static char *write_buffer(size_t size) {
+    constexpr size_t alignment = 64;
+    static char *buffer = nullptr;
+    static size_t buffer_size = 0;
+    if (size > buffer_size) {
+        const size_t rounded = (size + alignment - 1) / alignment * alignment;
+        std::free(buffer);
+        buffer = static_cast<char *>(std::aligned_alloc(alignment, rounded));
+        buffer_size = rounded;
+        ENGINE_REQUIRE(buffer != nullptr, module);
+    }
+    return buffer;
+}
 
 /* Writes a block. Returns how much of it the volume has taken when it was full, or
  * all. The smallest block is taken as a whole or the process ends. Of a larger one a
@@ -282,8 +293,7 @@ static void keep_whole_sectors(int fd, uint64_t whole_bytes, size_t part, struct
 static int fill_file(const char *full_fn, int fd, uint64_t offset, uint64_t size,
                      struct write_flow *fw) {
     const auto block_size = static_cast<size_t>(fw->block_size);
-    std::vector<block_part> parts((block_size + sizeof(block_part) - 1) / sizeof(block_part));
-    char *const block = parts.front().bytes;
+    char *const block = write_buffer(block_size);
     for (uint64_t done = 0; done < size; done += block_size) {
         offset = fill_buffer(block, block_size, offset);
         const size_t taken = write_block(full_fn, fd, block, block_size);
