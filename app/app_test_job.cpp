@@ -148,10 +148,12 @@ void TRAppDelegate::seeToVolume() {
 
 // What is read must come from the medium.
 void TRAppDelegate::seeToMedium() {
-    const std::string reason = selectedVolume
-                                   ? medium_doubt(*selectedVolume, selectedVolumePath,
-                                                  test_files_names(selectedVolumePath, 0))
-                                   : std::string();
+    if (!selectedVolume)
+        return;
+    std::vector<std::string> names;
+    std::string unlisted;
+    test_files_names(selectedVolumePath, 0, names, unlisted);
+    const std::string reason = medium_doubt(*selectedVolume, selectedVolumePath, names, unlisted);
     if (reason.empty())
         return;
     m_scope.may_rest_on_memory = true;

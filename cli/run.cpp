@@ -225,9 +225,10 @@ bool command_run::is_volume_in_place() {
 // On the job's thread, before the files are read: nothing may come from memory
 // that the medium has lost.
 void command_run::see_to_medium() {
-    const std::string reason =
-        medium_doubt(m_target.volume, m_target.folder,
-                     test_files_names(m_target.folder, m_arguments.start_index));
+    std::vector<std::string> names;
+    std::string unlisted;
+    test_files_names(m_target.folder, m_arguments.start_index, names, unlisted);
+    const std::string reason = medium_doubt(m_target.volume, m_target.folder, names, unlisted);
     if (reason.empty())
         return;
     m_may_rest_on_memory = true;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include "model/utils.h"
@@ -111,14 +112,17 @@ bool test_files_scan(const std::string &folder, int start_index, test_file_scan 
     return false;
 }
 
-std::vector<std::string> test_files_names(const std::string &folder, int start_index) {
+bool test_files_names(const std::string &folder, int start_index, std::vector<std::string> &names,
+                      std::string &error) noexcept try {
+    names.clear();
     test_file_scan scan;
-    std::string error;
-    test_files_scan(folder, start_index, scan, error);
-    std::vector<std::string> names;
+    const bool complete = test_files_scan(folder, start_index, scan, error);
     for (const int number : scan.numbers)
         names.push_back(std::to_string(number) + ".fff");
-    return names;
+    return complete;
+} catch (const std::exception &failure) {
+    error = failure.what();
+    return false;
 }
 
 std::string test_files_text(const std::vector<int> &numbers) {

@@ -22,8 +22,10 @@ struct test_file_scan {
 bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
                      std::string &error);
 
-// The names of the test files with a number above `start_index`, as far as the folder can be read.
-std::vector<std::string> test_files_names(const std::string &folder, int start_index);
+// The names of the test files with a number above `start_index`, ascending. Returns false with a
+// reason when the folder cannot be read to its end; `names` then holds those found until there.
+bool test_files_names(const std::string &folder, int start_index, std::vector<std::string> &names,
+                      std::string &error) noexcept;
 
 // "'1.fff' (a folder), '2.fff' (a link) and 3 more", in one line that is not too long.
 std::string test_files_foreign_text(const std::vector<std::string> &foreign);

@@ -12,7 +12,8 @@
 
 // Releases the files of these names in the folder from memory, and looks whether any of their pages
 // has stayed. True when none has; false and `reason` (one line) at the first file with one that
-// stays for about a second. A file that is still being written out is waited for.
+// stays for about a second, or where asking for them failed. A file that is still being written out
+// is waited for.
 //
 // Says true as well where nobody can tell, since the release has been asked for all the same: for
 // a volume whose medium is memory, for a file that cannot be opened or is none (whoever reads it

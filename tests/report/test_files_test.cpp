@@ -152,7 +152,14 @@ TEST(test_files, names_are_those_that_are_read) {
     set_file_content(folder.file("2.fff"), "");
     set_file_content(folder.file("02.fff"), "");
     ASSERT_EQ(symlink("2.fff", folder.file("3.fff").c_str()), 0);
-    EXPECT_EQ(test_files_names(folder.path(), 0), (names{"2.fff", "10.fff"}));
-    EXPECT_EQ(test_files_names(folder.path(), 2), (names{"10.fff"}));
-    EXPECT_EQ(test_files_names(folder.file("missing"), 0), names{});
+    names found;
+    std::string error;
+    EXPECT_TRUE(test_files_names(folder.path(), 0, found, error));
+    EXPECT_EQ(found, (names{"2.fff", "10.fff"}));
+    EXPECT_TRUE(test_files_names(folder.path(), 2, found, error));
+    EXPECT_EQ(found, (names{"10.fff"}));
+    EXPECT_EQ(error, "");
+    EXPECT_FALSE(test_files_names(folder.file("missing"), 0, found, error));
+    EXPECT_EQ(found, names{});
+    EXPECT_EQ(error, "'" + folder.file("missing") + "' cannot be read: No such file or directory");
 }

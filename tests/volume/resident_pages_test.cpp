@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,10 +79,28 @@ class pinned_page {
 
 std::uint64_t bytes_in_memory(const std::string &path) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const std::uint64_t bytes = page_residency_bytes(fd, std::filesystem::file_size(path));
+    int error = 0;
+    const auto bytes = page_residency_bytes(fd, 0, std::filesystem::file_size(path), error);
     close(fd);
-    return bytes;
+    EXPECT_TRUE(bytes) << error;
+    return bytes.value_or(0);
 }
+
+// No more memory can be mapped as long as this lives.
+class no_more_memory {
+ public:
+    no_more_memory() {
+        EXPECT_EQ(getrlimit(RLIMIT_AS, &m_before), 0);
+        const rlimit none = {1, m_before.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_AS, &none), 0);
+    }
+    ~no_more_memory() { setrlimit(RLIMIT_AS, &m_before); }
+    no_more_memory(const no_more_memory &) = delete;
+    no_more_memory &operator=(const no_more_memory &) = delete;
+
+ private:
+    rlimit m_before = {};
+};
 
 }  // namespace
 
@@ -105,6 +125,68 @@ TEST_F(resident_pages, a_page_that_stays_is_named_and_is_no_reason_once_it_can_g
                   reason + ", and the device /dev/no-such-device cannot be reached");
     }
     EXPECT_TRUE(drop({"1.fff", "2.fff"})) << reason;
+}
+
+TEST_F(resident_pages, are_counted_beyond_what_is_asked_at_once) {
+    std::filesystem::resize_file(file("1.fff"), std::uintmax_t{200} << 20);
+    EXPECT_TRUE(drop({"1.fff"})) << reason;
+    const int fd = open(file("1.fff").c_str(), O_RDWR | O_CLOEXEC);
+    const std::string page(4096, 'x');
+    for (const off_t offset : {off_t{100} << 20, off_t{199} << 20})
+        EXPECT_EQ(pwrite(fd, page.data(), page.size(), offset), 4096);
+    int error = 0;
+    const auto resident = page_residency_bytes(fd, 0, std::uint64_t{200} << 20, error);
+    EXPECT_EQ(resident, 2 * 4096);
+    EXPECT_EQ(page_residency_bytes(fd, std::uint64_t{150} << 20, std::uint64_t{50} << 20, error),
+              4096);
+    close(fd);
+}
+
+TEST_F(resident_pages, that_cannot_be_asked_for_are_a_reason) {
+    const int fd = open(file("1.fff").c_str(), O_WRONLY | O_CLOEXEC);
+    int error = 0;
+    EXPECT_EQ(page_residency_bytes(fd, 0, file_bytes, error), std::nullopt);
+    EXPECT_EQ(error, EACCES);
+    close(fd);
+}
+
+TEST_F(resident_pages, that_no_memory_is_left_to_ask_for_are_a_reason) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer needs memory of its own";
+#endif
+    bool dropped = true;
+    {
+        const no_more_memory limit;
+        dropped = drop({"1.fff"});
+    }
+    EXPECT_FALSE(dropped);
+    EXPECT_EQ(reason,
+              "1.fff cannot be released from it, what is there cannot be known: Cannot allocate "
+              "memory");
+    EXPECT_TRUE(drop({"1.fff"})) << reason;
+}
+
+TEST_F(resident_pages, on_a_read_only_mount_are_known_to_root) {
+    const pinned_page pinned(file("1.fff"));
+    EXPECT_FALSE(drop({"1.fff"}));
+    ASSERT_EQ(mount(nullptr, m_folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    EXPECT_FALSE(drop({"1.fff"}));
+    EXPECT_NE(reason.find(" bytes of it stay there"), std::string::npos) << reason;
+    // Another user's file, too.
+    ASSERT_EQ(mount(nullptr, m_folder.c_str(), nullptr, MS_REMOUNT, nullptr), 0);
+    ASSERT_EQ(chown(file("1.fff").c_str(), 65534, 65534), 0);
+    ASSERT_EQ(mount(nullptr, m_folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    EXPECT_FALSE(drop({"1.fff"}));
+}
+
+TEST_F(resident_pages, of_files_that_could_not_be_listed_are_a_reason) {
+    EXPECT_EQ(medium_doubt(m_volume, m_folder, {"1.fff"}), "");
+    EXPECT_EQ(medium_doubt(m_volume, m_folder, {"1.fff"}, "'x' cannot be read: why"),
+              "'x' cannot be read: why");
+    m_volume.file_system = "fuseblk";
+    m_volume.source = "/dev/no-such-device";
+    EXPECT_EQ(medium_doubt(m_volume, m_folder, {"1.fff"}, "'x' cannot be read: why"),
+              "'x' cannot be read: why, and the device /dev/no-such-device cannot be reached");
 }
 
 TEST_F(resident_pages, of_a_volume_in_memory_are_its_medium) {
