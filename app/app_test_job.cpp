@@ -167,6 +167,7 @@ void TRAppDelegate::startTheBackgroundJob() {
     m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
     std::this_thread::sleep_for(pause_of_job);
     writeToConsole(time_stamp_now() + " - -------------------------------\n");
+    // The control characters of a name are shown escaped on purpose.
     writeToConsole(time_stamp_now() + " - Start testing volume " +
                    printable_text(selectedVolumePath) + "\n");
     writeToConsole(time_stamp_now() + " - Capacity " + selectedVolumeCapacityGBText + " GB\n");

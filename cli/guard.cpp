@@ -89,20 +89,22 @@ bool guard_check(const cli_arguments &arguments, run_target &target, std::string
             (!check_mount_root(target, refusal) || !check_system_uses(target, refusal)))
             return false;
     }
-    return check_entries(target, arguments.start_index, refusal);
+    return true;
 }
 
-bool guard_begin(const cli_arguments &arguments, const run_target &target, run_lock &lock,
+bool guard_begin(const cli_arguments &arguments, run_target &target, run_lock &lock,
                  std::string &refusal) {
-    // Whoever writes fills the whole volume, through whichever of its folders.
-    const bool fills = arguments.command != cli_command::read;
-    if (!lock.take(target.folder) || (fills && !lock.take(target.volume.root))) {
+    // A run works on the whole volume, through whichever of its folders: writing fills it, and two
+    // that read share its speed.
+    if (!lock.take(target.folder) || !lock.take(target.volume.root)) {
         refusal =
             "another run is at work on " + shown_path(target.folder) + "; " + force_is_no_help;
         return false;
     }
+    // Not before the lock: a run that ends in between would change what is listed.
+    const bool usable = check_entries(target, arguments.start_index, refusal);
     if (target.anchor->is_in_place())
-        return true;
+        return usable;
     refusal = "the volume on " + shown_path(target.folder) +
               " was unmounted or replaced by another while it was looked at; " + force_is_no_help;
     return false;

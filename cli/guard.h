@@ -22,14 +22,15 @@ struct run_target {
 };
 
 // Looks at the volume that the arguments name. Returns true with `target` filled
-// in, or false with the reason to refuse, in one line that also says what --force
-// does about it.
+// in, all but its files, or false with the reason to refuse, in one line that also
+// says what --force does about it.
 bool guard_check(const cli_arguments &arguments, run_target &target, std::string &refusal);
 
-// Right before a run begins: keeps the target for this run as long as `lock` lives. False with the
-// reason to refuse when another run is at work there, or when another volume has taken the place of
-// the one that was looked at.
-bool guard_begin(const cli_arguments &arguments, const run_target &target, run_lock &lock,
+// Right before a run begins: keeps the target for this run as long as `lock` lives, and finds the
+// test files that are there. False with the reason to refuse when another run is at work there,
+// when entries have a test file's name that are not ours, or when another volume has taken the
+// place of the one that was looked at.
+bool guard_begin(const cli_arguments &arguments, run_target &target, run_lock &lock,
                  std::string &refusal);
 
 #endif

@@ -187,7 +187,14 @@ static bool is_listed(int folder, const char *filename) {
 /* Creates the entry, empty, in place of one of exactly its name. Only what has just been
  * made is ever written: an entry that is opened may get or lose a second name before
  * anybody can look, and what is behind that name is a user's. So the old one is removed,
- * which harms no other name of it. Follows no link and waits for no FIFO's other end. */
+ * which harms no other name of it. What that means:
+ * - Where the folder may not be changed the phase ends, although the file could have been
+ *   written. Emptying it there instead would bring the danger back: the folder's owner
+ *   can remove a second name between the opening and the look all the same, and asking
+ *   for the name and its number of links once more only makes that moment shorter.
+ * - A file that another process holds open keeps its space until that one lets go.
+ * - Owner and mode are the new file's.
+ * Follows no link and waits for no FIFO's other end. */
 static int create_or_replace(int folder, const char *filename) {
     constexpr int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     constexpr int new_flags = flags | O_CREAT | O_EXCL;

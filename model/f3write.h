@@ -77,9 +77,11 @@ double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progre
                                  int32_t block_size);
 
 /* Writes the test file with this index, `size` bytes (a multiple of
- * fw->block_size, not 0). An existing file is emptied first; a link, a FIFO or
- * anything else that is not a plain file of its own is refused and ends the
- * process. Returns 1 when all was written, 0 when the volume was full. */
+ * fw->block_size, not 0). An existing file is removed first and a new one made, with
+ * an owner and a mode of its own; whoever holds the old one open keeps its space in use.
+ * A folder that may not be changed, a link, a FIFO or anything else that is not a plain
+ * file of its own is refused and ends the process. Returns 1 when all was written, 0 when the
+ * volume was full. */
 int create_and_fill_file(const char *path, int index, uint64_t size, struct write_flow *fw);
 
 #ifdef __cplusplus

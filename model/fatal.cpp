@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <system_error>
 
 #include "model/plain_text.h"
@@ -26,15 +27,31 @@ void engine_set_fatal_handler(engine_fatal_handler handler) {
     fatal_handler.store(handler, std::memory_order_release);
 }
 
+/* With one call: a line that went out in pieces would mix with what other processes
+ * say on the same terminal. Nothing is allocated on the way out. */
+static void print_last_words(const char *message) {
+    char line[PLAIN_TEXT_ROOM(message_size) + 1];
+    size_t left = plain_text_escape(message, std::strlen(message), line);
+    line[left++] = '\n';
+    for (const char *from = line; left > 0;) {
+        const ssize_t written = write(STDERR_FILENO, from, left);
+        if (written > 0) {
+            from += written;
+            left -= static_cast<size_t>(written);
+        } else if (written == 0 || errno != EINTR) {
+            return;
+        }
+    }
+}
+
 static void announce(const char *message, int exit_status) {
     std::fflush(stdout);
     const engine_fatal_handler handler = fatal_handler.load(std::memory_order_acquire);
     fatal_handler.store(nullptr, std::memory_order_relaxed);
     if (handler != nullptr)
         handler(message, exit_status);
-    plain_text_print(stderr, message);
-    std::fputs("\n", stderr);
     std::fflush(stderr);
+    print_last_words(message);
 }
 
 void engine_assertion_failed(const char *condition, const char *function, const char *module) {

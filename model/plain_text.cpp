@@ -1,24 +1,82 @@
-/* Of the characters of UTF-8 only the second set of control characters matters to a
- * terminal; it is written as 0xC2 and one more byte. All others stay as they are. */
+/* A backslash stays a backslash: people look for the name they know. UTF-8 is decoded by
+ * the table of well-formed sequences: the first byte gives the length, the value says
+ * whether the form was the shortest and the code allowed. */
 #include "model/plain_text.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 
-static bool is_control(unsigned char byte) {
-    return byte < 0x20 || byte == 0x7F;
+static bool is_control(uint32_t code) {
+    const bool c0 = code < 0x20;
+    const bool delete_or_c1 = code >= 0x7F && code <= 0x9F;
+    const bool separator = code == 0x2028 || code == 0x2029;
+    /* Embeddings, overrides and isolates; what follows them reads backwards. */
+    const bool turns_text =
+        (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+    return c0 || delete_or_c1 || separator || turns_text;
+}
+
+/* How many bytes the first character has, its code in `*code`. 0: what stands there is
+ * not UTF-8. */
+static size_t first_character(const char *text, size_t left, uint32_t *code) {
+    const auto byte_at = [text](size_t at) { return static_cast<unsigned char>(text[at]); };
+    const unsigned char first = byte_at(0);
+    *code = first;
+    if (first < 0x80)
+        return 1;
+    const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC0 || first > 0xF7 || left < length)
+        return 0;
+    *code = first & (0x7FU >> length);
+    for (size_t at = 1; at < length; ++at) {
+        if ((byte_at(at) & 0xC0U) != 0x80)
+            return 0;
+        *code = (*code << 6U) | (byte_at(at) & 0x3FU);
+    }
+    static constexpr std::array<uint32_t, 5> smallest = {0, 0, 0x80, 0x800, 0x10000};
+    const bool surrogate = *code >= 0xD800 && *code <= 0xDFFF;
+    const bool allowed = *code >= smallest.at(length) && *code <= 0x10FFFF && !surrogate;
+    return allowed ? length : 0;
+}
+
+static char *write_escaped(const char *text, size_t length, char *out) {
+    static const char digits[] = "0123456789ABCDEF";
+    for (size_t at = 0; at < length; ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        *out++ = '\\';
+        *out++ = 'x';
+        *out++ = digits[byte >> 4U];
+        *out++ = digits[byte & 0xFU];
+    }
+    return out;
+}
+
+size_t plain_text_escape(const char *text, size_t length, char *out) {
+    char *end = out;
+    while (length > 0) {
+        uint32_t code = 0;
+        const size_t known = first_character(text, length, &code);
+        const size_t taken = std::max<size_t>(known, 1);
+        if (known == 0 || is_control(code))
+            end = write_escaped(text, taken, end);
+        else
+            end = std::copy_n(text, taken, end);
+        text += taken;
+        length -= taken;
+    }
+    return static_cast<size_t>(end - out);
 }
 
 void plain_text_print(FILE *stream, const char *text) {
-    for (; *text != '\0'; ++text) {
-        const auto byte = static_cast<unsigned char>(*text);
-        const auto next = static_cast<unsigned char>(text[1]);
-        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
-            std::fprintf(stream, "\\x%02X\\x%02X", byte, next);
-            ++text;
-        } else if (is_control(byte)) {
-            std::fprintf(stream, "\\x%02X", byte);
-        } else {
-            std::fputc(*text, stream);
-        }
+    for (size_t left = std::strlen(text); left > 0;) {
+        uint32_t code = 0;
+        const size_t taken = std::max<size_t>(first_character(text, left, &code), 1);
+        char shown[PLAIN_TEXT_ROOM(4)];
+        std::fwrite(shown, 1, plain_text_escape(text, taken, shown), stream);
+        text += taken;
+        left -= taken;
     }
 }

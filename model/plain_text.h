@@ -1,15 +1,27 @@
-/* Paths on the process's standard streams, which may be a terminal. */
+/* Text that a terminal may be shown. Paths and names can hold line breaks, escape
+ * sequences and bytes of no encoding; shown as they are they could forge lines of a
+ * report or reprogram the terminal. */
 #ifndef TROVIK_MODEL_PLAIN_TEXT_H
 #define TROVIK_MODEL_PLAIN_TEXT_H
 
+#include <stddef.h>
 #include <stdio.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Prints the text on one line, whatever is in it: control characters, which could
- * reprogram a terminal or pass for lines of their own, as "\xNN". */
+/* Room for a text of `length` bytes, whatever is in it, once it is escaped. */
+#define PLAIN_TEXT_ROOM(length) (4 * (length))
+
+/* Writes the `length` bytes of `text` to `out`, with the bytes of control characters
+ * (C0 with tab and line break, DEL, C1), of line and paragraph separators, of the marks
+ * that turn the direction of the text around them, and bytes that are not UTF-8 as
+ * "\xNN". All other characters stay. Returns how many bytes were written; no terminator
+ * is. `out` has PLAIN_TEXT_ROOM(length) bytes. Allocates nothing. Any thread. */
+size_t plain_text_escape(const char *text, size_t length, char *out);
+
+/* Prints the text, escaped like that, on one line. */
 void plain_text_print(FILE *stream, const char *text);
 
 #ifdef __cplusplus

@@ -241,7 +241,8 @@ static const usable_list &usable() {
     return list;
 }
 
-/* Not null for whoever writes sectors while the program is still being set up. */
+/* Written below, before main and before there are threads; read by every thread. Not
+ * null for whoever writes sectors while the program is still being set up. */
 const struct sector_lanes_functions *sector_lanes_chosen = &baseline;
 static const bool chosen = (sector_lanes_chosen = usable()[0]) != nullptr;
 

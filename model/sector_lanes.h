@@ -22,7 +22,8 @@ struct sector_lanes_functions {
     size_t (*intact)(const char *sectors, size_t count, uint64_t offset);
 };
 
-/* The one that was chosen for this processor, once, before main. */
+/* The one that was chosen for this processor. Written once, while the program is set up
+ * on its only thread; from main on only read, by every thread. */
 extern const struct sector_lanes_functions *sector_lanes_chosen;
 
 /* Any thread. Inline, for a block of 1 KiB is written in some ten nanoseconds. */

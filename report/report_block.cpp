@@ -46,6 +46,7 @@ std::array<report_row, report_row_count> report_block_rows(const report_facts &f
 std::vector<std::string> report_block_lines(const report_facts &facts, const report_clock &clock) {
     std::vector<std::string> lines;
     lines.push_back(stamped(clock, "**: Report Begin -----------------------------------------"));
+    // A volume's name is any bytes: its control characters are shown escaped on purpose.
     for (const report_row &row : report_block_rows(facts))
         lines.push_back(stamped(clock, row.label + printable_text(row.value)));
     lines.push_back(stamped(clock, "**: Report End -----------------------------------------"));

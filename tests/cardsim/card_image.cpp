@@ -143,3 +143,16 @@ TEST_F(card_image, contents_that_cannot_be_copied_are_one_clear_line) {
         EXPECT_FALSE(is_mounted());
     }
 }
+
+TEST(card_image_parts, a_card_without_room_for_the_image_is_the_reason_given) {
+    cardsim::card_traits traits;
+    traits.real_sectors = 4;
+    cardsim::card_room room = {cardsim::card(std::move(traits), cardsim::sector_store_in_memory()),
+                               cardsim::sector_allocator(3)};
+    cardsim::file_tree tree(room, {.mode = S_IFDIR | 0700}, {});
+    cardsim::card_options options;
+    options.announced_sectors = 4;
+    std::string error;
+    EXPECT_FALSE(cardsim::card_image_add(room, tree, options, &error));
+    EXPECT_EQ(error, "card.img of 2048 bytes cannot be made on the card: No space left on device");
+}

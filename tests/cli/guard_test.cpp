@@ -38,18 +38,31 @@ cli_arguments test_on(const std::string &volume, bool force = false) {
 std::string refusal_of(const cli_arguments &arguments) {
     run_target target;
     std::string refusal;
-    EXPECT_FALSE(guard_check(arguments, target, refusal)) << arguments.volume;
+    run_lock lock;
+    EXPECT_FALSE(guard_check(arguments, target, refusal) &&
+                 guard_begin(arguments, target, lock, refusal))
+        << arguments.volume;
     EXPECT_NE(refusal, "");
     EXPECT_EQ(cli_tests::line_count(refusal), 0U) << refusal;
     return refusal;
 }
 
-// The target; the test fails when it is refused.
+// The target of a run that may begin, its files not yet looked for; the test fails
+// when it is refused.
 run_target passed(const cli_arguments &arguments) {
     run_target target;
     std::string refusal;
     EXPECT_TRUE(guard_check(arguments, target, refusal)) << refusal;
     EXPECT_EQ(refusal, "");
+    return target;
+}
+
+// The same with its files.
+run_target begun(const cli_arguments &arguments) {
+    run_target target = passed(arguments);
+    run_lock lock;
+    std::string refusal;
+    EXPECT_TRUE(guard_begin(arguments, target, lock, refusal)) << refusal;
     return target;
 }
 
@@ -184,14 +197,19 @@ TEST(guard, entries_below_the_start_are_not_looked_at) {
     set_file_content(volume.file("2.fff"), "old");
     cli_arguments arguments = test_on(volume.path());
     arguments.start_index = 1;
-    EXPECT_EQ(passed(arguments).files.numbers, std::vector<int>{2});
+    EXPECT_EQ(begun(arguments).files.numbers, std::vector<int>{2});
 }
 
 TEST(guard, any_folder_may_be_read) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), "old");
-    const run_target target = passed(command_on(cli_command::read, folder.path()));
-    EXPECT_EQ(target.folder, folder.path());
+    EXPECT_EQ(passed(command_on(cli_command::read, folder.path())).folder, folder.path());
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const std::string inside = volume.file("inside");
+    std::filesystem::create_directory(inside);
+    set_file_content(inside + "/1.fff", "old");
+    const run_target target = begun(command_on(cli_command::read, inside));
+    EXPECT_EQ(target.folder, inside);
     EXPECT_EQ(target.files.numbers, std::vector<int>{1});
     EXPECT_EQ(target.files.bytes, 3U);
 }
@@ -201,7 +219,7 @@ TEST(guard, a_mounted_volume_passes_under_its_one_true_name) {
     SKIP_WITHOUT(volume);
     const private_folder folder;
     std::filesystem::create_directory_symlink(volume.path(), folder.file("link"));
-    const run_target target = passed(test_on(folder.file("link") + "/./"));
+    const run_target target = begun(test_on(folder.file("link") + "/./"));
     EXPECT_EQ(target.folder, volume.path());
     EXPECT_EQ(target.volume.root, volume.path());
     EXPECT_EQ(target.volume.capacity_bytes, 1024U * 1024U);
@@ -213,7 +231,7 @@ TEST(guard, a_volume_replaced_between_the_look_and_the_start_is_refused) {
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "chosen");
     const cli_arguments arguments = test_on(volume.path());
-    const run_target target = passed(arguments);
+    run_target target = passed(arguments);
     ASSERT_EQ(mount("tmpfs", volume.path().c_str(), "tmpfs", 0, "size=1m"), 0);
     run_lock lock;
     std::string refusal;
@@ -243,23 +261,39 @@ TEST(guard, every_command_that_works_on_a_volume_is_refused_while_another_run_ha
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "theirs");
 }
 
-TEST(guard, a_run_through_a_folder_is_refused_while_another_fills_its_volume) {
+TEST(guard, a_run_through_a_folder_is_refused_while_another_has_its_volume) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
-    std::filesystem::create_directory(volume.file("inside"));
-    const cli_arguments forced = test_on(volume.file("inside"), true);
-    const run_target target = passed(forced);
-    std::string refusal;
-    {
+    const std::string inside = volume.file("inside");
+    std::filesystem::create_directory(inside);
+    for (const cli_arguments &arguments :
+         {test_on(inside, true), command_on(cli_command::read, inside)}) {
+        run_target target = passed(arguments);
+        std::string refusal;
+        {
+            run_lock other;
+            run_lock lock;
+            ASSERT_TRUE(other.take(volume.path()));
+            EXPECT_FALSE(guard_begin(arguments, target, lock, refusal));
+        }
+        run_lock begun;
         run_lock other;
-        run_lock lock;
-        ASSERT_TRUE(other.take(volume.path()));
-        EXPECT_FALSE(guard_begin(forced, target, lock, refusal));
+        EXPECT_TRUE(guard_begin(arguments, target, begun, refusal)) << refusal;
+        EXPECT_FALSE(other.take(volume.path())) << "the root is held as well";
     }
-    run_lock begun;
-    run_lock other;
-    EXPECT_TRUE(guard_begin(forced, target, begun, refusal)) << refusal;
-    EXPECT_FALSE(other.take(volume.path())) << "the root is held as well";
+}
+
+TEST(guard, the_files_are_those_that_another_run_left_when_it_ended) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const cli_arguments arguments = command_on(cli_command::read, volume.path());
+    run_target target = passed(arguments);
+    set_file_content(volume.file("1.fff"), "written");
+    run_lock lock;
+    std::string refusal;
+    EXPECT_TRUE(guard_begin(arguments, target, lock, refusal)) << refusal;
+    EXPECT_EQ(target.files.numbers, std::vector<int>{1});
+    EXPECT_EQ(target.files.bytes, 7U);
 }
 
 TEST(guard, a_refusal_is_one_line_on_standard_error_with_status_77) {

@@ -20,6 +20,7 @@
 #include "model/free_space.h"
 #include "model/log_line.h"
 #include "model/medium.h"
+#include "model/plain_text.h"
 #include "model/program_name.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
@@ -42,6 +43,7 @@ int c_linkage_log_and_status(const char *folder) {
     double value = 2048.0;
     uint64_t bytes = 0;
     struct engine_log_view view;
+    char escaped[PLAIN_TEXT_ROOM(2)];
     engine_log_take();
     engine_log_append("one\n");
     engine_print("two\n");
@@ -70,6 +72,7 @@ int c_linkage_log_and_status(const char *folder) {
     CHECK(get_data_lost_text() && get_data_corrupted_text() && get_data_changed_text());
     CHECK(get_data_overwritten_text() != NULL);
     CHECK(program_name()[0] != '\0');
+    CHECK(plain_text_escape("a\n", 2, escaped) == 5 && memcmp(escaped, "a\\x0A", 5) == 0);
     return 0;
 }
 

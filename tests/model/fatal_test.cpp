@@ -2,6 +2,7 @@
 #include "model/fatal.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -70,6 +71,29 @@ TEST(fatal, a_refusal_does_not_cut_a_long_path) {
         run_in_child([&] { engine_fatal_exit(ENOENT, "Can't open path", path.c_str()); });
     EXPECT_TRUE(outcome.exited_with(ENOENT));
     EXPECT_EQ(outcome.err, model_tests::refusal_line("Can't open path " + path, ENOENT));
+}
+
+/* A socket that keeps messages apart is standard error: one message for each call. */
+TEST(fatal, the_last_words_are_written_with_one_call_however_long_and_odd_they_are) {
+    for (const std::string &path : {std::string("/mnt/1.fff"), std::string(1023, '\x1B')}) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+        const child_outcome outcome = run_in_child([&] {
+            dup2(ends[1], STDERR_FILENO);
+            engine_fatal_exit(EIO, "ERR: Can't open file", path.c_str());
+        });
+        EXPECT_TRUE(outcome.exited_with(EIO));
+        close(ends[1]);
+        std::string words(8192, '\0');
+        const ssize_t length = recv(ends[0], words.data(), words.size(), 0);
+        words.resize(static_cast<size_t>(length));
+        EXPECT_GT(words.size(), 3 * path.size());
+        EXPECT_EQ(words.substr(words.size() - 1), "\n");
+        EXPECT_NE(words.find(": Input/output error\n"), std::string::npos) << words;
+        char more = 0;
+        EXPECT_EQ(recv(ends[0], &more, 1, 0), 0) << "there is a second message";
+        close(ends[0]);
+    }
 }
 
 TEST(fatal, percent_signs_in_a_path_are_printed_as_they_are) {

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+
+#include "model/plain_text.h"
+
 using namespace std::string_literals;
 
 TEST(printable, printable_text_stays) {
@@ -56,4 +61,39 @@ TEST(printable, lines_keep_their_breaks_and_nothing_else) {
     EXPECT_EQ(printable_lines("\n"), "\n");
     EXPECT_EQ(printable_lines("one\ntwo\x1b[2J\r\n\nthree\t"),
               "one\ntwo\\x1B[2J\\x0D\n\nthree\\x09");
+}
+
+// What the engine prints by itself.
+static std::string printed_by_engine(const std::string &text) {
+    char *shown = nullptr;
+    size_t length = 0;
+    FILE *stream = open_memstream(&shown, &length);
+    plain_text_print(stream, text.c_str());
+    std::fclose(stream);
+    std::string result(shown, length);
+    std::free(shown);
+    return result;
+}
+
+TEST(printable, is_what_the_engine_shows_too) {
+    static constexpr struct {
+        const char *text;
+        const char *shown;
+    } table[] = {
+        {"", ""},
+        {"/mnt/Zo\u00EB \U0001F4BE \\x", "/mnt/Zo\u00EB \U0001F4BE \\x"},
+        {"\x1F\x7F", "\\x1F\\x7F"},
+        {"\x80\x9B\x9F", "\\x80\\x9B\\x9F"},
+        {"\xC2\x9B\xC2\xA0", "\\xC2\\x9B\xC2\xA0"},
+        {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9", "\xE2\x80\xA7\\xE2\\x80\\xA8\\xE2\\x80\\xA9"},
+        {"\xE2\x80\xAA\xE2\x80\xAE\xE2\x80\xAF", "\\xE2\\x80\\xAA\\xE2\\x80\\xAE\xE2\x80\xAF"},
+        {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9", "\xE2\x81\xA5\\xE2\\x81\\xA6\\xE2\\x81\\xA9"},
+        {"\xC1\xBF\xE0\x9F\xBF", "\\xC1\\xBF\\xE0\\x9F\\xBF"},
+        {"\xED\xA0\x80\xF4\x90\x80\x80", "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80"},
+        {"\xF0\x9F\x92", "\\xF0\\x9F\\x92"},
+    };
+    for (const auto &row : table) {
+        EXPECT_EQ(printable_text(row.text), row.shown);
+        EXPECT_EQ(printed_by_engine(row.text), row.shown);
+    }
 }

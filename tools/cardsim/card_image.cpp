@@ -2,11 +2,17 @@
 #include "tools/cardsim/card_image.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <memory>
+#include <ctime>
+#include <span>
+#include <vector>
 
 namespace cardsim {
 
@@ -83,10 +89,16 @@ bool card_image_add(card_room &room, file_tree &tree, const card_options &option
     if (problem == 0) {
         problem = image->contents.occupy(room, size);
     }
-    if (problem == 0 && !options.contents.empty()) {
-        const open_file source(options.contents);
-        problem = source.fd() < 0 ? errno : copy_contents(source.fd(), size, room.device);
+    if (problem != 0) {
+        *error = std::string(CARD_IMAGE_NAME) + " of " + std::to_string(size) +
+                 " bytes cannot be made on the card: " + std::strerror(problem);
+        return false;
     }
+    if (options.contents.empty()) {
+        return true;
+    }
+    const open_file source(options.contents);
+    problem = source.fd() < 0 ? errno : copy_contents(source.fd(), size, room.device);
     if (problem != 0) {
         *error = "--contents: '" + options.contents +
                  "' cannot be copied to the card: " + std::strerror(problem);
