@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 
@@ -19,10 +20,11 @@ using namespace system_tests;
 
 TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=2M", "--write-rate=2M"});
+    const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
     child_process first({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
     ASSERT_TRUE(first.wait_for_output("Creating test file number 1", std::chrono::seconds{60}));
+    first.send_signal(SIGSTOP);  // so that it is still at work, however long the others take
     for (const char *command : {"test", "write", "read", "clean"}) {
         const process_result second = run_cli({command, where.path()});
         EXPECT_EQ(second.exit_status, 77) << command << second.err;
@@ -32,6 +34,7 @@ TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
                   std::string::npos)
             << second.err;
     }
+    first.send_signal(SIGCONT);
     EXPECT_EQ(first.wait().exit_status, 0);
     EXPECT_EQ(tally_of(report.read()), sector_tally{.ok = 2 * mib / oracle_sector_bytes});
     EXPECT_EQ(run_cli({"clean", where.path()}).exit_status, 0) << "free again";
