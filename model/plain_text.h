@@ -5,11 +5,17 @@
 #define TROVIK_MODEL_PLAIN_TEXT_H
 
 #include <stddef.h>
+#include <stdint.h>
 #include <stdio.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* How many bytes the character at the start of the `left` bytes of `text` has, its code in
+ * `*code`. 0, and anything in `*code`: nothing stands there, or it is not UTF-8. Overlong
+ * forms, surrogates, codes above U+10FFFF and cut sequences are not. Any thread. */
+size_t plain_text_first_character(const char *text, size_t left, uint32_t *code);
 
 /* Room for a text of `length` bytes, whatever is in it, once it is escaped. */
 #define PLAIN_TEXT_ROOM(length) (4 * (length))

@@ -44,6 +44,7 @@ int c_linkage_log_and_status(const char *folder) {
     uint64_t bytes = 0;
     struct engine_log_view view;
     char escaped[PLAIN_TEXT_ROOM(2)];
+    uint32_t code = 0;
     engine_log_take();
     engine_log_append("one\n");
     engine_print("two\n");
@@ -72,6 +73,7 @@ int c_linkage_log_and_status(const char *folder) {
     CHECK(get_data_lost_text() && get_data_corrupted_text() && get_data_changed_text());
     CHECK(get_data_overwritten_text() != NULL);
     CHECK(program_name()[0] != '\0');
+    CHECK(plain_text_first_character("\xC3\xA9", 2, &code) == 2 && code == 0xE9);
     CHECK(plain_text_escape("a\n", 2, escaped) == 5 && memcmp(escaped, "a\\x0A", 5) == 0);
     return 0;
 }
