@@ -225,9 +225,9 @@ static int open_for_writing(const char *path, const char *filename) {
 /* Says that a write failed, where the user sees it and where a log keeps it. */
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
-    std::fputs("Write to file ", stdout);
-    plain_text_print(stdout, full_fn);
-    std::fputs(" failed", stdout);
+    char shown[PLAIN_TEXT_ROOM(ENGINE_PATH_MAX)];
+    const size_t length = plain_text_escape(full_fn, strnlen(full_fn, ENGINE_PATH_MAX), shown);
+    std::printf("Write to file %.*s failed", static_cast<int>(length), shown);
     std::fflush(stdout);
     /* A line that is too long would end the process for its length; let it end
      * for the reason that the user needs to know. */

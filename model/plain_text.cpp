@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 
 static bool is_control(uint32_t code) {
     const bool c0 = code < 0x20;
@@ -68,15 +66,4 @@ size_t plain_text_escape(const char *text, size_t length, char *out) {
         length -= taken;
     }
     return static_cast<size_t>(end - out);
-}
-
-void plain_text_print(FILE *stream, const char *text) {
-    for (size_t left = std::strlen(text); left > 0;) {
-        uint32_t code = 0;
-        const size_t taken = std::max<size_t>(plain_text_first_character(text, left, &code), 1);
-        char shown[PLAIN_TEXT_ROOM(4)];
-        std::fwrite(shown, 1, plain_text_escape(text, taken, shown), stream);
-        text += taken;
-        left -= taken;
-    }
 }

@@ -6,7 +6,6 @@
 
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -26,9 +25,6 @@ size_t plain_text_first_character(const char *text, size_t left, uint32_t *code)
  * "\xNN". All other characters stay. Returns how many bytes were written; no terminator
  * is. `out` has PLAIN_TEXT_ROOM(length) bytes. Allocates nothing. Any thread. */
 size_t plain_text_escape(const char *text, size_t length, char *out);
-
-/* Prints the text, escaped like that, on one line. */
-void plain_text_print(FILE *stream, const char *text);
 
 #ifdef __cplusplus
 }

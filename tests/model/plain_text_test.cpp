@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 #include "model/fatal.h"
@@ -31,7 +30,9 @@ static character first_character(const std::string &text) {
 }
 
 static std::string printed(const std::string &text) {
-    return run_in_child([&] { plain_text_print(stdout, text.c_str()); }).out;
+    std::string shown(PLAIN_TEXT_ROOM(text.size()), '\0');
+    shown.resize(plain_text_escape(text.data(), text.size(), shown.data()));
+    return shown;
 }
 
 TEST(plain_text, decodes_characters_of_every_length) {
