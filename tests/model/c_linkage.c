@@ -123,6 +123,7 @@ int c_linkage_names(const char *folder) {
     int count = 0;
     int my_index = 0;
     int *files;
+    CHECK(number_of_index(2) == 3);
     full_fn_from_number(full, &name, "/v", 2);
     CHECK(strcmp(full, "/v/3.fff") == 0 && strcmp(name, "3.fff") == 0);
     CHECK(is_my_file("3.fff") == 1 && number_from_filename("3.fff") == 3);
