@@ -218,8 +218,7 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     const char *filename = nullptr;
     full_fn_from_number(full_fn, &filename, path, number);
     std::fflush(stdout);
-    log_line_cut("Validating file number %d ... %s\n",
-                 static_cast<int>(static_cast<uint32_t>(number) + 1U),
+    log_line_cut("Validating file number %d ... %s\n", number_of_index(number),
                  progress != 0 ? "                                 " : "");
 
     FILE *stream = open_for_reading(full_fn);

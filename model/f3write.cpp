@@ -48,8 +48,7 @@ void f3write_unlink_old_files(const char *path, int start_at) {
         char full_fn[ENGINE_PATH_MAX];
         const char *filename = nullptr;
         full_fn_from_number(full_fn, &filename, path, *index);
-        log_line_whole("Removing old file number %d ...\n",
-                       static_cast<int>(static_cast<uint32_t>(*index) + 1U));
+        log_line_whole("Removing old file number %d ...\n", number_of_index(*index));
         if (unlinkat(folder, filename, 0) != 0)
             engine_fatal_exit(errno, "ERR: Can't remove file", full_fn);
     }
@@ -225,9 +224,9 @@ static int open_for_writing(const char *path, const char *filename) {
 /* Says that a write failed, where the user sees it and where a log keeps it. */
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
-    std::fputs("Write to file ", stdout);
-    plain_text_print(stdout, full_fn);
-    std::fputs(" failed", stdout);
+    char shown[PLAIN_TEXT_ROOM(ENGINE_PATH_MAX)];
+    const size_t length = plain_text_escape(full_fn, strnlen(full_fn, ENGINE_PATH_MAX), shown);
+    std::printf("Write to file %.*s failed", static_cast<int>(length), shown);
     std::fflush(stdout);
     /* A line that is too long would end the process for its length; let it end
      * for the reason that the user needs to know. */
@@ -325,8 +324,7 @@ int create_and_fill_file(const char *path, int index, uint64_t size, struct writ
     char full_fn[ENGINE_PATH_MAX];
     const char *filename = nullptr;
     full_fn_from_number(full_fn, &filename, path, index);
-    log_line_whole("Creating test file number %d ...\n",
-                   static_cast<int>(static_cast<uint32_t>(index) + 1U));
+    log_line_whole("Creating test file number %d ...\n", number_of_index(index));
     std::fflush(stdout);
 
     const int fd = open_for_writing(path, filename);

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 
 static bool is_control(uint32_t code) {
     const bool c0 = code < 0x20;
@@ -19,9 +17,9 @@ static bool is_control(uint32_t code) {
     return c0 || delete_or_c1 || separator || turns_text;
 }
 
-/* How many bytes the first character has, its code in `*code`. 0: what stands there is
- * not UTF-8. */
-static size_t first_character(const char *text, size_t left, uint32_t *code) {
+size_t plain_text_first_character(const char *text, size_t left, uint32_t *code) {
+    if (left == 0)
+        return 0;
     const auto byte_at = [text](size_t at) { return static_cast<unsigned char>(text[at]); };
     const unsigned char first = byte_at(0);
     *code = first;
@@ -58,7 +56,7 @@ size_t plain_text_escape(const char *text, size_t length, char *out) {
     char *end = out;
     while (length > 0) {
         uint32_t code = 0;
-        const size_t known = first_character(text, length, &code);
+        const size_t known = plain_text_first_character(text, length, &code);
         const size_t taken = std::max<size_t>(known, 1);
         if (known == 0 || is_control(code))
             end = write_escaped(text, taken, end);
@@ -68,15 +66,4 @@ size_t plain_text_escape(const char *text, size_t length, char *out) {
         length -= taken;
     }
     return static_cast<size_t>(end - out);
-}
-
-void plain_text_print(FILE *stream, const char *text) {
-    for (size_t left = std::strlen(text); left > 0;) {
-        uint32_t code = 0;
-        const size_t taken = std::max<size_t>(first_character(text, left, &code), 1);
-        char shown[PLAIN_TEXT_ROOM(4)];
-        std::fwrite(shown, 1, plain_text_escape(text, taken, shown), stream);
-        text += taken;
-        left -= taken;
-    }
 }

@@ -5,11 +5,16 @@
 #define TROVIK_MODEL_PLAIN_TEXT_H
 
 #include <stddef.h>
-#include <stdio.h>
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* How many bytes the character at the start of the `left` bytes of `text` has, its code in
+ * `*code`. 0, and anything in `*code`: nothing stands there, or it is not UTF-8. Overlong
+ * forms, surrogates, codes above U+10FFFF and cut sequences are not. Any thread. */
+size_t plain_text_first_character(const char *text, size_t left, uint32_t *code);
 
 /* Room for a text of `length` bytes, whatever is in it, once it is escaped. */
 #define PLAIN_TEXT_ROOM(length) (4 * (length))
@@ -20,9 +25,6 @@ extern "C" {
  * "\xNN". All other characters stay. Returns how many bytes were written; no terminator
  * is. `out` has PLAIN_TEXT_ROOM(length) bytes. Allocates nothing. Any thread. */
 size_t plain_text_escape(const char *text, size_t length, char *out);
-
-/* Prints the text, escaped like that, on one line. */
-void plain_text_print(FILE *stream, const char *text);
 
 #ifdef __cplusplus
 }

@@ -34,6 +34,22 @@ LANES_INLINE void load(const void *from, vector_type &loaded) {
     std::memcpy(&loaded, from, sizeof loaded);
 }
 
+/* The lanes of the pattern's vector at `position` in a sector. The tables are read the
+ * same way whatever the vector's elements are. */
+template <typename vector_type>
+LANES_INLINE void load_pattern(size_t position, vector_type &step, vector_type &first) {
+    constexpr size_t lanes = lane_vector<sizeof(vector_type)>::lanes;
+    load(&sector_pattern::lanes.step[position * lanes], step);
+    load(&sector_pattern::lanes.first[position * lanes], first);
+}
+
+/* A pair's sectors begin with their offsets. */
+LANES_INLINE void write_pair_offsets(char *out, uint64_t offset) {
+    const uint64_t next = offset + SECTOR_SIZE;
+    std::memcpy(out, &offset, sizeof offset);
+    std::memcpy(out + SECTOR_SIZE, &next, sizeof next);
+}
+
 template <size_t bytes>
 LANES_INLINE void write_sector_pair(char *out, uint64_t offset) {
     using vector = lane_vector<bytes>;
@@ -42,16 +58,13 @@ LANES_INLINE void write_sector_pair(char *out, uint64_t offset) {
 #pragma GCC unroll 32
     for (size_t i = 0; i < vector::per_sector; ++i) {
         typename vector::type step, first;
-        load(&sector_pattern::lanes.step[i * vector::lanes], step);
-        load(&sector_pattern::lanes.first[i * vector::lanes], first);
+        load_pattern(i, step, first);
         const auto one = (step * number + first) & mask;
         const auto two = (one + step) & mask;
         std::memcpy(out + i * bytes, &one, bytes);
         std::memcpy(out + SECTOR_SIZE + i * bytes, &two, bytes);
     }
-    const uint64_t next = offset + SECTOR_SIZE;
-    std::memcpy(out, &offset, sizeof offset);
-    std::memcpy(out + SECTOR_SIZE, &next, sizeof next);
+    write_pair_offsets(out, offset);
 }
 
 template <size_t bytes>
@@ -61,8 +74,7 @@ LANES_INLINE void write_sector(char *out, uint64_t offset) {
     const auto mask = typename vector::type{} + sector_pattern::result_mask;
     for (size_t i = 0; i < vector::per_sector; ++i) {
         typename vector::type step, first;
-        load(&sector_pattern::lanes.step[i * vector::lanes], step);
-        load(&sector_pattern::lanes.first[i * vector::lanes], first);
+        load_pattern(i, step, first);
         const auto words = (step * number + first) & mask;
         std::memcpy(out + i * bytes, &words, bytes);
     }
@@ -107,8 +119,7 @@ LANES_INLINE bool sectors_match(const char *sectors, uint64_t offset) {
 #pragma GCC unroll 32
     for (size_t i = 0; i < vector::per_sector; ++i) {
         typename vector::type step, first, body;
-        load(&sector_pattern::lanes.step[i * vector::lanes], step);
-        load(&sector_pattern::lanes.first[i * vector::lanes], first);
+        load_pattern(i, step, first);
         load(first_body_lanes.data(), body);
         auto words = step * number + first;
 #pragma GCC unroll 8
@@ -192,10 +203,9 @@ AVX512_IFMA uint64_t fill_avx512_ifma(char *out, size_t count, uint64_t offset) 
     for (; count >= 2; count -= 2, out += pair, offset += pair) {
         const words number = words{} + sector_pattern::sector_number(offset);
 #pragma GCC unroll 8
-        for (size_t i = 0; i < SECTOR_SIZE / sizeof(words); ++i) {
+        for (size_t i = 0; i < lane_vector<sizeof(words)>::per_sector; ++i) {
             words step, first;
-            load(&sector_pattern::lanes.step[i * 16], step);
-            load(&sector_pattern::lanes.first[i * 16], first);
+            load_pattern(i, step, first);
             const auto sum = reinterpret_cast<words>(_mm512_madd52lo_epu64(
                 reinterpret_cast<__m512i>(first), reinterpret_cast<__m512i>(step),
                 reinterpret_cast<__m512i>(number)));
@@ -204,14 +214,9 @@ AVX512_IFMA uint64_t fill_avx512_ifma(char *out, size_t count, uint64_t offset) 
             std::memcpy(out + i * sizeof one, &one, sizeof one);
             std::memcpy(out + SECTOR_SIZE + i * sizeof two, &two, sizeof two);
         }
-        const uint64_t next = offset + SECTOR_SIZE;
-        std::memcpy(out, &offset, sizeof offset);
-        std::memcpy(out + SECTOR_SIZE, &next, sizeof next);
+        write_pair_offsets(out, offset);
     }
-    if (count == 0)
-        return offset;
-    write_sector<64>(out, offset);
-    return offset + SECTOR_SIZE;
+    return fill<sizeof(words)>(out, count, offset);
 }
 
 constexpr sector_lanes_functions avx512_ifma = {"AVX-512 IFMA", fill_avx512_ifma, intact_avx512};
@@ -244,7 +249,10 @@ static const usable_list &usable() {
 /* Written below, before main and before there are threads; read by every thread. Not
  * null for whoever writes sectors while the program is still being set up. */
 const struct sector_lanes_functions *sector_lanes_chosen = &baseline;
-static const bool chosen = (sector_lanes_chosen = usable()[0]) != nullptr;
+
+__attribute__((constructor)) static void choose_widest() {
+    sector_lanes_chosen = usable()[0];
+}
 
 const struct sector_lanes_functions *sector_lanes_usable(size_t position) {
     return position < usable().size() ? usable()[position] : nullptr;

@@ -16,8 +16,7 @@
 
 static const char module[] = "model/utils";
 
-/* Name of the file with this index: the number it carries. */
-static int number_of_index(int index) {
+int number_of_index(int index) {
     return static_cast<int>(static_cast<uint32_t>(index) + 1U);
 }
 

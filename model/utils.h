@@ -17,6 +17,9 @@ extern "C" {
 /* The engine's own limit for a full path, terminator included. */
 #define ENGINE_PATH_MAX 1024
 
+/* The number of the file with this index. */
+int number_of_index(int index);
+
 /* Writes "path/<num + 1>.fff" into `full_fn` (ENGINE_PATH_MAX bytes) and points
  * `*filename` at the name behind the slash. A longer path ends the process. */
 void full_fn_from_number(char *full_fn, const char **filename, const char *path, int num);

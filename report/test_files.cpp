@@ -14,6 +14,7 @@
 
 #include "model/utils.h"
 #include "report/printable.h"
+#include "report/run_snapshot.h"
 
 // More runs than this do not help anybody in one line.
 constexpr size_t runs_shown = 5;
@@ -33,6 +34,11 @@ static const char *kind_text(mode_t mode) {
     return "a device";
 }
 
+// What the engine calls the file with this number. Numbers wrap at 32 bits.
+static std::string name_of(int number) {
+    return run_snapshot_file_name(static_cast<int>(static_cast<std::uint32_t>(number) - 1U));
+}
+
 static std::string path_of(const std::string &folder, const std::string &name) {
     return std::string(folder).append("/").append(name);
 }
@@ -45,7 +51,7 @@ static std::string own_name_in_other_case(const std::string &name, int start_ind
     if (lower == name || is_my_file(lower.c_str()) == 0)
         return {};
     const int number = number_from_filename(lower.c_str());
-    return number > start_index && std::to_string(number) + ".fff" == lower ? lower : "";
+    return number > start_index && name_of(number) == lower ? lower : "";
 }
 
 // File systems that tell no upper from lower case open a user's 1.FFF when they
@@ -67,8 +73,8 @@ static void add_other_cases(const std::string &folder, const std::vector<std::st
 static void add_entry(const std::string &folder, const char *name, test_file_scan &scan) {
     const int number = number_from_filename(name);
     const std::string shown = "'" + printable_text(name) + "'";
-    if (std::to_string(number) + ".fff" != name) {
-        scan.foreign.push_back(shown + " (another name for " + std::to_string(number) + ".fff)");
+    if (const std::string own = name_of(number); own != name) {
+        scan.foreign.push_back(shown + " (another name for " + own + ")");
         return;
     }
     struct stat status = {};
@@ -118,7 +124,7 @@ bool test_files_names(const std::string &folder, int start_index, std::vector<st
     test_file_scan scan;
     const bool complete = test_files_scan(folder, start_index, scan, error);
     for (const int number : scan.numbers)
-        names.push_back(std::to_string(number) + ".fff");
+        names.push_back(name_of(number));
     return complete;
 } catch (const std::exception &failure) {
     error = failure.what();
@@ -136,9 +142,9 @@ std::string test_files_text(const std::vector<int> &numbers) {
             return text + " and " + std::to_string(numbers.size() - first) + " more";
         if (!text.empty())
             text += ", ";
-        text += std::to_string(numbers[first]) + ".fff";
+        text += name_of(numbers[first]);
         if (last > first)
-            text += " to " + std::to_string(numbers[last]) + ".fff";
+            text += " to " + name_of(numbers[last]);
         first = last + 1;
     }
     return text;

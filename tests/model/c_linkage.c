@@ -44,6 +44,7 @@ int c_linkage_log_and_status(const char *folder) {
     uint64_t bytes = 0;
     struct engine_log_view view;
     char escaped[PLAIN_TEXT_ROOM(2)];
+    uint32_t code = 0;
     engine_log_take();
     engine_log_append("one\n");
     engine_print("two\n");
@@ -72,6 +73,7 @@ int c_linkage_log_and_status(const char *folder) {
     CHECK(get_data_lost_text() && get_data_corrupted_text() && get_data_changed_text());
     CHECK(get_data_overwritten_text() != NULL);
     CHECK(program_name()[0] != '\0');
+    CHECK(plain_text_first_character("\xC3\xA9", 2, &code) == 2 && code == 0xE9);
     CHECK(plain_text_escape("a\n", 2, escaped) == 5 && memcmp(escaped, "a\\x0A", 5) == 0);
     return 0;
 }
@@ -121,6 +123,7 @@ int c_linkage_names(const char *folder) {
     int count = 0;
     int my_index = 0;
     int *files;
+    CHECK(number_of_index(2) == 3);
     full_fn_from_number(full, &name, "/v", 2);
     CHECK(strcmp(full, "/v/3.fff") == 0 && strcmp(name, "3.fff") == 0);
     CHECK(is_my_file("3.fff") == 1 && number_from_filename("3.fff") == 3);

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "model/engine_results.h"
 #include "model/f3write.h"
 #include "model/fatal.h"
+#include "model/utils.h"
 #include "support.h"
 
 using model_tests::child_outcome;
@@ -191,6 +193,29 @@ TEST(f3write_refusal, a_failed_write_with_a_path_too_long_for_a_line_aborts_too)
         write_flow fw = new_flow(1U << 20U);
         create_and_fill_file(deep.c_str(), 0, 8192, &fw);
     });
+    EXPECT_TRUE(outcome.aborted()) << outcome.wait_status << outcome.err;
+}
+
+TEST(f3write_refusal, a_failed_write_shows_the_longest_path_whole_and_every_control_character) {
+    const private_folder folder;
+    std::string path = folder.path();
+    std::string shown = path;
+    /* As long as the engine's own limit allows, with the file's name behind it. */
+    constexpr size_t longest = ENGINE_PATH_MAX - sizeof "/1.fff";
+    while (path.size() + 1 < longest) {
+        const size_t length = std::min<size_t>(longest - path.size() - 1, 200);
+        path += "/" + std::string(length, '\x1b');
+        shown += '/';
+        for (size_t at = 0; at < length; ++at)
+            shown += "\\x1B";
+        ASSERT_EQ(mkdir(path.c_str(), 0700), 0) << path.size();
+    }
+    const child_outcome outcome = run_in_child([&] {
+        limit_file_size(8192); /* more than what is printed */
+        write_flow fw = new_flow(1U << 20U);
+        create_and_fill_file(path.c_str(), 0, 16384, &fw);
+    });
+    EXPECT_EQ(outcome.out, "Write to file " + shown + "/1.fff failed");
     EXPECT_TRUE(outcome.aborted()) << outcome.wait_status << outcome.err;
 }
 

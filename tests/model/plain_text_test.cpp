@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstdint>
 #include <string>
 
 #include "model/fatal.h"
@@ -12,9 +12,77 @@
 #include "support.h"
 
 using model_tests::run_in_child;
+using namespace std::string_literals;
+
+namespace {
+
+struct character {
+    uint32_t code;
+    size_t length;
+};
+
+}  // namespace
+
+static character first_character(const std::string &text) {
+    character first = {};
+    first.length = plain_text_first_character(text.data(), text.size(), &first.code);
+    return first;
+}
 
 static std::string printed(const std::string &text) {
-    return run_in_child([&] { plain_text_print(stdout, text.c_str()); }).out;
+    std::string shown(PLAIN_TEXT_ROOM(text.size()), '\0');
+    shown.resize(plain_text_escape(text.data(), text.size(), shown.data()));
+    return shown;
+}
+
+TEST(plain_text, decodes_characters_of_every_length) {
+    struct {
+        const char *text;
+        uint32_t code;
+        size_t length;
+    } const cases[] = {
+        {"A", 'A', 1},
+        {"\x7F", 0x7F, 1},
+        {"\xC2\x80", 0x80, 2},
+        {"\xDF\xBF", 0x7FF, 2},
+        {"\xE0\xA0\x80", 0x800, 3},
+        {"\xED\x9F\xBF", 0xD7FF, 3},
+        {"\xEE\x80\x80", 0xE000, 3},
+        {"\xEF\xBF\xBF", 0xFFFF, 3},
+        {"\xF0\x90\x80\x80", 0x10000, 4},
+        {"\xF4\x8F\xBF\xBF", 0x10FFFF, 4},
+    };
+    for (const auto &each : cases) {
+        const character first = first_character(each.text + "x"s);
+        EXPECT_EQ(first.code, each.code);
+        EXPECT_EQ(first.length, each.length);
+    }
+    EXPECT_EQ(first_character("\0x"s).length, 1U);
+}
+
+TEST(plain_text, refuses_what_is_not_utf8) {
+    for (const char *text : {
+             "\x80",             /* continues nothing */
+             "\xBFx",            /* likewise */
+             "\xC3",             /* cut */
+             "\xE2\x82",         /* cut */
+             "\xF0\x9F\x98",     /* cut */
+             "\xC3(",            /* not continued */
+             "\xE2\x82(",        /* not continued */
+             "\xC0\x80",         /* overlong NUL */
+             "\xC1\xBF",         /* overlong */
+             "\xE0\x9F\xBF",     /* overlong */
+             "\xF0\x8F\xBF\xBF", /* overlong */
+             "\xED\xA0\x80",     /* surrogate */
+             "\xED\xBF\xBF",     /* surrogate */
+             "\xF4\x90\x80\x80", /* above U+10FFFF */
+             "\xF7\xBF\xBF\xBF", /* above U+10FFFF */
+             "\xF8\x88\x80\x80\x80",
+             "\xFE",
+             "\xFF",
+             "",
+         })
+        EXPECT_EQ(first_character(text).length, 0U) << printed(text);
 }
 
 TEST(plain_text, letters_of_all_kinds_stay_as_they_are) {

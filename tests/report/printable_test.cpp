@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <string>
 
 #include "model/plain_text.h"
 
@@ -63,16 +62,11 @@ TEST(printable, lines_keep_their_breaks_and_nothing_else) {
               "one\ntwo\\x1B[2J\\x0D\n\nthree\\x09");
 }
 
-// What the engine prints by itself.
+// What the engine makes of the text when it prints it by itself.
 static std::string printed_by_engine(const std::string &text) {
-    char *shown = nullptr;
-    size_t length = 0;
-    FILE *stream = open_memstream(&shown, &length);
-    plain_text_print(stream, text.c_str());
-    std::fclose(stream);
-    std::string result(shown, length);
-    std::free(shown);
-    return result;
+    std::string shown(PLAIN_TEXT_ROOM(text.size()), '\0');
+    shown.resize(plain_text_escape(text.data(), text.size(), shown.data()));
+    return shown;
 }
 
 TEST(printable, is_what_the_engine_shows_too) {
