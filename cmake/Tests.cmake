@@ -13,14 +13,6 @@ function(trovik_test)
   endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE trovik_warnings ${T_LINK} GTest::gtest_main)
-  # What nearly every test includes is read once per program. Not where warnings are
-  # errors: with prepared headers GCC 12 sees overruns in strings that are none.
-  list(LENGTH T_SOURCES count)
-  if(TROVIK_SANITIZE AND count GREATER 6)
-    set(headers gtest/gtest.h algorithm filesystem fstream functional string vector)
-    list(TRANSFORM headers REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:<\\1$<ANGLE-R>>")
-    target_precompile_headers(${T_NAME} PRIVATE ${headers})
-  endif()
   gtest_discover_tests(${T_NAME}
     TEST_PREFIX ${T_NAME}.
     DISCOVERY_TIMEOUT 60

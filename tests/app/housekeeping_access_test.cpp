@@ -21,8 +21,6 @@ namespace {
 
 using lines = std::vector<std::string>;
 
-const lines nothing;
-
 class housekeeping_access : public app_tests::housekeeping {
  protected:
     housekeeping_access() { sandbox_override(true); }

@@ -24,7 +24,6 @@ namespace {
 
 using lines = std::vector<std::string>;
 
-const lines nothing;
 const lines all_markers = {".Spotlight-V100", ".Trashes", ".fseventd", ".metadata_never_index"};
 
 class housekeeping_guard : public housekeeping {

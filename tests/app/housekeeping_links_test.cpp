@@ -14,9 +14,6 @@ namespace {
 
 using lines = std::vector<std::string>;
 
-const lines nothing;
-const lines removed = {"OK", "d: b: 1", "ERR: (null)", "-4"};
-
 class housekeeping_links : public app_tests::housekeeping {
  protected:
     housekeeping_links() {

@@ -20,6 +20,8 @@ namespace app_tests {
 class housekeeping : public window_test {
  protected:
     using lines = std::vector<std::string>;
+    static inline const lines nothing;
+    static inline const lines removed = {"OK", "d: b: 1", "ERR: (null)", "-4"};
 
     void SetUp() override {
         SKIP_IF_MISSING(system_tests::missing_for_mounts());

@@ -30,8 +30,6 @@ bool is_there(const std::string &path) {
     return fs::symlink_status(path).type() != fs::file_type::not_found;
 }
 
-const lines nothing;
-const lines removed = {"OK", "d: b: 1", "ERR: (null)", "-4"};
 const lines nothing_to_remove = {"OK", "d: b: 0"};
 
 }  // namespace

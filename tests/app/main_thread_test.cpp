@@ -1,11 +1,9 @@
 // The window stays alive during a test: whatever the engine does, the main thread
 // comes back to its events.
-#include <QElapsedTimer>
-#include <QTimer>
-#include <algorithm>
 #include <cstdio>
 
 #include "app/controller_state.h"
+#include "heartbeat.h"
 #include "mounts.h"
 #include "whole_run.h"
 
@@ -13,33 +11,6 @@ using namespace app_tests;
 using namespace system_tests;
 
 using main_thread = whole_run_test;
-
-namespace {
-
-// Beats every 10 ms and knows the longest time between two beats.
-class heartbeat {
- public:
-    heartbeat() {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] {
-            m_longest = std::max(m_longest, m_since_last.restart());
-            ++m_beats;
-        });
-        m_timer.setTimerType(Qt::PreciseTimer);
-        m_timer.start(10);
-        m_since_last.start();
-    }
-    void stop() { m_timer.stop(); }
-    qint64 longest_ms() const { return m_longest; }
-    int beats() const { return m_beats; }
-
- private:
-    QTimer m_timer;
-    QElapsedTimer m_since_last;
-    qint64 m_longest = 0;
-    int m_beats = 0;
-};
-
-}  // namespace
 
 // A volume in memory: the engine works as fast as it can. The clean-up is the one
 // thing that the main thread does itself, and is left out.

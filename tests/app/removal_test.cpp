@@ -6,7 +6,6 @@
 
 #include <qguiapplication_platform.h>
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QMainWindow>
 #include <QProgressBar>
@@ -23,12 +22,14 @@
 
 #include "app/controller_state.h"
 #include "app/modal_question.h"
+#include "heartbeat.h"
 #include "outreach_support.h"
 #include "volume/folder_anchor.h"
 
 using app_tests::answers;
 using app_tests::error_capture;
 using app_tests::expect_nothing_clipped;
+using app_tests::heartbeat;
 using app_tests::press_key;
 using app_tests::stalling_card;
 using app_tests::wait_until;
@@ -73,23 +74,6 @@ class paint_counter : public QObject {
 
  private:
     int m_count = 0;
-};
-
-// The longest time for which the main thread did nothing for the window.
-class heartbeat {
- public:
-    heartbeat() {
-        m_since.start();
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer,
-                         [this] { m_longest_ms = std::max(m_longest_ms, m_since.restart()); });
-        m_timer.start(10);
-    }
-    qint64 longest_ms() const { return m_longest_ms; }
-
- private:
-    QElapsedTimer m_since;
-    QTimer m_timer;
-    qint64 m_longest_ms = 0;
 };
 
 // A button event of the X protocol, as the server sends it to a window.

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr size_t MIB = 1 << 20;
-
 class card_image : public practice_mount {
  protected:
     std::string image() const { return path(cardsim::CARD_IMAGE_NAME); }

@@ -38,8 +38,6 @@ class fuse_io : public practice_mount {
     }
 };
 
-constexpr size_t MIB = 1 << 20;
-
 std::vector<std::byte> first_half_then(const std::vector<std::byte> &bytes, unsigned fill) {
     auto expected = bytes;
     std::fill(expected.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), expected.end(),

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+constexpr size_t MIB = 1 << 20;
+
 inline std::vector<std::byte> test_bytes(size_t count, uint32_t seed) {
     std::mt19937 chance(seed);
     std::vector<std::byte> bytes(count);

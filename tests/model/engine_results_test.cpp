@@ -6,22 +6,10 @@
 #include <gtest/gtest.h>
 
 #include "model/engine_record.h"
+#include "support.h"
 
-namespace {
-
-engine_write_results write_results() {
-    engine_write_results results = {};
-    engine_results_write(&results);
-    return results;
-}
-
-engine_read_results read_results() {
-    engine_read_results results = {};
-    engine_results_read(&results);
-    return results;
-}
-
-}  // namespace
+using model_tests::read_results;
+using model_tests::write_results;
 
 TEST(engine_results, a_phase_is_shown_until_the_next_one) {
     EXPECT_EQ(record_phase(ENGINE_PHASE_REMOVING), ENGINE_PHASE_IDLE);

@@ -20,6 +20,7 @@
 using model_tests::child_outcome;
 using model_tests::drained_log;
 using model_tests::private_folder;
+using model_tests::read_results;
 using model_tests::reference_sectors;
 using model_tests::run_in_child;
 using model_tests::set_file_content;
@@ -64,12 +65,6 @@ std::string published() {
 void print_published(const char * /*message*/, int /*exit_status*/) {
     fputs(published().c_str(), stdout);
     fflush(stdout);
-}
-
-engine_read_results read_results() {
-    engine_read_results results = {};
-    engine_results_read(&results);
-    return results;
 }
 
 /* Runs a phase with its streams captured. */

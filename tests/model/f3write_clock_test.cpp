@@ -22,18 +22,13 @@ using model_tests::private_volume;
 using model_tests::requests_of;
 using model_tests::run_in_child;
 using model_tests::stage;
+using model_tests::write_results;
 
 namespace {
 
 constexpr uint64_t kibibyte = 1024;
 
 using f3write_clock = model_tests::staged_test;
-
-engine_write_results write_results() {
-    engine_write_results results = {};
-    engine_results_write(&results);
-    return results;
-}
 
 }  // namespace
 

@@ -123,11 +123,11 @@ const std::vector<cell> cells = {
     {"steady_fast_at_bpd_1", {STEADY, 1, 8, 0, 0}, 0, {INC, 2, 2, 0, 0}, true},
 };
 
-std::string name_of(const testing::TestParamInfo<cell> &it) {
+std::string name_of_cell(const testing::TestParamInfo<cell> &it) {
     return it.param.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(f3write_measure, every_cell, testing::ValuesIn(cells), name_of);
+INSTANTIATE_TEST_SUITE_P(f3write_measure, every_cell, testing::ValuesIn(cells), name_of_cell);
 
 /* The table once more, as plainly as it can be written, for random walks. */
 class expected_flow {

@@ -28,6 +28,7 @@ using model_tests::private_volume;
 using model_tests::reference_sectors;
 using model_tests::run_in_child;
 using model_tests::set_file_content;
+using model_tests::write_results;
 
 namespace {
 
@@ -49,12 +50,6 @@ std::string log_without_progress() {
         at = end;
     }
     return kept;
-}
-
-engine_write_results write_results() {
-    engine_write_results results = {};
-    engine_results_write(&results);
-    return results;
 }
 
 /* 256 pages and no more. */

@@ -232,6 +232,18 @@ write_flow new_flow(uint64_t space_total) {
     return fw;
 }
 
+engine_write_results write_results() {
+    engine_write_results results = {};
+    engine_results_write(&results);
+    return results;
+}
+
+engine_read_results read_results() {
+    engine_read_results results = {};
+    engine_results_read(&results);
+    return results;
+}
+
 uint32_t random_seed() {
     const char *fixed = getenv("TROVIK_TEST_SEED");
     return fixed != nullptr ? static_cast<uint32_t>(strtoul(fixed, nullptr, 10))

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "model/engine_results.h"
 #include "model/f3write.h"
 
 namespace model_tests {
@@ -114,6 +115,10 @@ void mount_file_with_an_error_behind(const std::string &path, size_t good_bytes)
 
 /* A measurement as a write phase starts it. */
 write_flow new_flow(uint64_t space_total);
+
+/* The records of the phases as they are now. */
+engine_write_results write_results();
+engine_read_results read_results();
 
 /* A seed for random cases: TROVIK_TEST_SEED when set, else fresh. Put it into a
  * SCOPED_TRACE. */

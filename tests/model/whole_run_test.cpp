@@ -23,6 +23,7 @@ using model_tests::file_content;
 using model_tests::file_size;
 using model_tests::private_folder;
 using model_tests::private_volume;
+using model_tests::read_results;
 using model_tests::reference_sectors;
 using model_tests::run_in_child;
 using model_tests::set_file_content;
@@ -35,12 +36,6 @@ void list_and_read(const char *volume, int start_at) {
     int *files = ls_my_files(volume, start_at);
     f3read_iterate_files(volume, files, start_at, 1);
     free(files);
-}
-
-engine_read_results read_results() {
-    engine_read_results results = {};
-    engine_results_read(&results);
-    return results;
 }
 
 std::string sector_of_file(const std::string &path, uint64_t offset) {

@@ -15,17 +15,6 @@
 
 namespace system_tests {
 
-// Digits and the suffix: what a run may remove, or refuse to begin for.
-static bool looks_like_test_file(const std::string &name) {
-    const size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
-    return digits > 0 && name.substr(digits) == ".fff";
-}
-
-static bool is_test_file(const std::filesystem::path &path, const std::string &root) {
-    return path.parent_path() == root && looks_like_test_file(path.filename()) &&
-           path.filename().string()[0] != '0';
-}
-
 static entry_facts look_at(const std::string &path) {
     struct stat status = {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0) << path << ": " << std::strerror(errno);

@@ -10,11 +10,10 @@
 #include <cstring>
 #include <filesystem>
 
+#include "mounts.h"
 #include "sector_oracle.h"
 
 namespace system_tests {
-
-constexpr std::uint64_t kib = 1024;
 
 static std::vector<std::string> plain_names() {
     return {"0.fff",
@@ -160,13 +159,6 @@ user_files::user_files(const std::string &root, const std::vector<user_file> &fi
         EXPECT_EQ(m_before[path].bytes, file.bytes) << path;
         EXPECT_EQ(m_before[path].hash, hash_of(content_of(file))) << path;
     }
-}
-
-static bool is_test_file(const std::filesystem::path &path, const std::string &root) {
-    const std::string name = path.filename();
-    const size_t digits = name.find_first_not_of("0123456789");
-    return path.parent_path() == root && digits > 0 && name[0] != '0' &&
-           name.substr(std::min(digits, name.size())) == ".fff";
 }
 
 std::map<std::string, user_files::facts> user_files::look() const {

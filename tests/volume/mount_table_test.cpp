@@ -28,12 +28,12 @@ int found_id(const std::vector<mount_entry> &table, const std::string &path) {
     return entry == nullptr ? -1 : entry->id;
 }
 
-const char *const ROOT = "1 0 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n";
+const char *const root_line = "1 0 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n";
 
 }  // namespace
 
 TEST(mount_table, every_field_of_a_line_is_read) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "36 1 8:17 /photos /mnt/card rw,noatime master:1 shared:7 - exfat "
                                 "/dev/sdb1 rw,errors=remount-ro\n");
     ASSERT_EQ(table.size(), 2U);
@@ -49,7 +49,7 @@ TEST(mount_table, every_field_of_a_line_is_read) {
 }
 
 TEST(mount_table, octal_escapes_become_their_bytes) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /media/NO\\040NAME\\012x\\011y\\134z\\043 rw - exfat "
                                 "/dev/disk\\040b rw\n");
     ASSERT_EQ(table.size(), 2U);
@@ -58,13 +58,14 @@ TEST(mount_table, octal_escapes_become_their_bytes) {
 }
 
 TEST(mount_table, bytes_that_are_no_utf8_stay) {
-    const auto table = table_of(std::string(ROOT) + "2 1 8:17 / /media/\xFF\xC3( rw - vfat x rw\n");
+    const auto table =
+        table_of(std::string(root_line) + "2 1 8:17 / /media/\xFF\xC3( rw - vfat x rw\n");
     ASSERT_EQ(table.size(), 2U);
     EXPECT_EQ(table[1].target, "/media/\xFF\xC3(");
 }
 
 TEST(mount_table, read_only_comes_from_the_mount_or_from_the_file_system) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /a ro,noatime - ext4 /dev/sdb1 rw\n"
                                 "3 1 8:18 / /b rw,noatime - ext4 /dev/sdb2 ro,discard\n"
                                 "4 1 8:19 / /c rw,noatime - ext4 /dev/sdb3 rw,errors=ro,rock\n");
@@ -75,7 +76,7 @@ TEST(mount_table, read_only_comes_from_the_mount_or_from_the_file_system) {
 }
 
 TEST(mount_table, lines_that_are_no_mounts_are_passed_over) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "\n# a comment\nnonsense\n5 1\n"
                                 "6 1 8:17 / /ok rw - ext4 /dev/sdb1 rw\n"
                                 "7 1 8:18 / /unfinished rw");
@@ -99,7 +100,7 @@ TEST(mount_table, a_missing_table_is_an_error_that_names_it) {
 }
 
 TEST(mount_table, a_path_lies_on_the_nearest_mount_above_it) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /media/card rw - exfat /dev/sdb1 rw\n"
                                 "3 2 8:33 / /media/card/in/side rw - exfat /dev/sdc1 rw\n");
     EXPECT_EQ(found_id(table, "/"), 1);
@@ -110,13 +111,14 @@ TEST(mount_table, a_path_lies_on_the_nearest_mount_above_it) {
 }
 
 TEST(mount_table, a_name_that_only_begins_like_a_mount_point_is_not_on_it) {
-    const auto table = table_of(std::string(ROOT) + "2 1 8:17 / /media/card rw - exfat x rw\n");
+    const auto table =
+        table_of(std::string(root_line) + "2 1 8:17 / /media/card rw - exfat x rw\n");
     EXPECT_EQ(found_id(table, "/media/card2"), 1);
     EXPECT_EQ(found_id(table, "/media/car"), 1);
 }
 
 TEST(mount_table, the_topmost_of_several_mounts_at_one_point_wins) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /mnt rw - ext4 /dev/sdb1 rw\n"
                                 "4 3 8:49 / /mnt rw - ext4 /dev/sdd1 rw\n"
                                 "3 2 8:33 / /mnt rw - ext4 /dev/sdc1 rw\n");
@@ -125,7 +127,7 @@ TEST(mount_table, the_topmost_of_several_mounts_at_one_point_wins) {
 }
 
 TEST(mount_table, a_mount_that_a_later_one_covers_is_not_found) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /a/b rw - ext4 /dev/sdb1 rw\n"
                                 "3 1 8:33 / /a rw - ext4 /dev/sdc1 rw\n");
     EXPECT_EQ(found_id(table, "/a/b"), 3);
@@ -141,7 +143,7 @@ TEST(mount_table, mounts_over_the_root_count) {
 }
 
 TEST(mount_table, parents_in_a_circle_come_to_an_end) {
-    const auto table = table_of(std::string(ROOT) +
+    const auto table = table_of(std::string(root_line) +
                                 "2 3 8:17 / /a rw - nfs x rw\n"
                                 "3 2 8:33 / /a rw - nfs x rw\n"
                                 "4 1 8:34 / /b rw - nfs x rw\n"
@@ -154,8 +156,8 @@ TEST(mount_table, parents_in_a_circle_come_to_an_end) {
 TEST(mount_table, without_a_root_or_for_a_relative_path_nothing_is_found) {
     EXPECT_EQ(found_id(table_of("5 4 8:17 / /mnt rw - ext4 /dev/sdb1 rw\n"), "/mnt"), -1);
     EXPECT_EQ(found_id({}, "/"), -1);
-    EXPECT_EQ(found_id(table_of(ROOT), "mnt"), -1);
-    EXPECT_EQ(found_id(table_of(ROOT), ""), -1);
+    EXPECT_EQ(found_id(table_of(root_line), "mnt"), -1);
+    EXPECT_EQ(found_id(table_of(root_line), ""), -1);
 }
 
 TEST(mount_table, network_types_and_unknown_daemons_are_remote) {

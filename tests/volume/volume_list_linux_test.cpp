@@ -44,12 +44,12 @@ size_t count_at(const std::vector<volume_info> &volumes, const std::string &root
                       [&](const volume_info &info) { return info.root == root; }));
 }
 
-const std::string ROOT = "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n";
+const std::string root_mount = "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n";
 
 }  // namespace
 
 TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
-    EXPECT_EQ(candidates(ROOT + "2 1 8:17 / /media/a/NO\\040NAME rw - exfat /dev/sdb1 rw\n"
+    EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /media/a/NO\\040NAME rw - exfat /dev/sdb1 rw\n"
                                 "3 1 179:1 / /media/a/card rw - vfat /dev/mmcblk0p1 rw\n"
                                 "4 1 8:33 / /run/media/a/ntfs rw - fuseblk /dev/sdc1 rw\n"
                                 "5 1 0:50 / /mnt rw - btrfs /dev/sdd1 rw\n"
@@ -61,7 +61,7 @@ TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
 }
 
 TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {
-    EXPECT_EQ(candidates(ROOT + "2 1 0:22 / /proc rw - proc proc rw\n"
+    EXPECT_EQ(candidates(root_mount + "2 1 0:22 / /proc rw - proc proc rw\n"
                                 "3 1 0:23 / /run rw - tmpfs tmpfs rw\n"
                                 "4 1 7:1 / /snap/core/1 ro - squashfs /dev/loop1 ro\n"
                                 "5 1 7:2 / /media/a/image ro - squashfs /dev/loop2 ro\n"
@@ -76,7 +76,7 @@ TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {
 }
 
 TEST(volume_list_linux, the_systems_own_mount_points_are_not) {
-    EXPECT_EQ(candidates(ROOT + "2 1 8:2 / /boot rw - ext4 /dev/sda2 rw\n"
+    EXPECT_EQ(candidates(root_mount + "2 1 8:2 / /boot rw - ext4 /dev/sda2 rw\n"
                                 "3 2 8:3 / /boot/efi rw - vfat /dev/sda3 rw\n"
                                 "4 1 8:4 / /home rw - ext4 /dev/sda4 rw\n"
                                 "5 1 8:5 / /var/lib/docker rw - ext4 /dev/sda5 rw\n"
@@ -86,7 +86,7 @@ TEST(volume_list_linux, the_systems_own_mount_points_are_not) {
 }
 
 TEST(volume_list_linux, covered_mounts_and_those_behind_a_network_are_not) {
-    EXPECT_EQ(candidates(ROOT + "2 1 8:17 / /mnt/a rw - exfat /dev/sdb1 rw\n"
+    EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /mnt/a rw - exfat /dev/sdb1 rw\n"
                                 "3 2 8:33 / /mnt/a rw - exfat /dev/sdc1 rw\n"
                                 "4 1 0:30 / /net rw - nfs srv:/ rw\n"
                                 "5 4 8:49 / /net/card rw - exfat /dev/sdd1 rw\n"

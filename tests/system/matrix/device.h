@@ -21,6 +21,9 @@ namespace system_tests {
 
 constexpr std::uint64_t device_bytes = 32 * mib;
 
+// Of one cell on a device.
+constexpr std::chrono::seconds device_cell_limit{120};
+
 struct file_system {
     const char *name;
     std::vector<std::string> make;   // program and options; the image is appended

@@ -11,8 +11,6 @@
 
 using namespace system_tests;
 
-static constexpr std::chrono::seconds cell_limit{120};
-
 namespace {
 
 class four_gib_away : public testing::TestWithParam<file_system> {};
@@ -42,7 +40,7 @@ TEST_P(four_gib_away, a_sector_of_another_test_file_is_told_from_the_right_one) 
     const std::string cells = folder.path() + "/cells";
     card medium({"--image", "--size=" + std::to_string(device_bytes), "--contents=" + image.path(),
                  "--backing=" + cells});
-    const watchdog guard(medium, cell_limit);
+    const watchdog guard(medium, device_cell_limit);
     const loop_device device(medium.file("card.img"));
     const mounted_file_system where(GetParam(), device);
     ASSERT_TRUE(where.is_mounted()) << where.refusal();

@@ -13,8 +13,6 @@
 
 using namespace system_tests;
 
-static constexpr std::chrono::seconds cell_limit{120};
-
 namespace {
 
 using cell = std::tuple<file_system, behaviour>;
@@ -37,10 +35,10 @@ cli_result on_a_file_system::run_to_its_end(card &medium, const volume &where) c
     if (row().image != promise::after_report)
         words.emplace_back("--keep-files");
     process_options options;
-    options.timeout = cell_limit;
+    options.timeout = device_cell_limit;
     child_process program(words, options);
     if (const std::string text = row().kill_after; !text.empty()) {
-        EXPECT_TRUE(program.wait_for_output(text, cell_limit)) << "not said: " << text;
+        EXPECT_TRUE(program.wait_for_output(text, device_cell_limit)) << "not said: " << text;
         medium.die();
     }
     cli_result result{program.wait(), nullptr};
@@ -129,7 +127,7 @@ TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
     for (const std::string &option : row().image_options(image.data()))
         options.push_back(option);
     card medium(options);
-    const watchdog guard(medium, cell_limit);
+    const watchdog guard(medium, device_cell_limit);
     const loop_device device(medium.file("card.img"));
     const mounted_file_system where(kind(), device);
     if (!where.is_mounted()) {
