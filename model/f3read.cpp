@@ -157,6 +157,16 @@ static void report_counts(const sector_counts &counts, struct timeval &last_line
                  static_cast<unsigned long long>(counts.overwritten), "");
 }
 
+/* Counts classified sectors one by one, with a line of counts now and then. */
+static void count_sectors(const enum sector_class *classes, size_t count, uint32_t progress,
+                          sector_counts &counts, struct timeval &last_line) {
+    for (size_t i = 0; i < count; ++i) {
+        count_sector(classes[i], counts);
+        if (progress != 0)
+            report_counts(counts, last_line);
+    }
+}
+
 /* Reads and classifies all sectors. Returns the error number that the stream's
  * last read left behind. */
 static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t progress,
@@ -169,6 +179,10 @@ static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t pro
     uint64_t bytes_done = 0;
     size_t sectors_read = 0;
     int read_error = 0;
+    /* A sector is counted when the next one has been read or could not be: the line that
+     * may come with it then knows how long that took. So the last of a full read waits. */
+    enum sector_class waiting = SECTOR_OK;
+    size_t waiting_count = 0;
     do {
         sectors_read = std::fread(sectors, SECTOR_SIZE, sectors_per_read, stream);
         read_error = errno;
@@ -176,11 +190,10 @@ static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t pro
         ENGINE_REQUIRE_IN(validation, sectors_read <= sectors_per_read, "sectors_read == 1",
                           module);
         f3read_classify_sectors(sectors, sectors_read, expected_offset + bytes_done, classes);
-        for (size_t i = 0; i < sectors_read; ++i) {
-            count_sector(classes[i], counts);
-            if (progress != 0)
-                report_counts(counts, last_line);
-        }
+        count_sectors(&waiting, waiting_count, progress, counts, last_line);
+        waiting_count = sectors_read == sectors_per_read ? 1 : 0;
+        waiting = classes[sectors_per_read - 1];
+        count_sectors(classes, sectors_read - waiting_count, progress, counts, last_line);
         bytes_done += sectors_read * SECTOR_SIZE;
         record_bytes_read(bytes_before + bytes_done);
     } while (sectors_read == sectors_per_read); /* fewer: the end, or an error */
