@@ -162,7 +162,8 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
     app.require_subcommand(1);
     app.footer(
         "Exit status: 0 all intact, 64 wrong usage, 65 data lost, 74 not everything could "
-        "be tested,\n77 refused before anything was changed.");
+        "be tested,\n75 intact, but perhaps read from the computer's memory, 77 refused before "
+        "anything was changed.");
     raw_words raw;
     for (const command_description &description : commands)
         add_command(app, description, arguments, raw);
