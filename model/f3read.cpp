@@ -31,14 +31,21 @@ static const char validation[] = "f3read_validate_file";
 /* Shortest time between two lines of counts, milliseconds. */
 constexpr int64_t progress_interval_ms = 200;
 
-/* Sectors that the stream is asked for at once: few system calls, yet small beside a
- * card's own read-ahead, and a shell sees even the slowest card move. */
-constexpr size_t sectors_per_read = 128;
+/* Sectors that the system is asked for at once: few calls, yet small beside a card's own
+ * read-ahead, and a shell sees even the slowest card move. */
+constexpr size_t sectors_per_request = 128;
 
 namespace {
 
 struct sector_counts {
     uint64_t ok, corrupted, changed, overwritten;
+};
+
+/* Where the reading of a file has ended, and why. */
+struct file_end {
+    uint64_t position = 0; /* bytes */
+    bool all_read = false; /* at the file's end; otherwise: */
+    int error = 0;
 };
 
 }  // namespace
@@ -127,18 +134,15 @@ static bool is_readable_entry(int fd) {
 }
 
 /* Opens a test file without following a link and without waiting for a FIFO's
- * other end. Null with the reason in errno on failure. */
-static FILE *open_for_reading(const char *full_fn) {
+ * other end. -1 with the reason in errno on failure. */
+static int open_for_reading(const char *full_fn) {
     const int fd = open(full_fn, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return nullptr;
-    FILE *stream = is_readable_entry(fd) ? fdopen(fd, "rb") : nullptr;
-    if (stream != nullptr)
-        return stream;
+    if (fd < 0 || is_readable_entry(fd))
+        return fd;
     const int error = errno;
     close(fd);
     errno = error;
-    return nullptr;
+    return -1;
 }
 
 /* Prints a line of counts when the last one is old enough. */
@@ -167,37 +171,44 @@ static void count_sectors(const enum sector_class *classes, size_t count, uint32
     }
 }
 
-/* Reads and classifies all sectors. Returns the error number that the stream's
- * last read left behind. */
-static int validate_sectors(FILE *stream, uint64_t expected_offset, uint32_t progress,
-                            uint64_t bytes_before, sector_counts &counts) {
+/* Reads and classifies all sectors. A sector is counted when the next one has been read
+ * or could not be: the line of counts that may come with it knows how long that took. So
+ * the last sector of what a request brings waits for the next request. */
+static file_end validate_sectors(int fd, uint64_t expected_offset, uint32_t progress,
+                                 uint64_t bytes_before, sector_counts &counts) {
     /* Written and read by the test's thread alone. */
-    alignas(64) static char sectors[sectors_per_read * SECTOR_SIZE];
-    static enum sector_class classes[sectors_per_read];
+    alignas(64) static char bytes[sectors_per_request * SECTOR_SIZE];
+    static enum sector_class classes[sectors_per_request];
     struct timeval last_line = {};
     last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
-    uint64_t bytes_done = 0;
-    size_t sectors_read = 0;
-    int read_error = 0;
-    /* A sector is counted when the next one has been read or could not be: the line that
-     * may come with it then knows how long that took. So the last of a full read waits. */
     enum sector_class waiting = SECTOR_OK;
     size_t waiting_count = 0;
-    do {
-        sectors_read = std::fread(sectors, SECTOR_SIZE, sectors_per_read, stream);
-        read_error = errno;
-        /* One at a time as far as anyone can see: never more than asked for. */
-        ENGINE_REQUIRE_IN(validation, sectors_read <= sectors_per_read, "sectors_read == 1",
-                          module);
-        f3read_classify_sectors(sectors, sectors_read, expected_offset + bytes_done, classes);
+    size_t incomplete = 0; /* bytes of a sector whose rest is still to come */
+    file_end end = {};
+    for (;;) {
+        const ssize_t got = read(fd, bytes + incomplete, sizeof bytes - incomplete);
+        end.error = errno;
+        if (got <= 0) {
+            count_sectors(&waiting, waiting_count, progress, counts, last_line);
+            end.all_read = got == 0;
+            return end;
+        }
+        end.position += static_cast<uint64_t>(got);
+        const size_t available = incomplete + static_cast<size_t>(got);
+        const size_t sectors = available / SECTOR_SIZE;
+        ENGINE_REQUIRE_IN(validation, sectors <= sectors_per_request, "sectors_read == 1", module);
+        incomplete = available % SECTOR_SIZE;
+        if (sectors == 0)
+            continue;
+        f3read_classify_sectors(bytes, sectors, expected_offset, classes);
         count_sectors(&waiting, waiting_count, progress, counts, last_line);
-        waiting_count = sectors_read == sectors_per_read ? 1 : 0;
-        waiting = classes[sectors_per_read - 1];
-        count_sectors(classes, sectors_read - waiting_count, progress, counts, last_line);
-        bytes_done += sectors_read * SECTOR_SIZE;
-        record_bytes_read(bytes_before + bytes_done);
-    } while (sectors_read == sectors_per_read); /* fewer: the end, or an error */
-    return read_error;
+        count_sectors(classes, sectors - 1, progress, counts, last_line);
+        waiting = classes[sectors - 1];
+        waiting_count = 1;
+        expected_offset += sectors * SECTOR_SIZE;
+        record_bytes_read(bytes_before + end.position - incomplete);
+        std::memmove(bytes, bytes + sectors * SECTOR_SIZE, incomplete);
+    }
 }
 
 static void add_elapsed(struct timeval *elapsed, const struct timeval &t1,
@@ -225,8 +236,6 @@ static void prepare_reading(int fd, struct timeval &t1) {
 void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *corrupted,
                           uint64_t *changed, uint64_t *overwritten, uint64_t *size, int *read_all,
                           struct timeval *elapsed, uint32_t progress) {
-    /* Written and read by the test's thread alone. */
-    static char stream_buffer[sectors_per_read * SECTOR_SIZE];
     char full_fn[ENGINE_PATH_MAX];
     const char *filename = nullptr;
     full_fn_from_number(full_fn, &filename, path, number);
@@ -234,21 +243,19 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     log_line_cut("Validating file number %d ... %s\n", number_of_index(number),
                  progress != 0 ? "                                 " : "");
 
-    FILE *stream = open_for_reading(full_fn);
-    if (stream == nullptr)
+    const int fd = open_for_reading(full_fn);
+    if (fd < 0)
         engine_fatal_exit(errno, "ERR: Can't open file", full_fn);
-    std::setvbuf(stream, stream_buffer, _IOFBF, sizeof stream_buffer);
     struct timeval t1 = {};
     struct timeval t2 = {};
-    prepare_reading(fileno(stream), t1);
+    prepare_reading(fd, t1);
 
     struct engine_read_results before = {};
     engine_results_read(&before);
     sector_counts counts = {};
     const uint64_t first_offset =
         static_cast<uint64_t>(static_cast<int64_t>(number)) * test_file_size;
-    const int read_error =
-        validate_sectors(stream, first_offset, progress, before.bytes_read, counts);
+    const file_end end = validate_sectors(fd, first_offset, progress, before.bytes_read, counts);
     ENGINE_REQUIRE(!gettimeofday(&t2, NULL), module);
     add_elapsed(elapsed, t1, t2);
 
@@ -256,10 +263,10 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     *corrupted = counts.corrupted;
     *changed = counts.changed;
     *overwritten = counts.overwritten;
-    *read_all = std::feof(stream);
-    ENGINE_REQUIRE_AS(*read_all || read_error == EIO, "*read_all || errno == EIO", module);
-    *size = static_cast<uint64_t>(ftello(stream));
-    std::fclose(stream);
+    *read_all = end.all_read ? 1 : 0;
+    ENGINE_REQUIRE_AS(*read_all || end.error == EIO, "*read_all || errno == EIO", module);
+    *size = end.position;
+    close(fd);
     std::fputs("\n", stdout);
     record_bytes_read(before.bytes_read + *size);
 }

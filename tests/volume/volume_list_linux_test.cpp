@@ -50,48 +50,48 @@ const std::string root_mount = "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n";
 
 TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /media/a/NO\\040NAME rw - exfat /dev/sdb1 rw\n"
-                                "3 1 179:1 / /media/a/card rw - vfat /dev/mmcblk0p1 rw\n"
-                                "4 1 8:33 / /run/media/a/ntfs rw - fuseblk /dev/sdc1 rw\n"
-                                "5 1 0:50 / /mnt rw - btrfs /dev/sdd1 rw\n"
-                                "6 1 7:3 / /tmp/loop rw - ext4 /dev/loop3 rw\n"
-                                "7 1 0:51 / /tmp/card rw - fuse.trovik-cardsim cardsim rw\n"
-                                "8 1 8:49 / /media/a/locked ro - exfat /dev/sdd1 ro\n"),
+                                      "3 1 179:1 / /media/a/card rw - vfat /dev/mmcblk0p1 rw\n"
+                                      "4 1 8:33 / /run/media/a/ntfs rw - fuseblk /dev/sdc1 rw\n"
+                                      "5 1 0:50 / /mnt rw - btrfs /dev/sdd1 rw\n"
+                                      "6 1 7:3 / /tmp/loop rw - ext4 /dev/loop3 rw\n"
+                                      "7 1 0:51 / /tmp/card rw - fuse.trovik-cardsim cardsim rw\n"
+                                      "8 1 8:49 / /media/a/locked ro - exfat /dev/sdd1 ro\n"),
               (std::vector<std::string>{"/media/a/NO NAME", "/media/a/card", "/run/media/a/ntfs",
                                         "/mnt", "/tmp/loop", "/tmp/card", "/media/a/locked"}));
 }
 
 TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {
     EXPECT_EQ(candidates(root_mount + "2 1 0:22 / /proc rw - proc proc rw\n"
-                                "3 1 0:23 / /run rw - tmpfs tmpfs rw\n"
-                                "4 1 7:1 / /snap/core/1 ro - squashfs /dev/loop1 ro\n"
-                                "5 1 7:2 / /media/a/image ro - squashfs /dev/loop2 ro\n"
-                                "6 1 11:0 / /media/a/film ro - udf /dev/sr0 ro\n"
-                                "7 1 7:4 / /media/a/disc ro - iso9660 /dev/loop4 ro\n"
-                                "8 1 0:30 / /net rw - nfs4 srv:/ rw\n"
-                                "9 1 0:31 / /mnt/ssh rw - fuse.sshfs a@b: rw\n"
-                                "10 1 0:32 / /mnt/auto rw - autofs systemd-1 rw\n"
-                                "11 1 0:33 / /mnt/any rw - fuse any rw\n"
-                                "12 1 0:34 / /mnt/over rw - overlay overlay rw\n"),
+                                      "3 1 0:23 / /run rw - tmpfs tmpfs rw\n"
+                                      "4 1 7:1 / /snap/core/1 ro - squashfs /dev/loop1 ro\n"
+                                      "5 1 7:2 / /media/a/image ro - squashfs /dev/loop2 ro\n"
+                                      "6 1 11:0 / /media/a/film ro - udf /dev/sr0 ro\n"
+                                      "7 1 7:4 / /media/a/disc ro - iso9660 /dev/loop4 ro\n"
+                                      "8 1 0:30 / /net rw - nfs4 srv:/ rw\n"
+                                      "9 1 0:31 / /mnt/ssh rw - fuse.sshfs a@b: rw\n"
+                                      "10 1 0:32 / /mnt/auto rw - autofs systemd-1 rw\n"
+                                      "11 1 0:33 / /mnt/any rw - fuse any rw\n"
+                                      "12 1 0:34 / /mnt/over rw - overlay overlay rw\n"),
               std::vector<std::string>());
 }
 
 TEST(volume_list_linux, the_systems_own_mount_points_are_not) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:2 / /boot rw - ext4 /dev/sda2 rw\n"
-                                "3 2 8:3 / /boot/efi rw - vfat /dev/sda3 rw\n"
-                                "4 1 8:4 / /home rw - ext4 /dev/sda4 rw\n"
-                                "5 1 8:5 / /var/lib/docker rw - ext4 /dev/sda5 rw\n"
-                                "6 1 8:6 / /etc/hosts rw - ext4 /dev/sda6 rw\n"
-                                "7 1 8:7 / /bootable rw - ext4 /dev/sda7 rw\n"),
+                                      "3 2 8:3 / /boot/efi rw - vfat /dev/sda3 rw\n"
+                                      "4 1 8:4 / /home rw - ext4 /dev/sda4 rw\n"
+                                      "5 1 8:5 / /var/lib/docker rw - ext4 /dev/sda5 rw\n"
+                                      "6 1 8:6 / /etc/hosts rw - ext4 /dev/sda6 rw\n"
+                                      "7 1 8:7 / /bootable rw - ext4 /dev/sda7 rw\n"),
               std::vector<std::string>{"/bootable"});
 }
 
 TEST(volume_list_linux, covered_mounts_and_those_behind_a_network_are_not) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /mnt/a rw - exfat /dev/sdb1 rw\n"
-                                "3 2 8:33 / /mnt/a rw - exfat /dev/sdc1 rw\n"
-                                "4 1 0:30 / /net rw - nfs srv:/ rw\n"
-                                "5 4 8:49 / /net/card rw - exfat /dev/sdd1 rw\n"
-                                "6 1 8:65 / /m/b rw - exfat /dev/sde1 rw\n"
-                                "7 1 8:81 / /m rw - exfat /dev/sdf1 rw\n"),
+                                      "3 2 8:33 / /mnt/a rw - exfat /dev/sdc1 rw\n"
+                                      "4 1 0:30 / /net rw - nfs srv:/ rw\n"
+                                      "5 4 8:49 / /net/card rw - exfat /dev/sdd1 rw\n"
+                                      "6 1 8:65 / /m/b rw - exfat /dev/sde1 rw\n"
+                                      "7 1 8:81 / /m rw - exfat /dev/sdf1 rw\n"),
               (std::vector<std::string>{"/mnt/a", "/m"}));
 }
 
