@@ -13,6 +13,8 @@
 
 namespace {
 
+using volume_tests::described;
+using volume_tests::is_root;
 using volume_tests::private_mounts;
 
 bool ids_are_empty = false;
@@ -38,20 +40,6 @@ struct covered_volume {
     std::string view;
     std::string link;
 };
-
-volume_info described(const std::string &path) {
-    volume_info info;
-    std::string error;
-    EXPECT_TRUE(volume_describe(path, info, error)) << error;
-    return info;
-}
-
-bool is_root(const std::string &path) {
-    bool answer = false;
-    std::string error;
-    EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
-    return answer;
-}
 
 bool same_file_system(const std::string &one, const std::string &other) {
     bool same = false;
