@@ -5,26 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <vector>
 
+#include "entries.h"
 #include "sector_oracle.h"
 
 namespace system_tests {
-
-// Digits and the suffix: what a run may remove, or refuse to begin for.
-static bool looks_like_test_file(const std::string &name) {
-    const size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
-    return digits > 0 && name.substr(digits) == ".fff";
-}
-
-static bool is_test_file(const std::filesystem::path &path, const std::string &root) {
-    return path.parent_path() == root && looks_like_test_file(path.filename()) &&
-           path.filename().string()[0] != '0';
-}
 
 static entry_facts look_at(const std::string &path) {
     struct stat status = {};
@@ -53,16 +42,7 @@ tree_facts look_at_tree(const std::string &root, bool with_test_files) {
 }
 
 void expect_same_tree(const tree_facts &before, const tree_facts &now) {
-    for (const auto &[path, facts] : before) {
-        const auto found = now.find(path);
-        if (found == now.end()) {
-            ADD_FAILURE() << path << " is gone";
-        } else {
-            EXPECT_TRUE(found->second == facts) << path << " has changed";
-        }
-    }
-    for (const auto &[path, facts] : now)
-        EXPECT_TRUE(before.contains(path)) << path << " is new";
+    expect_same_entries(before, now);
 }
 
 namespace {

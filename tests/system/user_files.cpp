@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "entries.h"
 #include "sector_oracle.h"
 
 namespace system_tests {
@@ -162,13 +163,6 @@ user_files::user_files(const std::string &root, const std::vector<user_file> &fi
     }
 }
 
-static bool is_test_file(const std::filesystem::path &path, const std::string &root) {
-    const std::string name = path.filename();
-    const size_t digits = name.find_first_not_of("0123456789");
-    return path.parent_path() == root && digits > 0 && name[0] != '0' &&
-           name.substr(std::min(digits, name.size())) == ".fff";
-}
-
 std::map<std::string, user_files::facts> user_files::look() const {
     std::map<std::string, facts> found;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(m_root)) {
@@ -192,17 +186,7 @@ std::map<std::string, user_files::facts> user_files::look() const {
 }
 
 void user_files::expect_untouched() const {
-    const std::map<std::string, facts> now = look();
-    for (const auto &[path, before] : m_before) {
-        const auto found = now.find(path);
-        if (found == now.end()) {
-            ADD_FAILURE() << path << " is gone";
-        } else {
-            EXPECT_TRUE(found->second == before) << path << " has changed";
-        }
-    }
-    for (const auto &[path, seen] : now)
-        EXPECT_TRUE(m_before.contains(path)) << path << " is new";
+    expect_same_entries(m_before, look());
 }
 
 }  // namespace system_tests
