@@ -3,24 +3,19 @@
 #include "app/remove_tree.h"
 
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <string>
 
+#include "../support/forbid_statx.h"
 #include "remove_tree_support.h"
 
 namespace fs = std::filesystem;
@@ -36,22 +31,7 @@ using remove_tree_tests::outcome_of;
 using remove_tree_tests::remove_and_tell;
 using remove_tree_tests::scene;
 using remove_tree_tests::write_file;
-
-namespace {
-
-// From here on the kernel does not know statx. Cannot be undone: for a child process.
-bool forbid_statx() {
-    std::array<sock_filter, 4> program = {
-        sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_statx, 0, 1),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
-}  // namespace
+using test_support::forbid_statx;
 
 TEST(remove_tree, a_folder_goes_with_everything_in_it_and_nothing_beside_it) {
     const scene here;

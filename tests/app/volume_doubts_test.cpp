@@ -1,7 +1,5 @@
 // Choosing what should not be tested: what cannot be used, what this machine needs,
 // and what is there no more.
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <QLabel>
@@ -10,6 +8,7 @@
 #include <QTest>
 #include <filesystem>
 
+#include "../support/locked_pages.h"
 #include "volume/run_lock.h"
 #include "volume_selection_support.h"
 #include "whole_run.h"
@@ -27,6 +26,7 @@ using system_tests::missing_for_mounts;
 using system_tests::private_folder;
 using system_tests::process_result;
 using system_tests::run_program;
+using test_support::locked_pages;
 
 TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_changes_nothing) {
     const private_folder folder;
@@ -217,24 +217,6 @@ TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_ha
 
 namespace {
 
-// The first page of a file, locked in memory as another program could lock it.
-class locked_page {
- public:
-    explicit locked_page(const std::string &path) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
-        close(fd);
-        EXPECT_NE(m_mapping, MAP_FAILED);
-        EXPECT_EQ(mlock(m_mapping, 4096), 0);
-    }
-    ~locked_page() { munmap(m_mapping, 4096); }
-    locked_page(const locked_page &) = delete;
-    locked_page &operator=(const locked_page &) = delete;
-
- private:
-    void *m_mapping;
-};
-
 // From Start to the result.
 class doubtful_run : public volume_selection {
  protected:
@@ -266,7 +248,7 @@ TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
     std::error_code none;
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return std::filesystem::file_size(where.file("1.fff"), none) + 1 > 4097; }, 60000));
-    const locked_page locked(where.file("1.fff"));
+    const locked_pages locked(where.file("1.fff"));
     finish();
     EXPECT_EQ(look_at(app()).verdict, "Not proven");
     const auto line = console().indexOf(

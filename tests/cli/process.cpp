@@ -104,6 +104,13 @@ int outcome::signal() const {
     return WIFSIGNALED(wait_status) ? WTERMSIG(wait_status) : 0;
 }
 
+process_options signal_at(const std::string &cue, int signal_number) {
+    process_options options;
+    options.cue = cue;
+    options.on_cue = [=](pid_t child) { kill(child, signal_number); };
+    return options;
+}
+
 outcome run_body(const std::function<void()> &body, const process_options &options) {
     outcome result;
     int out[2] = {-1, -1};

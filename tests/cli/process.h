@@ -37,6 +37,9 @@ struct process_options {
     std::string err_file;
 };
 
+// Sends the child this signal once its output contains `cue`.
+process_options signal_at(const std::string &cue, int signal_number);
+
 // Runs `body` in a forked child, or the program trovik-cli with these words. A
 // body that returns ends the child with status 0, its streams flushed; a child
 // that takes longer than 20 seconds is killed.

@@ -37,10 +37,7 @@ const char started[] = "Creating test file number 1 ...";
 
 // Sends the signal once the run has begun to write.
 process_options stopped_by(int signal_number) {
-    process_options options;
-    options.cue = started;
-    options.on_cue = [=](pid_t child) { kill(child, signal_number); };
-    return options;
+    return cli_tests::signal_at(started, signal_number);
 }
 
 process_options closing(std::initializer_list<int> descriptors) {

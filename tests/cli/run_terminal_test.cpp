@@ -21,8 +21,12 @@ using cli_tests::process_options;
 using cli_tests::run_cli_in_terminal;
 using cli_tests::screen;
 using cli_tests::screen_after;
+using cli_tests::signal_at;
 
 namespace {
+
+// Of the status line, while the first file is being written.
+const char first_file[] = "Writing 1.fff";
 
 // Number of lines that begin like this.
 size_t lines_beginning(const screen &shown, const std::string &start) {
@@ -74,10 +78,8 @@ TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
     for (const unsigned short width : std::initializer_list<unsigned short>{80, 20, 0}) {
         const private_volume volume("size=3g");
         SKIP_WITHOUT(volume);
-        process_options options;
+        process_options options = signal_at(first_file, SIGINT);
         options.columns = width;
-        options.cue = "Writing 1.fff";
-        options.on_cue = [](pid_t child) { kill(child, SIGINT); };
         const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
         EXPECT_EQ(result.signal(), SIGINT);
         // Lines longer than the terminal are the terminal's to break.
@@ -151,10 +153,8 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_file_cannot_be_removed) {
 TEST(run_terminal, a_volume_s_name_stays_tame_when_a_run_is_stopped) {
     const private_volume volume("size=3g", wild_name);
     SKIP_WITHOUT(volume);
-    process_options options;
-    options.cue = "Writing 1.fff";
-    options.on_cue = [](pid_t child) { kill(child, SIGTERM); };
-    const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
+    const outcome result =
+        run_cli_in_terminal({"write", volume.path()}, signal_at(first_file, SIGTERM));
     EXPECT_EQ(result.signal(), SIGTERM);
     expect_tame(result.out);
 }

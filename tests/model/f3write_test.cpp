@@ -52,6 +52,15 @@ std::string log_without_progress() {
     return kept;
 }
 
+/* Fills the file with this index; it holds the sectors from `offset` on. */
+void expect_file_of_sectors(const private_folder &folder, int index, size_t size, uint64_t offset) {
+    write_flow fw = new_flow(1U << 20U);
+    EXPECT_EQ(create_and_fill_file(folder.c_path(), index, size, &fw), 1);
+    EXPECT_EQ(file_content(folder.file(std::to_string(index + 1) + ".fff")),
+              reference_sectors(offset, size));
+    EXPECT_EQ(fw.bytes_written, size);
+}
+
 /* 256 pages and no more. */
 constexpr uint64_t small_volume = 1U << 20U;
 const char *const small_options = "size=1m";
@@ -60,13 +69,8 @@ const char *const small_options = "size=1m";
 
 TEST_F(f3write, a_file_holds_consecutive_sectors_from_its_index_on) {
     const private_folder folder;
-    for (const int index : {0, 1, 4}) {
-        write_flow fw = new_flow(1U << 20U);
-        EXPECT_EQ(create_and_fill_file(folder.c_path(), index, 65536, &fw), 1);
-        EXPECT_EQ(file_content(folder.file(std::to_string(index + 1) + ".fff")),
-                  reference_sectors(static_cast<uint64_t>(index) << 30U, 65536));
-        EXPECT_EQ(fw.bytes_written, 65536U);
-    }
+    for (const int index : {0, 1, 4})
+        expect_file_of_sectors(folder, index, 65536, static_cast<uint64_t>(index) << 30U);
 }
 
 TEST_F(f3write, a_file_far_away_keeps_its_64_bit_offset) {
@@ -79,12 +83,8 @@ TEST_F(f3write, a_file_far_away_keeps_its_64_bit_offset) {
 
 TEST_F(f3write, the_files_around_2_tb_and_the_last_of_all_have_their_own_offsets) {
     const private_folder folder;
-    for (const int index : {2047, 2048, 2147483645}) {
-        write_flow fw = new_flow(1U << 20U);
-        EXPECT_EQ(create_and_fill_file(folder.c_path(), index, 2048, &fw), 1);
-        EXPECT_EQ(file_content(folder.file(std::to_string(index + 1) + ".fff")),
-                  reference_sectors(static_cast<uint64_t>(index) * 1073741824, 2048));
-    }
+    for (const int index : {2047, 2048, 2147483645})
+        expect_file_of_sectors(folder, index, 2048, static_cast<uint64_t>(index) * 1073741824);
 }
 
 TEST_F(f3write, the_log_frames_a_file_with_two_lines) {

@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <vector>
 
+#include "entries.h"
 #include "sector_oracle.h"
 
 namespace system_tests {
@@ -42,16 +42,7 @@ tree_facts look_at_tree(const std::string &root, bool with_test_files) {
 }
 
 void expect_same_tree(const tree_facts &before, const tree_facts &now) {
-    for (const auto &[path, facts] : before) {
-        const auto found = now.find(path);
-        if (found == now.end()) {
-            ADD_FAILURE() << path << " is gone";
-        } else {
-            EXPECT_TRUE(found->second == facts) << path << " has changed";
-        }
-    }
-    for (const auto &[path, facts] : now)
-        EXPECT_TRUE(before.contains(path)) << path << " is new";
+    expect_same_entries(before, now);
 }
 
 namespace {

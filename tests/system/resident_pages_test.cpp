@@ -1,36 +1,13 @@
 // Test files of which another program keeps pages in memory: what is read then was never on the
 // way from the medium.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include "../support/locked_pages.h"
 #include "cli_run.h"
 #include "mounts.h"
 
 using namespace system_tests;
-
-namespace {
-
-// The first page of a file, locked in memory by this program.
-class locked_page {
- public:
-    explicit locked_page(const std::string &path) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
-        close(fd);
-        EXPECT_NE(m_mapping, MAP_FAILED);
-        EXPECT_EQ(mlock(m_mapping, 4096), 0);
-    }
-    ~locked_page() { munmap(m_mapping, 4096); }
-    locked_page(const locked_page &) = delete;
-    locked_page &operator=(const locked_page &) = delete;
-
- private:
-    void *m_mapping;
-};
-
-}  // namespace
+using test_support::locked_pages;
 
 static const char doubt[] =
     "What is read now may come from the computer's memory: 1.fff cannot be released from it, "
@@ -52,7 +29,7 @@ TEST(resident_pages, of_a_file_are_doubted_until_they_can_be_released) {
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
     run_cli({"write", where.path()});
     {
-        const locked_page locked(where.file("1.fff"));
+        const locked_pages locked(where.file("1.fff"));
         const cli_result run = run_cli_with_report({"read", where.path()});
         expect_doubted(run, run.json);
     }
@@ -68,7 +45,7 @@ TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
     const report_file report;
     child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
     ASSERT_TRUE(run.wait_for_output(" KB/s", std::chrono::seconds{60}));
-    const locked_page locked(where.file("1.fff"));
+    const locked_pages locked(where.file("1.fff"));
     const process_result ended = run.wait();
     expect_doubted(ended, report.read());
 }

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -26,16 +25,6 @@ sector_tally &sector_tally::operator+=(const sector_tally &other) {
 void PrintTo(const sector_tally &tally, std::ostream *out) {
     *out << "{ok " << tally.ok << ", corrupted " << tally.corrupted << ", changed " << tally.changed
          << ", overwritten " << tally.overwritten << "}";
-}
-
-bool looks_like_test_file(const std::string &name) {
-    const size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
-    return digits > 0 && name.substr(digits) == ".fff";
-}
-
-bool is_test_file(const std::filesystem::path &path, const std::string &root) {
-    const std::string name = path.filename();
-    return path.parent_path() == root && looks_like_test_file(name) && name[0] != '0';
 }
 
 static drand48_data seeded_by(std::uint64_t position) {

@@ -5,7 +5,6 @@
 #define TROVIK_TESTS_SYSTEM_SECTOR_ORACLE_H
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,12 +23,6 @@ struct sector_tally {
 
 // What a failed comparison prints.
 void PrintTo(const sector_tally &tally, std::ostream *out);
-
-// Digits and the suffix: what a run may remove, or refuse to begin for.
-bool looks_like_test_file(const std::string &name);
-
-// One that is a run's own, in the root folder of its volume.
-bool is_test_file(const std::filesystem::path &path, const std::string &root);
 
 // The 512 bytes that belong at this position of all test files laid end to end.
 std::vector<unsigned char> oracle_sector(std::uint64_t position);

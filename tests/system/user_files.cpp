@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "entries.h"
 #include "mounts.h"
 #include "sector_oracle.h"
 
@@ -184,17 +185,7 @@ std::map<std::string, user_files::facts> user_files::look() const {
 }
 
 void user_files::expect_untouched() const {
-    const std::map<std::string, facts> now = look();
-    for (const auto &[path, before] : m_before) {
-        const auto found = now.find(path);
-        if (found == now.end()) {
-            ADD_FAILURE() << path << " is gone";
-        } else {
-            EXPECT_TRUE(found->second == before) << path << " has changed";
-        }
-    }
-    for (const auto &[path, seen] : now)
-        EXPECT_TRUE(m_before.contains(path)) << path << " is new";
+    expect_same_entries(m_before, look());
 }
 
 }  // namespace system_tests

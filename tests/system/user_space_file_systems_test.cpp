@@ -60,26 +60,54 @@ class mounted_device : public volume {
     ~mounted_device() override { unmount(); }
 };
 
+// The file system on a device of 20 MiB on a card of this kind.
+struct mounted_card {
+    mounted_card(std::vector<std::string> card_options, const user_space_file_system &kind)
+        : below(std::move(card_options)), loop(below, 20 * mib), mounted(loop.device(), kind) {}
+    card below;
+    loop_on_card loop;
+    mounted_device mounted;
+};
+
 class in_user_space : public testing::TestWithParam<user_space_file_system> {
  protected:
+    static inline const std::vector<std::string> sound = {"--size=24M"};
+    static inline const std::vector<std::string> counterfeit = {"--size=24M", "--real-size=8M",
+                                                                "--beyond=drop-00"};
+
     static std::string missing() {
         const std::string card_missing = missing_for_cards();
         return card_missing.empty()
                    ? missing_for_images({GetParam().make[0], GetParam().mount[0], "losetup"})
                    : card_missing;
     }
+
+    // Keeps in m_run how a test of such a card ends that is run by a user who may use the volume
+    // and may not open its device; none when that cannot be had, skipped then or failed.
+    void test_without_the_device(const std::vector<std::string> &card_options) {
+        SKIP_IF_MISSING(missing());
+        const mounted_card where(card_options, GetParam());
+        if (HasFailure())
+            return;
+        process_options options;
+        options.user = 65534;
+        options.environment = {"HOME=/"};
+        EXPECT_EQ(chmod(where.mounted.path().c_str(), 0777), 0);
+        if (run_cli({"info", where.mounted.path()}, options).exit_status != 0)
+            GTEST_SKIP() << "an ordinary user may not reach " << GetParam().name << " here";
+        m_run = run_cli({"test", where.mounted.path(), "--json=-"}, options);
+    }
+    std::optional<process_result> m_run;
 };
 
 }  // namespace
 
 TEST_P(in_user_space, a_counterfeit_device_is_found_out) {
     SKIP_IF_MISSING(missing());
-    const card counterfeit({"--size=24M", "--real-size=8M", "--beyond=drop-00"});
-    const loop_on_card loop(counterfeit, 20 * mib);
-    const mounted_device where(loop.device(), GetParam());
+    const mounted_card where(counterfeit, GetParam());
     if (HasFailure())
         return;
-    const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
+    const cli_result run = run_cli_with_report({"test", where.mounted.path(), "--keep-files"});
 
     EXPECT_EQ(run.exit_status, 65) << run.out << run.err;
     EXPECT_EQ(run.json.at("verdict"), "data_lost");
@@ -87,19 +115,8 @@ TEST_P(in_user_space, a_counterfeit_device_is_found_out) {
     // All that did not fit into the real size, and at least half of what was written.
     EXPECT_GT(tally_of(run.json).corrupted, 8 * mib / oracle_sector_bytes);
     // The files as they are now, the device's copy gone, are what was reported.
-    EXPECT_EQ(run_program({"blockdev", "--flushbufs", loop.device()}).exit_status, 0);
-    expect_oracle_agrees(where, run.json);
-}
-
-// Run by a user who may use the volume and may not open its device; none when that cannot be had.
-static std::optional<process_result> tested_without_the_device(const mounted_device &where) {
-    process_options options;
-    options.user = 65534;
-    options.environment = {"HOME=/"};
-    EXPECT_EQ(chmod(where.path().c_str(), 0777), 0);
-    if (run_cli({"info", where.path()}, options).exit_status != 0)
-        return std::nullopt;
-    return run_cli({"test", where.path(), "--json=-"}, options);
+    EXPECT_EQ(run_program({"blockdev", "--flushbufs", where.loop.device()}).exit_status, 0);
+    expect_oracle_agrees(where.mounted, run.json);
 }
 
 // It looks intact, since it is the computer's memory that is read.
@@ -115,35 +132,22 @@ static void expect_unproven(const process_result &run) {
 }
 
 TEST_P(in_user_space, a_copy_that_cannot_be_dropped_is_never_a_pass) {
-    SKIP_IF_MISSING(missing());
-    const card sound({"--size=24M"});
-    const loop_on_card loop(sound, 20 * mib);
-    const mounted_device where(loop.device(), GetParam());
-    if (HasFailure())
-        return;
-    const std::optional<process_result> run = tested_without_the_device(where);
-    if (!run)
-        GTEST_SKIP() << "an ordinary user may not reach " << GetParam().name << " here";
-    expect_unproven(*run);
+    test_without_the_device(sound);
+    if (m_run)
+        expect_unproven(*m_run);
 }
 
 TEST_P(in_user_space, a_counterfeit_device_whose_copy_cannot_be_dropped_is_never_a_pass) {
-    SKIP_IF_MISSING(missing());
-    const card counterfeit({"--size=24M", "--real-size=8M", "--beyond=drop-00"});
-    const loop_on_card loop(counterfeit, 20 * mib);
-    const mounted_device where(loop.device(), GetParam());
-    if (HasFailure())
+    test_without_the_device(counterfeit);
+    if (!m_run)
         return;
-    const std::optional<process_result> run = tested_without_the_device(where);
-    if (!run)
-        GTEST_SKIP() << "an ordinary user may not reach " << GetParam().name << " here";
-    const auto report = nlohmann::json::parse(run->out, nullptr, false);
-    ASSERT_TRUE(report.is_object()) << run->err;
+    const auto report = nlohmann::json::parse(m_run->out, nullptr, false);
+    ASSERT_TRUE(report.is_object()) << m_run->err;
     EXPECT_TRUE(report.at("read").at("may_rest_on_memory"));
     // The system takes memory back when it likes: then part of the truth is read after all.
     const bool shows = report.at("read").at("sectors").at("corrupted") > 0;
     EXPECT_EQ(report.at("verdict"), shows ? "data_lost" : "unproven");
-    EXPECT_EQ(run->exit_status, shows ? 65 : 75) << run->out << run->err;
+    EXPECT_EQ(m_run->exit_status, shows ? 65 : 75) << m_run->out << m_run->err;
 }
 
 INSTANTIATE_TEST_SUITE_P(

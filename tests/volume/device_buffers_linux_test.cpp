@@ -1,8 +1,6 @@
 // Buffers below a file system: which volumes have them, and what is said when they cannot be
 // dropped. Whole runs on counterfeit devices below exFAT and NTFS are among the system's tests.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -11,10 +9,12 @@
 #include <fstream>
 #include <thread>
 
+#include "../support/locked_pages.h"
 #include "support.h"
 #include "volume/device_buffers.h"
 
 using namespace volume_tests;
+using test_support::locked_pages;
 
 static volume_info volume_on(const std::string &file_system, const std::string &source) {
     volume_info volume;
@@ -68,25 +68,6 @@ std::string device_of(private_mounts &mounts, std::uintmax_t bytes) {
     return mounts.attach_loop(image);
 }
 
-// As another program may keep a device's pages: mapped, and locked if it may.
-class mapped_pages {
- public:
-    mapped_pages(const std::string &node, off_t offset, std::size_t bytes) : m_bytes(bytes) {
-        const int fd = open(node.c_str(), O_RDONLY | O_CLOEXEC);
-        m_mapping = mmap(nullptr, bytes, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, offset);
-        close(fd);
-        EXPECT_NE(m_mapping, MAP_FAILED);
-        EXPECT_EQ(mlock(m_mapping, bytes), 0);
-    }
-    ~mapped_pages() { munmap(m_mapping, m_bytes); }
-    mapped_pages(const mapped_pages &) = delete;
-    mapped_pages &operator=(const mapped_pages &) = delete;
-
- private:
-    std::size_t m_bytes;
-    void *m_mapping;
-};
-
 }  // namespace
 
 TEST(device_buffers, that_stay_are_a_reason_to_doubt_until_they_can_go) {
@@ -99,14 +80,14 @@ TEST(device_buffers, that_stay_are_a_reason_to_doubt_until_they_can_go) {
     EXPECT_TRUE(device_buffers_drop(volume_on("fuseblk", node), reason)) << reason;
     const std::string stay = "the buffers of " + node + " cannot be dropped, ";
     {
-        const mapped_pages mapped(node, off_t{100} << 20, std::size_t{1} << 20);
+        const locked_pages locked(node, off_t{100} << 20, std::size_t{1} << 20);
         EXPECT_FALSE(device_buffers_drop(volume_on("fuseblk", node), reason));
         EXPECT_EQ(reason.rfind(stay, 0), 0U) << reason;
         // More where the system keeps them in larger pieces.
         EXPECT_GE(std::stoull(reason.substr(stay.size())), 1U << 20) << reason;
     }
     {
-        const mapped_pages mapped(node, (off_t{150} << 20) - 4096, 4096);
+        const locked_pages locked(node, (off_t{150} << 20) - 4096, 4096);
         EXPECT_FALSE(device_buffers_drop(volume_on("fuse.kind", node), reason));
         EXPECT_EQ(reason.rfind(stay, 0), 0U) << reason;
     }

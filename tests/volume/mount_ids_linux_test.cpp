@@ -3,22 +3,18 @@
 // system's and leaves the answer empty, as an emulator of system calls does.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstddef>
-
+#include "../support/forbid_statx.h"
 #include "support.h"
 #include "volume/volume.h"
 
 namespace {
 
+using volume_tests::described;
+using volume_tests::is_root;
 using volume_tests::private_mounts;
 
 bool ids_are_empty = false;
@@ -29,19 +25,6 @@ struct with_empty_ids {
     with_empty_ids(const with_empty_ids &) = delete;
     with_empty_ids &operator=(const with_empty_ids &) = delete;
 };
-
-// From here on the kernel does not know statx, as in old kernels and in some sandboxes. Cannot be
-// undone: for a child process.
-bool forbid_statx() {
-    std::array<sock_filter, 4> program = {
-        sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_statx, 0, 1),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
 
 // A volume that covers another one, a link into it, and a view of a part of it.
 struct covered_volume {
@@ -57,20 +40,6 @@ struct covered_volume {
     std::string view;
     std::string link;
 };
-
-volume_info described(const std::string &path) {
-    volume_info info;
-    std::string error;
-    EXPECT_TRUE(volume_describe(path, info, error)) << error;
-    return info;
-}
-
-bool is_root(const std::string &path) {
-    bool answer = false;
-    std::string error;
-    EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
-    return answer;
-}
 
 bool same_file_system(const std::string &one, const std::string &other) {
     bool same = false;
@@ -114,7 +83,7 @@ TEST(mount_ids_linux, a_kernel_that_does_not_tell_them_leads_to_the_same_answers
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        if (!forbid_statx()) {
+        if (!test_support::forbid_statx()) {
             _exit(125);
         }
         expect_the_same_answers(volume);

@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -13,10 +12,12 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../support/locked_pages.h"
 #include "support.h"
 #include "volume/medium_doubt.h"
 #include "volume/page_residency.h"
 
+using test_support::locked_pages;
 using volume_tests::private_folder;
 using volume_tests::private_mounts;
 
@@ -59,24 +60,6 @@ class resident_pages : public testing::Test {
     std::string reason;
 };
 
-// A page of a file that cannot be dropped as long as this lives.
-class pinned_page {
- public:
-    explicit pinned_page(const std::string &path) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        m_mapping = mmap(nullptr, 4096, PROT_READ, MAP_SHARED | MAP_POPULATE, fd, 0);
-        close(fd);
-        EXPECT_NE(m_mapping, MAP_FAILED);
-        EXPECT_EQ(mlock(m_mapping, 4096), 0);
-    }
-    ~pinned_page() { munmap(m_mapping, 4096); }
-    pinned_page(const pinned_page &) = delete;
-    pinned_page &operator=(const pinned_page &) = delete;
-
- private:
-    void *m_mapping;
-};
-
 std::uint64_t bytes_in_memory(const std::string &path) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     int error = 0;
@@ -114,7 +97,7 @@ TEST_F(resident_pages, a_file_just_written_is_written_out_and_gone_from_memory_a
 TEST_F(resident_pages, a_page_that_stays_is_named_and_is_no_reason_once_it_can_go) {
     make_file("2.fff");
     {
-        const pinned_page pinned(file("2.fff"));
+        const locked_pages locked(file("2.fff"));
         EXPECT_FALSE(drop({"1.fff", "2.fff"}));
         EXPECT_EQ(reason.rfind("2.fff cannot be released from it, ", 0), 0U) << reason;
         EXPECT_GT(bytes_in_memory(file("2.fff")), 0U);
@@ -167,7 +150,7 @@ TEST_F(resident_pages, that_no_memory_is_left_to_ask_for_are_a_reason) {
 }
 
 TEST_F(resident_pages, on_a_read_only_mount_are_known_to_root) {
-    const pinned_page pinned(file("1.fff"));
+    const locked_pages locked(file("1.fff"));
     EXPECT_FALSE(drop({"1.fff"}));
     ASSERT_EQ(mount(nullptr, m_folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     EXPECT_FALSE(drop({"1.fff"}));
@@ -190,7 +173,7 @@ TEST_F(resident_pages, of_files_that_could_not_be_listed_are_a_reason) {
 }
 
 TEST_F(resident_pages, of_a_volume_in_memory_are_its_medium) {
-    const pinned_page pinned(file("1.fff"));
+    const locked_pages locked(file("1.fff"));
     for (const char *type : {"tmpfs", "ramfs"}) {
         m_volume.file_system = type;
         EXPECT_TRUE(drop({"1.fff"})) << reason;
@@ -199,7 +182,7 @@ TEST_F(resident_pages, of_a_volume_in_memory_are_its_medium) {
 
 TEST_F(resident_pages, of_what_is_no_test_file_are_not_asked_for) {
     make_file("precious");
-    const pinned_page pinned(file("precious"));
+    const locked_pages locked(file("precious"));
     std::filesystem::create_symlink("precious", file("2.fff"));
     ASSERT_EQ(mkfifo(file("3.fff").c_str(), 0600), 0);
     std::filesystem::create_directory(file("4.fff"));
@@ -213,7 +196,7 @@ TEST_F(resident_pages, of_another_users_file_cannot_be_known_and_are_no_reason) 
     if (geteuid() != 0)
         GTEST_SKIP() << "this process has nobody else's file";
     ASSERT_EQ(chmod(file("1.fff").c_str(), 0644), 0);
-    const pinned_page pinned(file("1.fff"));
+    const locked_pages locked(file("1.fff"));
     std::filesystem::path above = m_folder;
     for (; above != "/tmp" && above != "/"; above = above.parent_path())
         std::filesystem::permissions(above, std::filesystem::perms::all);

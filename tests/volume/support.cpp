@@ -192,4 +192,18 @@ dev_t node_number(const std::string &node) {
     return status.st_rdev;
 }
 
+volume_info described(const std::string &path) {
+    volume_info info;
+    std::string error;
+    EXPECT_TRUE(volume_describe(path, info, error)) << error;
+    return info;
+}
+
+bool is_root(const std::string &path) {
+    bool answer = false;
+    std::string error;
+    EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
+    return answer;
+}
+
 }  // namespace volume_tests

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "volume/volume.h"
+
 namespace volume_tests {
 
 // A folder under /tmp that is removed with all it holds.
@@ -72,6 +74,10 @@ int kernel_mount_id(const std::string &path);
 
 // The number of a device node.
 dev_t node_number(const std::string &node);
+
+// What the room says of a path; the test fails when it says that it cannot.
+volume_info described(const std::string &path);
+bool is_root(const std::string &path);
 
 }  // namespace volume_tests
 

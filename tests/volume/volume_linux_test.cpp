@@ -14,27 +14,15 @@
 
 namespace {
 
+using volume_tests::described;
+using volume_tests::is_root;
 using volume_tests::private_mounts;
-
-volume_info described(const std::string &path) {
-    volume_info info;
-    std::string error;
-    EXPECT_TRUE(volume_describe(path, info, error)) << error;
-    return info;
-}
 
 std::string refused(const std::string &path) {
     volume_info info;
     std::string error;
     EXPECT_FALSE(volume_describe(path, info, error)) << info.root;
     return error;
-}
-
-bool is_root(const std::string &path) {
-    bool answer = false;
-    std::string error;
-    EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
-    return answer;
 }
 
 // A file of 16 MiB with an ext4 file system that has a label of two words.

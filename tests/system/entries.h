@@ -1,0 +1,39 @@
+// Entries of a tree before and after a run: which of them a run may touch, and the proof that
+// nothing happened to the others.
+#ifndef TROVIK_TESTS_SYSTEM_ENTRIES_H
+#define TROVIK_TESTS_SYSTEM_ENTRIES_H
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace system_tests {
+
+// Digits and the suffix: what a run may remove, or refuse to begin for.
+bool looks_like_test_file(const std::string &name);
+
+// Whether it is one: such a name without zeros in front, in the root itself.
+bool is_test_file(const std::filesystem::path &path, const std::string &root);
+
+// Fails the test for every entry that is gone, new or not what it was. `facts` is what is known
+// of an entry.
+template <typename facts>
+void expect_same_entries(const std::map<std::string, facts> &before,
+                         const std::map<std::string, facts> &now) {
+    for (const auto &[path, known] : before) {
+        const auto found = now.find(path);
+        if (found == now.end()) {
+            ADD_FAILURE() << path << " is gone";
+        } else {
+            EXPECT_TRUE(found->second == known) << path << " has changed";
+        }
+    }
+    for (const auto &[path, seen] : now)
+        EXPECT_TRUE(before.contains(path)) << path << " is new";
+}
+
+}  // namespace system_tests
+
+#endif
