@@ -9,11 +9,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <exception>
 #include <optional>
 #include <system_error>
-#include <thread>
 
 #include "volume/descriptor.h"
 #include "volume/device_buffers.h"
@@ -82,15 +80,11 @@ static bool has_staying_pages(int device, std::uint64_t size, int &error) {
 // Empty when nothing is left of the device's buffers, else why something may be.
 static std::string staying_buffers(int device) {
     std::uint64_t size = 0;
-    int error = ioctl(device, BLKGETSIZE64, &size) == 0 ? drop_buffers(device) : errno;
-    bool stay = error == 0 && has_staying_pages(device, size, error);
-    for (const std::chrono::milliseconds pause : page_residency_pauses) {
-        if (!stay)
-            break;
-        std::this_thread::sleep_for(pause);
-        error = drop_buffers(device);
-        stay = error == 0 && has_staying_pages(device, size, error);
-    }
+    int error = ioctl(device, BLKGETSIZE64, &size) == 0 ? 0 : errno;
+    const bool stay = error == 0 && page_residency_insist([&](bool /*again*/) {
+                          error = drop_buffers(device);
+                          return error == 0 && has_staying_pages(device, size, error);
+                      });
     if (error != 0)
         return "cannot be dropped: " + std::generic_category().message(error);
     if (!stay)

@@ -8,12 +8,19 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <iterator>
+#include <thread>
 
 #include "volume/page_residency_system.h"
 
 // Pages asked about at once, one byte each. They are mapped for that long only: 64 MiB of addresses
 // can be had where those of a large file cannot.
 constexpr std::uint64_t pages_per_question = 16384;
+
+constexpr std::chrono::milliseconds pauses[] = {
+    std::chrono::milliseconds{0}, std::chrono::milliseconds{20}, std::chrono::milliseconds{100},
+    std::chrono::milliseconds{300}, std::chrono::milliseconds{600}};
 
 // How many of the pages, at most those of one question, are in memory. Sets `error` to 0 or to what
 // failed.
@@ -31,6 +38,15 @@ static std::uint64_t resident_pages(int fd, std::uint64_t offset, std::uint64_t 
     return static_cast<std::uint64_t>(
         std::count_if(answers.begin(), answers.begin() + static_cast<std::ptrdiff_t>(pages),
                       [](unsigned char answer) { return (answer & 1U) != 0; }));
+}
+
+bool page_residency_insist(const std::function<bool(bool again)> &stays) {
+    bool stay = stays(false);
+    for (auto pause = std::begin(pauses); stay && pause != std::end(pauses); ++pause) {
+        std::this_thread::sleep_for(*pause);
+        stay = stays(true);
+    }
+    return stay;
 }
 
 std::optional<std::uint64_t> page_residency_bytes(int fd, std::uint64_t offset, std::uint64_t bytes,

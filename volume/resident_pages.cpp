@@ -5,11 +5,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <exception>
 #include <optional>
 #include <system_error>
-#include <thread>
 
 #include "volume/descriptor.h"
 #include "volume/page_residency.h"
@@ -30,21 +28,22 @@ static std::uint64_t file_size(int fd) {
 // Empty when nothing of the file is in memory, else what is and why.
 static std::string stubborn_pages(int fd, std::uint64_t bytes) {
     int error = 0;
-    page_residency_release(fd, bytes);
-    std::optional<std::uint64_t> resident = page_residency_bytes(fd, 0, bytes, error);
-    for (const std::chrono::milliseconds pause : page_residency_pauses) {
-        if (resident.value_or(0) == 0)
-            break;
-        std::this_thread::sleep_for(pause);
-        if (const int failure = page_residency_flush(fd))
-            return "it cannot be written out: " + std::generic_category().message(failure);
+    int flush_error = 0;
+    std::optional<std::uint64_t> resident;
+    const bool stay = page_residency_insist([&](bool again) {
+        flush_error = again ? page_residency_flush(fd) : 0;
+        if (flush_error != 0)
+            return false;
         page_residency_release(fd, bytes);
         resident = page_residency_bytes(fd, 0, bytes, error);
-    }
+        // Where nobody can tell, none are known to stay.
+        return resident.value_or(0) != 0;
+    });
+    if (flush_error != 0)
+        return "it cannot be written out: " + std::generic_category().message(flush_error);
     if (error != 0)
         return "what is there cannot be known: " + std::generic_category().message(error);
-    // Where nobody can tell, none are known to stay.
-    if (resident.value_or(0) == 0)
+    if (!stay)
         return {};
     return std::to_string(*resident) + " bytes of it stay there";
 }
