@@ -13,8 +13,8 @@
 #include <optional>
 #include <system_error>
 
-#include "volume/descriptor.h"
 #include "volume/device_buffers.h"
+#include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
 #include "volume/path_text.h"
 
@@ -113,7 +113,7 @@ bool device_buffers_drop(const volume_info &volume, std::string &reason) noexcep
         reason = other_source(volume);
         return reason.empty();
     }
-    const descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
+    const owned_descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string why = device.is_open()
                                 ? staying_buffers(device.get())
                                 : "cannot be dropped: " + std::generic_category().message(errno);

@@ -9,7 +9,7 @@
 #include <optional>
 #include <system_error>
 
-#include "volume/descriptor.h"
+#include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
 #include "volume/path_text.h"
 
@@ -54,7 +54,7 @@ static std::string stubborn_file(int folder, const std::string &name) {
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         !S_ISREG(status.st_mode))
         return {};
-    const descriptor file(
+    const owned_descriptor file(
         openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     const std::uint64_t bytes = file.is_open() ? file_size(file.get()) : 0;
     return bytes > 0 ? stubborn_pages(file.get(), bytes) : std::string();
@@ -64,7 +64,7 @@ bool resident_pages_drop(const volume_info &volume, const std::string &folder,
                          const std::vector<std::string> &names, std::string &reason) noexcept try {
     if (is_memory(volume.file_system))
         return true;
-    const descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened.is_open())
         return true;
     std::string pages;

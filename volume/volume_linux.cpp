@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -23,6 +22,7 @@
 
 #include "volume/block_device.h"
 #include "volume/mounted_volume.h"
+#include "volume/owned_descriptor.h"
 #include "volume/path_text.h"
 
 namespace {
@@ -89,16 +89,17 @@ kernel_names ask_kernel_names(const std::string &root) {
     constexpr auto GET_UUID = _IOR(0x15, 0, uuid_answer);
 
     kernel_names names;
-    const int folder = open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
-    if (folder < 0) {
+    const owned_descriptor folder(
+        open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+    if (!folder.is_open()) {
         return names;
     }
     std::array<char, FSLABEL_MAX + 1> label = {};
-    if (ioctl(folder, FS_IOC_GETFSLABEL, label.data()) == 0) {
+    if (ioctl(folder.get(), FS_IOC_GETFSLABEL, label.data()) == 0) {
         names.label = label.data();
     }
     uuid_answer uuid = {};
-    if (ioctl(folder, GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
+    if (ioctl(folder.get(), GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
         for (size_t at = 0; at < uuid.bytes.size(); ++at) {
             std::array<char, 4> text = {};
             const bool dash = at == 4 || at == 6 || at == 8 || at == 10;
@@ -106,7 +107,6 @@ kernel_names ask_kernel_names(const std::string &root) {
             names.uuid += text.data();
         }
     }
-    close(folder);
     return names;
 }
 
