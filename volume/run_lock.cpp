@@ -10,14 +10,10 @@
 
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <optional>
-#include <system_error>
-#include <thread>
 #include <utility>
 
+#include "volume/answer_in_time.h"
 #include "volume/naming.h"
 
 constexpr std::chrono::seconds patience{1};
@@ -27,14 +23,6 @@ namespace {
 struct attempt {
     owned_descriptor held;  // the folder, locked
     bool busy = false;      // another run holds it
-};
-
-// What the asking thread and the one that waits for it share.
-struct answer {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::optional<attempt> made;
-    bool is_unwanted = false;  // nobody waits for it any more
 };
 
 }  // namespace
@@ -49,14 +37,6 @@ static attempt try_to_lock(const std::string &folder) {
     return {std::move(opened), false};
 }
 
-static void ask(const std::shared_ptr<answer> &shared, const std::string &folder) {
-    attempt made = try_to_lock(folder);
-    const std::lock_guard guard(shared->mutex);
-    if (!shared->is_unwanted)
-        shared->made.emplace(std::move(made));
-    shared->arrived.notify_one();
-}
-
 bool run_lock::take(const std::string &folder) {
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0)
@@ -65,17 +45,11 @@ bool run_lock::take(const std::string &folder) {
         if (held.leads_to(status))
             return true;
     }
-    const auto shared = std::make_shared<answer>();
-    try {
-        std::thread(ask, shared, folder).detach();
-    } catch (const std::system_error &) {
-        // Without a thread to spare there is no run either.
+    std::optional<attempt> made =
+        answer_in_time(patience, [folder] { return try_to_lock(folder); });
+    if (!made)
         return true;
-    }
-    std::unique_lock guard(shared->mutex);
-    shared->arrived.wait_for(guard, patience, [&] { return shared->made.has_value(); });
-    shared->is_unwanted = true;
-    if (shared->made && shared->made->held.is_open())
-        m_held.push_back(std::move(shared->made->held));
-    return !shared->made || !shared->made->busy;
+    if (made->held.is_open())
+        m_held.push_back(std::move(made->held));
+    return !made->busy;
 }
