@@ -110,11 +110,6 @@ kernel_names ask_kernel_names(const std::string &root) {
     return names;
 }
 
-std::string last_component(const std::string &root) {
-    const size_t slash = root.rfind('/');
-    return root.size() <= 1 || slash == std::string::npos ? root : root.substr(slash + 1);
-}
-
 void describe_names(const mount_entry &entry, std::optional<dev_t> device,
                     const block_device_places &places, volume_info &info) {
     kernel_names names;
@@ -130,7 +125,7 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
             names.uuid = block_device_identifier(*device, places).value_or("");
         }
     }
-    info.name = names.label.empty() ? last_component(entry.target) : names.label;
+    info.name = names.label.empty() ? path_text_last_name(entry.target) : names.label;
     info.identifier = names.uuid;
     if (info.identifier.empty()) {
         info.identifier =
