@@ -169,12 +169,18 @@ int mounted_volume_look_up(const std::string &path, looked_up_path &found, int f
     return 0;
 }
 
+bool mounted_volume_look_at(const std::string &path, looked_up_path &found, std::string &error) {
+    const int result = mounted_volume_look_up(path, found);
+    if (result != 0) {
+        error = path_text_error(path, "cannot be looked at", result);
+    }
+    return result == 0;
+}
+
 bool mounted_volume_find(const std::string &path, mount_entry &entry, std::string &error) {
     for (int tries = 0; tries < TRIES; ++tries) {
         looked_up_path found;
-        const int result = mounted_volume_look_up(path, found);
-        if (result != 0) {
-            error = path_text_error(path, "cannot be looked at", result);
+        if (!mounted_volume_look_at(path, found, error)) {
             return false;
         }
         std::vector<mount_entry> table;
@@ -233,9 +239,7 @@ bool volume_describe(const std::string &path, volume_info &info, std::string &er
 
 bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept {
     looked_up_path found;
-    const int result = mounted_volume_look_up(path, found);
-    if (result != 0) {
-        error = path_text_error(path, "cannot be looked at", result);
+    if (!mounted_volume_look_at(path, found, error)) {
         return false;
     }
     if (found.mount_root.has_value()) {
