@@ -1,7 +1,8 @@
 // flock(2), which both systems have, on a descriptor of its own: the lock belongs to the open
 // folder, so it ends with the last descriptor. A file system in user space may handle locks itself
 // and never answer, in spite of the request not to wait; it is asked on a thread of its own, which
-// is left behind in that case.
+// is left behind in that case. The folder is opened before that, however long it takes: what works
+// on the card for another run may be a while about its last request, and opens nothing meanwhile.
 #include "volume/run_lock.h"
 
 #include <fcntl.h>
@@ -28,13 +29,10 @@ struct attempt {
 }  // namespace
 
 // A folder that is not held is open no longer.
-static attempt try_to_lock(const std::string &folder) {
-    owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
-    if (!opened.is_open())
-        return {};
-    if (uninterrupted([&] { return flock(opened.get(), LOCK_EX | LOCK_NB); }) != 0)
+static attempt try_to_lock(owned_descriptor folder) {
+    if (uninterrupted([&] { return flock(folder.get(), LOCK_EX | LOCK_NB); }) != 0)
         return {owned_descriptor(), errno == EWOULDBLOCK};
-    return {std::move(opened), false};
+    return {std::move(folder), false};
 }
 
 bool run_lock::take(const std::string &folder) {
@@ -45,8 +43,12 @@ bool run_lock::take(const std::string &folder) {
         if (held.leads_to(status))
             return true;
     }
-    std::optional<attempt> made =
-        answer_in_time(patience, [folder] { return try_to_lock(folder); });
+    owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+    if (!opened.is_open())
+        return true;
+    std::optional<attempt> made = answer_in_time(patience, [opened = std::move(opened)]() mutable {
+        return try_to_lock(std::move(opened));
+    });
     if (!made)
         return true;
     if (made->held.is_open())
