@@ -3,28 +3,14 @@
 #include "cli/left_files.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 #include "model/engine_results.h"
 #include "report/test_files.h"
+#include "volume/answer_in_time.h"
 
 // A user who stops a run should not wait longer for what is left than for the rest.
 constexpr std::chrono::seconds patience{1};
-
-namespace {
-
-struct answer {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    bool is_there = false;
-    std::optional<std::string> text;  // none when the folder could not be read
-};
-
-}  // namespace
 
 // What the engine has written in this process. What an earlier run left is not
 // among it, so none written does not mean none there.
@@ -39,19 +25,17 @@ static std::optional<std::string> recorded_files(int start_index) {
     return text;
 }
 
+// None when the folder could not be read.
+static std::optional<std::string> files_there(const std::string &folder, int start_index) {
+    test_file_scan scan;
+    std::string error;
+    if (!test_files_scan(folder, start_index, scan, error))
+        return std::nullopt;
+    return test_files_text(scan.numbers);
+}
+
 std::optional<std::string> left_files_text(const std::string &folder, int start_index) {
-    const auto shared = std::make_shared<answer>();
-    std::thread([shared, folder, start_index] {
-        test_file_scan scan;
-        std::string error;
-        const bool complete = test_files_scan(folder, start_index, scan, error);
-        const std::lock_guard lock(shared->mutex);
-        if (complete)
-            shared->text = test_files_text(scan.numbers);
-        shared->is_there = true;
-        shared->arrived.notify_one();
-    }).detach();
-    std::unique_lock lock(shared->mutex);
-    shared->arrived.wait_for(lock, patience, [&] { return shared->is_there; });
-    return shared->text ? shared->text : recorded_files(start_index);
+    const auto there = answer_in_time(
+        patience, [folder, start_index] { return files_there(folder, start_index); });
+    return there && *there ? *there : recorded_files(start_index);
 }

@@ -9,14 +9,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <exception>
 #include <optional>
 #include <system_error>
-#include <thread>
 
-#include "volume/descriptor.h"
 #include "volume/device_buffers.h"
+#include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
 #include "volume/path_text.h"
 
@@ -82,15 +80,11 @@ static bool has_staying_pages(int device, std::uint64_t size, int &error) {
 // Empty when nothing is left of the device's buffers, else why something may be.
 static std::string staying_buffers(int device) {
     std::uint64_t size = 0;
-    int error = ioctl(device, BLKGETSIZE64, &size) == 0 ? drop_buffers(device) : errno;
-    bool stay = error == 0 && has_staying_pages(device, size, error);
-    for (const std::chrono::milliseconds pause : page_residency_pauses) {
-        if (!stay)
-            break;
-        std::this_thread::sleep_for(pause);
-        error = drop_buffers(device);
-        stay = error == 0 && has_staying_pages(device, size, error);
-    }
+    int error = ioctl(device, BLKGETSIZE64, &size) == 0 ? 0 : errno;
+    const bool stay = error == 0 && page_residency_insist([&](bool /*again*/) {
+                          error = drop_buffers(device);
+                          return error == 0 && has_staying_pages(device, size, error);
+                      });
     if (error != 0)
         return "cannot be dropped: " + std::generic_category().message(error);
     if (!stay)
@@ -119,7 +113,7 @@ bool device_buffers_drop(const volume_info &volume, std::string &reason) noexcep
         reason = other_source(volume);
         return reason.empty();
     }
-    const descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
+    const owned_descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string why = device.is_open()
                                 ? staying_buffers(device.get())
                                 : "cannot be dropped: " + std::generic_category().message(errno);

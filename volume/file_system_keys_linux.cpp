@@ -8,7 +8,6 @@
 
 #include "volume/file_system_keys.h"
 #include "volume/mounted_volume.h"
-#include "volume/path_text.h"
 
 namespace {
 
@@ -23,9 +22,7 @@ void add_key(file_system_keys &keys, dev_t device) {
 // first alone has to do.
 bool file_system_keys_of(const std::string &path, file_system_keys &keys, std::string &error) {
     looked_up_path found;
-    const int result = mounted_volume_look_up(path, found);
-    if (result != 0) {
-        error = path_text_error(path, "cannot be looked at", result);
+    if (!mounted_volume_look_at(path, found, error)) {
         return false;
     }
     add_key(keys, found.device);

@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <utility>
 
@@ -13,17 +12,9 @@
 
 folder_anchor::folder_anchor(std::string folder)
     : m_folder(std::move(folder)),
-      m_fd(open(m_folder.c_str(), open_for_names | O_DIRECTORY | O_CLOEXEC)) {}
-
-folder_anchor::~folder_anchor() {
-    if (m_fd >= 0)
-        close(m_fd);
-}
+      m_held(open(m_folder.c_str(), open_for_names | O_DIRECTORY | O_CLOEXEC)) {}
 
 bool folder_anchor::is_in_place() const {
     struct stat there = {};
-    struct stat held = {};
-    if (stat(m_folder.c_str(), &there) != 0)
-        return true;
-    return fstat(m_fd, &held) == 0 && held.st_dev == there.st_dev && held.st_ino == there.st_ino;
+    return stat(m_folder.c_str(), &there) != 0 || m_held.leads_to(there);
 }

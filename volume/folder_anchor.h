@@ -5,13 +5,12 @@
 
 #include <string>
 
+#include "volume/owned_descriptor.h"
+
 class folder_anchor {
  public:
     // Opens the folder, which also keeps its volume from being unmounted unnoticed.
     explicit folder_anchor(std::string folder);
-    ~folder_anchor();
-    folder_anchor(const folder_anchor &) = delete;
-    folder_anchor &operator=(const folder_anchor &) = delete;
 
     // Whether the path still leads to the folder that was opened. False when
     // another one stands there: the volume was unmounted by force, or another one
@@ -21,11 +20,11 @@ class folder_anchor {
 
     // To name entries in the folder, whether or not it may be listed. -1 when it could
     // not be opened.
-    int descriptor() const { return m_fd; }
+    int descriptor() const { return m_held.get(); }
 
  private:
     const std::string m_folder;
-    const int m_fd;
+    const owned_descriptor m_held;
 };
 
 #endif

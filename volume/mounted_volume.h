@@ -24,6 +24,9 @@ struct looked_up_path {
 // means what will be mounted there), unless `flags` has AT_NO_AUTOMOUNT.
 int mounted_volume_look_up(const std::string &path, looked_up_path &found, int flags = 0);
 
+// Likewise, with the reason in words: false and `error`.
+bool mounted_volume_look_at(const std::string &path, looked_up_path &found, std::string &error);
+
 // The mount that `path` lies on. False and `error` when the path cannot be looked at or the table
 // does not show its mount.
 bool mounted_volume_find(const std::string &path, mount_entry &entry, std::string &error);

@@ -1,15 +1,14 @@
-// What the system knows about the pages of an open file or device; one implementation per system.
+// What the system knows about the pages of an open file or device.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
-// Between two looks at pages that stay: a file system may still be busy with what it has just
-// written out, a virus scanner with what it has just found. About a second in all.
-constexpr std::chrono::milliseconds page_residency_pauses[] = {
-    std::chrono::milliseconds{0}, std::chrono::milliseconds{20}, std::chrono::milliseconds{100},
-    std::chrono::milliseconds{300}, std::chrono::milliseconds{600}};
+// Asks until nothing stays in memory, at once and then again after longer and longer pauses: a file
+// system may still be busy with what it has just written out, a virus scanner with what it has just
+// found. `stays` is told whether it is asked again. Its last answer: true after about a second.
+bool page_residency_insist(const std::function<bool(bool again)> &stays);
 
 // Asks the system to forget what it keeps of the file. Only what has been written out can go.
 void page_residency_release(int fd, std::uint64_t bytes);

@@ -20,6 +20,11 @@ std::string path_text_printable(const std::string &path) {
     return text;
 }
 
+std::string path_text_last_name(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    return path.size() <= 1 || slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
 std::string path_text_error(const std::string &path, const std::string &what, int error_number) {
     return path_text_printable(path) + ": " + what + ": " +
            std::generic_category().message(error_number);

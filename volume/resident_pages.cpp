@@ -5,13 +5,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <exception>
 #include <optional>
 #include <system_error>
-#include <thread>
 
-#include "volume/descriptor.h"
+#include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
 #include "volume/path_text.h"
 
@@ -30,21 +28,22 @@ static std::uint64_t file_size(int fd) {
 // Empty when nothing of the file is in memory, else what is and why.
 static std::string stubborn_pages(int fd, std::uint64_t bytes) {
     int error = 0;
-    page_residency_release(fd, bytes);
-    std::optional<std::uint64_t> resident = page_residency_bytes(fd, 0, bytes, error);
-    for (const std::chrono::milliseconds pause : page_residency_pauses) {
-        if (resident.value_or(0) == 0)
-            break;
-        std::this_thread::sleep_for(pause);
-        if (const int failure = page_residency_flush(fd))
-            return "it cannot be written out: " + std::generic_category().message(failure);
+    int flush_error = 0;
+    std::optional<std::uint64_t> resident;
+    const bool stay = page_residency_insist([&](bool again) {
+        flush_error = again ? page_residency_flush(fd) : 0;
+        if (flush_error != 0)
+            return false;
         page_residency_release(fd, bytes);
         resident = page_residency_bytes(fd, 0, bytes, error);
-    }
+        // Where nobody can tell, none are known to stay.
+        return resident.value_or(0) != 0;
+    });
+    if (flush_error != 0)
+        return "it cannot be written out: " + std::generic_category().message(flush_error);
     if (error != 0)
         return "what is there cannot be known: " + std::generic_category().message(error);
-    // Where nobody can tell, none are known to stay.
-    if (resident.value_or(0) == 0)
+    if (!stay)
         return {};
     return std::to_string(*resident) + " bytes of it stay there";
 }
@@ -55,7 +54,7 @@ static std::string stubborn_file(int folder, const std::string &name) {
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         !S_ISREG(status.st_mode))
         return {};
-    const descriptor file(
+    const owned_descriptor file(
         openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     const std::uint64_t bytes = file.is_open() ? file_size(file.get()) : 0;
     return bytes > 0 ? stubborn_pages(file.get(), bytes) : std::string();
@@ -65,7 +64,7 @@ bool resident_pages_drop(const volume_info &volume, const std::string &folder,
                          const std::vector<std::string> &names, std::string &reason) noexcept try {
     if (is_memory(volume.file_system))
         return true;
-    const descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened.is_open())
         return true;
     std::string pages;

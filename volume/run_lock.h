@@ -8,22 +8,20 @@
 #include <string>
 #include <vector>
 
+#include "volume/owned_descriptor.h"
+
+// Gives the folders back at its end.
 class run_lock {
  public:
-    run_lock() = default;
-    // Gives the folders back.
-    ~run_lock();
-    run_lock(const run_lock &) = delete;
-    run_lock &operator=(const run_lock &) = delete;
-
     // False only when another run, of this program or another, holds this folder. A file system
-    // that knows no locks, that fails to lock for any other reason, or that does not answer within
-    // a second does not stop a run; nor does a folder that this object holds already. So a call may
-    // take a second, and a file system that never answers keeps a descriptor of its folder open in
-    // this process until it does: until then it may not be possible to unmount it.
+    // that knows no locks, that fails to lock for any other reason, or that does not answer a
+    // request to lock within a second does not stop a run; nor does a folder that this object holds
+    // already. So a call may take a second beside what opening the folder takes, and a file system
+    // that never answers keeps a descriptor of its folder open in this process until it does: until
+    // then it may not be possible to unmount it.
     // Programs started from here do not inherit the lock.
     bool take(const std::string &folder);
 
  private:
-    std::vector<int> m_descriptors;
+    std::vector<owned_descriptor> m_held;
 };

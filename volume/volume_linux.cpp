@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -23,6 +22,7 @@
 
 #include "volume/block_device.h"
 #include "volume/mounted_volume.h"
+#include "volume/owned_descriptor.h"
 #include "volume/path_text.h"
 
 namespace {
@@ -89,16 +89,17 @@ kernel_names ask_kernel_names(const std::string &root) {
     constexpr auto GET_UUID = _IOR(0x15, 0, uuid_answer);
 
     kernel_names names;
-    const int folder = open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
-    if (folder < 0) {
+    const owned_descriptor folder(
+        open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+    if (!folder.is_open()) {
         return names;
     }
     std::array<char, FSLABEL_MAX + 1> label = {};
-    if (ioctl(folder, FS_IOC_GETFSLABEL, label.data()) == 0) {
+    if (ioctl(folder.get(), FS_IOC_GETFSLABEL, label.data()) == 0) {
         names.label = label.data();
     }
     uuid_answer uuid = {};
-    if (ioctl(folder, GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
+    if (ioctl(folder.get(), GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
         for (size_t at = 0; at < uuid.bytes.size(); ++at) {
             std::array<char, 4> text = {};
             const bool dash = at == 4 || at == 6 || at == 8 || at == 10;
@@ -106,13 +107,7 @@ kernel_names ask_kernel_names(const std::string &root) {
             names.uuid += text.data();
         }
     }
-    close(folder);
     return names;
-}
-
-std::string last_component(const std::string &root) {
-    const size_t slash = root.rfind('/');
-    return root.size() <= 1 || slash == std::string::npos ? root : root.substr(slash + 1);
 }
 
 void describe_names(const mount_entry &entry, std::optional<dev_t> device,
@@ -130,7 +125,7 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
             names.uuid = block_device_identifier(*device, places).value_or("");
         }
     }
-    info.name = names.label.empty() ? last_component(entry.target) : names.label;
+    info.name = names.label.empty() ? path_text_last_name(entry.target) : names.label;
     info.identifier = names.uuid;
     if (info.identifier.empty()) {
         info.identifier =
@@ -174,12 +169,18 @@ int mounted_volume_look_up(const std::string &path, looked_up_path &found, int f
     return 0;
 }
 
+bool mounted_volume_look_at(const std::string &path, looked_up_path &found, std::string &error) {
+    const int result = mounted_volume_look_up(path, found);
+    if (result != 0) {
+        error = path_text_error(path, "cannot be looked at", result);
+    }
+    return result == 0;
+}
+
 bool mounted_volume_find(const std::string &path, mount_entry &entry, std::string &error) {
     for (int tries = 0; tries < TRIES; ++tries) {
         looked_up_path found;
-        const int result = mounted_volume_look_up(path, found);
-        if (result != 0) {
-            error = path_text_error(path, "cannot be looked at", result);
+        if (!mounted_volume_look_at(path, found, error)) {
             return false;
         }
         std::vector<mount_entry> table;
@@ -238,9 +239,7 @@ bool volume_describe(const std::string &path, volume_info &info, std::string &er
 
 bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept {
     looked_up_path found;
-    const int result = mounted_volume_look_up(path, found);
-    if (result != 0) {
-        error = path_text_error(path, "cannot be looked at", result);
+    if (!mounted_volume_look_at(path, found, error)) {
         return false;
     }
     if (found.mount_root.has_value()) {

@@ -18,14 +18,6 @@ namespace {
 
 constexpr unsigned CD_ROM_MAJOR = 11;  // Documentation/admin-guide/devices.txt of the kernel
 
-// Removable, then unknown, then fixed.
-int rank_of(const volume_info &info) {
-    if (!info.removable.has_value()) {
-        return 1;
-    }
-    return *info.removable ? 0 : 2;
-}
-
 template <size_t N>
 bool is_in(const std::array<std::string_view, N> &words, std::string_view word) {
     return std::find(words.begin(), words.end(), word) != words.end();
@@ -104,10 +96,6 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
         taken.insert(taken.end(), keys.begin(), keys.end());
         mounted_volume_describe(*entry, volumes.emplace_back());
     }
-    std::sort(volumes.begin(), volumes.end(),
-              [](const volume_info &left, const volume_info &right) {
-                  return rank_of(left) != rank_of(right) ? rank_of(left) < rank_of(right)
-                                                         : left.root < right.root;
-              });
+    volume_list_sort(volumes);
     return true;
 }

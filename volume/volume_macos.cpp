@@ -20,6 +20,7 @@
 #include "volume/file_system_keys.h"
 #include "volume/path_text.h"
 #include "volume/system_places.h"
+#include "volume/volume_list.h"
 
 namespace {
 
@@ -60,11 +61,6 @@ std::string device_text(dev_t device) {
     return std::to_string(major(bits)) + ":" + std::to_string(minor(bits));
 }
 
-std::string last_component(const std::string &root) {
-    const size_t slash = root.rfind('/');
-    return root.size() <= 1 || slash == std::string::npos ? root : root.substr(slash + 1);
-}
-
 void describe(const struct statfs &mount, volume_info &info) {
     info = volume_info();
     info.root = mount.f_mntonname;
@@ -73,7 +69,7 @@ void describe(const struct statfs &mount, volume_info &info) {
     info.device = static_cast<dev_t>(mount.f_fsid.val[0]);
     info.name = volume_label(mount.f_mntonname);
     if (info.name.empty()) {
-        info.name = last_component(info.root);
+        info.name = path_text_last_name(info.root);
     }
     info.identifier = volume_uuid(mount.f_mntonname);
     if (info.identifier.empty()) {
@@ -105,10 +101,6 @@ bool look_up(const std::string &path, struct statfs &mount, std::string &error) 
         return false;
     }
     return true;
-}
-
-int rank_of(const volume_info &info) {
-    return info.removable == true ? 0 : 1;
 }
 
 }  // namespace
@@ -163,11 +155,7 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
             describe(mount, volumes.emplace_back());
         }
     }
-    std::sort(volumes.begin(), volumes.end(),
-              [](const volume_info &left, const volume_info &right) {
-                  return rank_of(left) != rank_of(right) ? rank_of(left) < rank_of(right)
-                                                         : left.root < right.root;
-              });
+    volume_list_sort(volumes);
     return true;
 }
 

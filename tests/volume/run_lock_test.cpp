@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdarg>
 #include <filesystem>
 #include <thread>
 
@@ -25,6 +26,7 @@ namespace {
 // What the file system answers to a lock; 0: the real one does.
 std::atomic<int> staged_error{0};
 std::atomic<bool> stays_silent{false};
+std::atomic<bool> opens_slowly{false};
 
 struct staged_answer {
     explicit staged_answer(int error) { staged_error = error; }
@@ -44,6 +46,17 @@ extern "C" int flock(int fd, int operation) noexcept {
         return -1;
     }
     return static_cast<int>(syscall(SYS_flock, fd, operation));
+}
+
+// NOLINTNEXTLINE(cert-dcl50-cpp): the system's call has this form.
+extern "C" int open(const char *path, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(rest, unsigned) : 0;
+    va_end(rest);
+    if (opens_slowly)
+        std::this_thread::sleep_for(std::chrono::milliseconds{1500});
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 TEST(run_lock, a_second_run_is_refused_until_the_first_has_ended) {
@@ -117,6 +130,16 @@ TEST(run_lock, a_file_system_that_cannot_lock_does_not_stop_a_run) {
     run_lock nowhere;
     EXPECT_TRUE(nowhere.take(folder.path() + "/missing"));
     EXPECT_TRUE(nowhere.take(folder.make_file("file", "x")));
+}
+
+TEST(run_lock, a_second_run_is_refused_by_a_card_that_is_too_busy_with_the_first_to_open_a_folder) {
+    const private_folder folder;
+    run_lock first;
+    run_lock second;
+    EXPECT_TRUE(first.take(folder.path()));
+    opens_slowly = true;
+    EXPECT_FALSE(second.take(folder.path()));
+    opens_slowly = false;
 }
 
 TEST(run_lock, a_file_system_that_does_not_answer_is_not_waited_for_and_holds_nothing_later) {

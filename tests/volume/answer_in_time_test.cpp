@@ -1,0 +1,47 @@
+// Waiting no longer than patience lasts, and leaving nothing behind for good.
+#include "volume/answer_in_time.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+using namespace std::chrono_literals;
+
+TEST(answer_in_time, is_what_the_question_comes_to) {
+    EXPECT_EQ(answer_in_time(60s, [text = "answer"] { return std::string(text); }), "answer");
+}
+
+TEST(answer_in_time, a_question_that_hangs_is_left_behind_and_what_it_comes_to_is_not_kept) {
+    std::promise<void> end;
+    const auto over = end.get_future().share();
+    auto answer = std::make_shared<int>(1);
+    const std::weak_ptr<int> late = answer;
+    EXPECT_FALSE(answer_in_time(10ms, [over, answer = std::move(answer)]() {
+        over.wait();
+        return answer;
+    }));
+    EXPECT_FALSE(late.expired()) << "the question is still asked";
+    end.set_value();
+    for (int i = 0; i < 1000 && !late.expired(); ++i)
+        std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(late.expired());
+}
+
+TEST(answer_in_time, there_is_none_when_the_system_has_no_thread_to_spare) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const struct rlimit none = {0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        // The limit is none to root.
+        if (geteuid() == 0 && setuid(65534) != 0)
+            _exit(2);
+        _exit(answer_in_time(60s, [] { return 1; }) ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
