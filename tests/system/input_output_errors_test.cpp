@@ -54,10 +54,10 @@ TEST(input_output_errors, in_the_middle_of_a_file_keep_the_counts_up_to_the_last
 // the try is long.
 TEST(input_output_errors, after_a_long_try_leave_a_line_with_all_that_was_read) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=1M", "--read-error=400", "--read-latency-us=400000"});
+    const card where({"--size=64K", "--read-error=40", "--read-latency-us=400000"});
     const cli_result run = run_cli_with_report({"test", where.path()});
-    expect_stopped_at(run, 400 * oracle_sector_bytes);
-    EXPECT_NE(run.out.find("    400,        0,      0,      0\n"), std::string::npos) << run.out;
+    expect_stopped_at(run, 40 * oracle_sector_bytes);
+    EXPECT_NE(run.out.find("\n     40,        0,      0,      0\n"), std::string::npos) << run.out;
 }
 
 TEST(input_output_errors, at_the_first_sector_mean_that_nothing_was_tested) {
