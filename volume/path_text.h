@@ -1,10 +1,7 @@
-// Paths in messages. Guarantees one line whatever bytes a path holds.
+// Paths in messages.
 #pragma once
 
 #include <string>
 
-// The path with control characters and backslashes as octal escapes; other bytes stay.
-std::string path_text_printable(const std::string &path);
-
-// "PATH: WHAT: the system's reason for error_number".
+// "PATH: WHAT: the system's reason for error_number", the path with its real bytes.
 std::string path_text_error(const std::string &path, const std::string &what, int error_number);
