@@ -34,6 +34,7 @@ const hostile_name hostile_names[] = {
      "31mX\x9b"
      "2J\xff\xc3(",
      "\\xC2\\x9B31mX\\x9B2J\\xFF\\xC3("},
+    {"\u200F\u202Ex", "\\xE2\\x80\\x8F\\xE2\\x80\\xAEx"},
 };
 
 const char *const all_commands[] = {"info", "test", "write", "read", "clean"};
@@ -47,7 +48,7 @@ std::string first_obeyed(std::string_view text) {
         const auto first = static_cast<unsigned char>(character[0]);
         const bool control = (first < 0x20 && first != '\n') || first == 0x7F;
         const bool c1 = length == 2 && character < "\xC2\xA0";
-        const bool mark = character == "\u200E" || character == "\u200F" ||
+        const bool mark = character == "\u061C" || character == "\u200E" || character == "\u200F" ||
                           (character >= "\u202A" && character <= "\u202E" && length == 3) ||
                           (character >= "\u2066" && character <= "\u2069" && length == 3);
         if (length == 0 || control || c1 || mark)
@@ -93,7 +94,7 @@ void expect_tame_refusal(const std::string &command, const std::string &path,
 TEST(hostile_path, the_look_for_what_a_terminal_obeys_finds_it) {
     for (const char *wild :
          {"\t", "\r", "\x1b", "\x7f", "\x80", "\x9b", "\xff", "\xc3(", "\xc2\x80", "\xc2\x9f",
-          "\u200E", "\u200F", "\u202A", "\u202E", "\u2066", "\u2069"})
+          "\u061C", "\u200E", "\u200F", "\u202A", "\u202E", "\u2066", "\u2069"})
         EXPECT_NE(first_obeyed("tame " + std::string(wild) + " tame"), "") << wild;
     EXPECT_EQ(first_obeyed("\n ~ \u00A0 \u00E9 \u200D \u2010 \u202F \u2065 \u206A \U0001F4BE"), "");
 }
