@@ -159,7 +159,8 @@ void TRAppDelegate::seeToMedium() {
     m_scope.may_rest_on_memory = true;
     // Behind what the engine has said so far, like a line of its own.
     engine_log_append(
-        ("What is read now may come from the computer's memory: " + reason + "\n").c_str());
+        ("What is read now may come from the computer's memory: " + printable_text(reason) + "\n")
+            .c_str());
 }
 
 void TRAppDelegate::startTheBackgroundJob() {

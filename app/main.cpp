@@ -8,6 +8,7 @@
 
 #include "app/TRAppDelegate.h"
 #include "app/controller_state.h"
+#include "report/printable.h"
 #include "volume/volume.h"
 
 constexpr int exit_usage = 64;  // sysexits.h: EX_USAGE
@@ -39,7 +40,7 @@ static QString volume_from_arguments(const QApplication &app) {
     volume_info volume;
     std::string error;
     if (!volume_describe(words.constFirst().toStdString(), volume, error)) {
-        std::fprintf(stderr, "trovik: %s\n", error.c_str());
+        std::fprintf(stderr, "trovik: %s\n", printable_text(error).c_str());
         std::exit(exit_usage);
     }
     return words.constFirst();

@@ -36,8 +36,11 @@ static bool resolve_folder(const std::string &path, std::string &folder, std::st
 
 static bool check_mount_root(const run_target &target, std::string &refusal) {
     bool is_root = false;
-    if (!volume_is_mount_root(target.folder, is_root, refusal))
+    std::string error;
+    if (!volume_is_mount_root(target.folder, is_root, error)) {
+        refusal = printable_text(error);
         return false;
+    }
     if (is_root)
         return true;
     refusal = shown_path(target.folder) + " is not the root of a mounted volume, it lies on " +
@@ -48,8 +51,11 @@ static bool check_mount_root(const run_target &target, std::string &refusal) {
 
 static bool check_system_uses(const run_target &target, std::string &refusal) {
     std::vector<volume_system_use> uses;
-    if (!volume_find_system_uses(target.folder, uses, refusal))
+    std::string error;
+    if (!volume_find_system_uses(target.folder, uses, error)) {
+        refusal = printable_text(error);
         return false;
+    }
     if (uses.empty())
         return true;
     refusal = shown_path(target.folder) + " lies on the file system that holds " +
@@ -77,8 +83,11 @@ bool guard_check(const cli_arguments &arguments, run_target &target, std::string
     if (!resolve_folder(arguments.volume, target.folder, refusal))
         return false;
     target.anchor = std::make_unique<folder_anchor>(target.folder);
-    if (!volume_describe(target.folder, target.volume, refusal))
+    std::string error;
+    if (!volume_describe(target.folder, target.volume, error)) {
+        refusal = printable_text(error);
         return false;
+    }
     // Reading changes nothing, so any folder and any volume may be read.
     if (arguments.command != cli_command::read) {
         if (target.volume.read_only.value_or(false)) {

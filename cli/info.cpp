@@ -43,7 +43,7 @@ static int print_one(const std::string &path) {
     volume_info volume;
     std::string error;
     if (!volume_describe(path, volume, error)) {
-        std::fprintf(stderr, "trovik-cli: %s\n", error.c_str());
+        std::fprintf(stderr, "trovik-cli: %s\n", printable_text(error).c_str());
         return EXIT_STATUS_REFUSED;
     }
     print_volume(volume);
@@ -62,7 +62,7 @@ int info_run(const std::string &path) {
     std::vector<volume_info> volumes;
     std::string error;
     if (!volume_list(volumes, error)) {
-        std::fprintf(stderr, "trovik-cli: %s\n", error.c_str());
+        std::fprintf(stderr, "trovik-cli: %s\n", printable_text(error).c_str());
         return EXIT_STATUS_NOT_TESTED;
     }
     if (volumes.empty())

@@ -48,8 +48,10 @@ bool json_output::open(const std::optional<std::string> &target, const volume_in
     const std::filesystem::path file(final_target(*target));
     bool same = false;
     if (!volume_same_file_system(file.has_parent_path() ? file.parent_path().string() : ".",
-                                 tested.root, same, error))
+                                 tested.root, same, error)) {
+        error = printable_text(error);
         return false;
+    }
     if (same) {
         error = m_name + " lies on the volume that is to be tested";
         return false;

@@ -13,6 +13,7 @@
 #include "cli/run.h"
 #include "cli/stop_signals.h"
 
+// The reason has been made printable where it was put together.
 static int fail(int status, const std::string &reason) {
     std::fprintf(stderr, "trovik-cli: %s\n", reason.c_str());
     return status;

@@ -234,7 +234,8 @@ void command_run::see_to_medium() {
     m_may_rest_on_memory = true;
     const std::lock_guard lock(m_mutex);
     print_news();
-    m_console.print("What is read now may come from the computer's memory: " + reason + "\n");
+    m_console.print(
+        "What is read now may come from the computer's memory: " + printable_text(reason) + "\n");
 }
 
 // Prints what the engine has said since the last time. Under the lock.

@@ -225,13 +225,14 @@ static int open_for_writing(const char *path, const char *filename) {
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
     char shown[PLAIN_TEXT_ROOM(ENGINE_PATH_MAX)];
-    const size_t length = plain_text_escape(full_fn, strnlen(full_fn, ENGINE_PATH_MAX), shown);
-    std::printf("Write to file %.*s failed", static_cast<int>(length), shown);
+    const auto length =
+        static_cast<int>(plain_text_escape(full_fn, strnlen(full_fn, ENGINE_PATH_MAX), shown));
+    std::printf("Write to file %.*s failed", length, shown);
     std::fflush(stdout);
     /* A line that is too long would end the process for its length; let it end
      * for the reason that the user needs to know. */
-    if (std::snprintf(nullptr, 0, "Write to file %s failed", full_fn) < LOG_LINE_SIZE)
-        log_line_whole("Write to file %s failed", full_fn);
+    if (std::snprintf(nullptr, 0, "Write to file %.*s failed", length, shown) < LOG_LINE_SIZE)
+        log_line_whole("Write to file %.*s failed", length, shown);
 }
 
 /* The buffer for one write block, at a multiple of 64 bytes, where the widest stores like

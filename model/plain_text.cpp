@@ -11,9 +11,11 @@ static bool is_control(uint32_t code) {
     const bool c0 = code < 0x20;
     const bool delete_or_c1 = code >= 0x7F && code <= 0x9F;
     const bool separator = code == 0x2028 || code == 0x2029;
-    /* Embeddings, overrides and isolates; what follows them reads backwards. */
-    const bool turns_text =
-        (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+    /* All that have the property Bidi_Control: marks, embeddings, overrides, isolates. None is
+     * seen, and what stands beside them reads backwards or in another place. */
+    const bool turns_text = code == 0x061C || code == 0x200E || code == 0x200F ||
+                            (code >= 0x202A && code <= 0x202E) ||
+                            (code >= 0x2066 && code <= 0x2069);
     return c0 || delete_or_c1 || separator || turns_text;
 }
 

@@ -12,6 +12,7 @@
 
 // Makes sure that what is read from now on is read from the volume's medium: writes the device's
 // buffers out and drops them where there are any. True when nothing is left to read from instead;
-// false and `reason` (one line) when that cannot be had, as for a user who may not open the device.
-// Touches the device, not the volume; may take as long as writing its buffers out does. Any thread.
+// false and `reason` (with the device's name as it is) when that cannot be had, as for a user who
+// may not open the device. Touches the device, not the volume; may take as long as writing its
+// buffers out does. Any thread.
 bool device_buffers_drop(const volume_info &volume, std::string &reason) noexcept;

@@ -16,7 +16,6 @@
 #include "volume/device_buffers.h"
 #include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
-#include "volume/path_text.h"
 
 static bool runs_in_user_space(const std::string &file_system) {
     return file_system == "fuseblk" || file_system.rfind("fuse.", 0) == 0 || file_system == "fuse";
@@ -95,13 +94,12 @@ static std::string staying_buffers(int device) {
 
 // Likewise for a file system in user space whose source is no block device.
 static std::string other_source(const volume_info &volume) {
-    const std::string source = path_text_printable(volume.source);
     // A source in /dev that cannot be seen from here may be a device all the same.
     if (volume.file_system == "fuseblk" || volume.source.rfind("/dev/", 0) == 0)
-        return "the device " + source + " cannot be reached";
+        return "the device " + volume.source + " cannot be reached";
     // Another volume's folder or an image on one, as bindfs and gocryptfs use; not "host:/folder".
     if (volume.source.rfind('/', 0) == 0 && may_exist(volume.source))
-        return "the volume's data lies in " + source + ", of which memory holds a copy, too";
+        return "the volume's data lies in " + volume.source + ", of which memory holds a copy, too";
     return {};
 }
 
@@ -118,7 +116,7 @@ bool device_buffers_drop(const volume_info &volume, std::string &reason) noexcep
                                 ? staying_buffers(device.get())
                                 : "cannot be dropped: " + std::generic_category().message(errno);
     if (!why.empty())
-        reason = "the buffers of " + path_text_printable(volume.source) + " " + why;
+        reason = "the buffers of " + volume.source + " " + why;
     return why.empty();
 } catch (const std::exception &error) {
     reason = error.what();

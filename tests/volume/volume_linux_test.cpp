@@ -39,7 +39,7 @@ std::string make_ext4(const private_mounts &mounts) {
 
 TEST(volume_linux, a_path_that_does_not_exist_is_an_error_that_names_it) {
     EXPECT_EQ(refused("/nowhere/at\nall"),
-              "/nowhere/at\\012all: cannot be looked at: No such file or directory");
+              "/nowhere/at\nall: cannot be looked at: No such file or directory");
     EXPECT_EQ(refused(""), ": cannot be looked at: No such file or directory");
     bool answer = false;
     std::string error;

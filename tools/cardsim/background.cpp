@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/cardsim/shown_text.h"
+
 namespace cardsim {
 
 namespace {
@@ -69,11 +71,12 @@ int wait_for(pid_t worker, int wait_end, const std::string &mount_point, dev_t b
     struct stat root = {};
     if (stat(mount_point.c_str(), &root) != 0) {
         std::fprintf(stderr, "trovik-cardsim: '%s' is mounted but does not answer: %s\n",
-                     mount_point.c_str(), std::strerror(errno));
+                     shown_text(mount_point).c_str(), std::strerror(errno));
         return 1;
     }
     if (root.st_dev == below) {
-        std::fprintf(stderr, "trovik-cardsim: '%s' was unmounted at once\n", mount_point.c_str());
+        std::fprintf(stderr, "trovik-cardsim: '%s' was unmounted at once\n",
+                     shown_text(mount_point).c_str());
         return 1;
     }
     return 0;

@@ -13,6 +13,7 @@
 #include "tools/cardsim/background.h"
 #include "tools/cardsim/fuse_mount.h"
 #include "tools/cardsim/help_text.h"
+#include "tools/cardsim/shown_text.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ constexpr int STATUS_USAGE = 64;  // EX_USAGE of sysexits.h
 constexpr int STATUS_FAILED = 1;
 
 int fail(int status, const std::string &reason) {
-    std::fprintf(stderr, "trovik-cardsim: %s\n", reason.c_str());
+    std::fprintf(stderr, "trovik-cardsim: %s\n", cardsim::shown_text(reason).c_str());
     return status;
 }
 
