@@ -34,10 +34,8 @@ constexpr std::chrono::seconds pause_of_job{2};
 bool TRAppDelegate::isChosenVolumeThere() {
     volume_info now;
     std::string error;
-    // Two cards may carry one identifier: copies do. They are not on one device.
-    return !selectedVolume ||
-           (volume_describe(selectedVolumePath, now, error) && now.root == selectedVolume->root &&
-            now.identifier == selectedVolume->identifier && now.device == selectedVolume->device);
+    return !selectedVolume || (volume_describe(selectedVolumePath, now, error) &&
+                               volume_is_still(*selectedVolume, now));
 }
 
 void TRAppDelegate::tellThatVolumeHasGone() {
@@ -66,7 +64,8 @@ bool TRAppDelegate::mayTestVolume() {
         tellThatVolumeHasGone();
         return false;
     }
-    if (!m_lock->take(selectedVolumePath)) {
+    if (!m_lock->take(selectedVolumePath) ||
+        (selectedVolume && !m_lock->take_file_system(selectedVolume->device))) {
         tellThatVolumeIsBusy();
         return false;
     }

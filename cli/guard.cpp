@@ -104,8 +104,9 @@ bool guard_check(const cli_arguments &arguments, run_target &target, std::string
 bool guard_begin(const cli_arguments &arguments, run_target &target, run_lock &lock,
                  std::string &refusal) {
     // A run works on the whole volume, through whichever of its folders: writing fills it, and two
-    // that read share its speed.
-    if (!lock.take(target.folder) || !lock.take(target.volume.root)) {
+    // that read share its speed. The folders tell no volume that is mounted twice.
+    if (!lock.take(target.folder) || !lock.take(target.volume.root) ||
+        !lock.take_file_system(target.volume.device)) {
         refusal =
             "another run is at work on " + shown_path(target.folder) + "; " + force_is_no_help;
         return false;

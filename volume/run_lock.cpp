@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "volume/answer_in_time.h"
+#include "volume/file_system_claim.h"
 #include "volume/naming.h"
 
 constexpr std::chrono::seconds patience{1};
@@ -54,4 +55,13 @@ bool run_lock::take(const std::string &folder) {
     if (made->held.is_open())
         m_held.push_back(std::move(made->held));
     return !made->busy;
+}
+
+bool run_lock::take_file_system(dev_t device) {
+    if (m_file_systems.contains(device))
+        return true;
+    file_system_claim claim = file_system_claim_make(device);
+    if (claim.held.is_open())
+        m_file_systems.emplace(device, std::move(claim.held));
+    return !claim.busy;
 }

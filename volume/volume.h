@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct volume_info {
@@ -25,6 +26,11 @@ struct volume_info {
     std::string file_system;  // as the system calls it: "exfat", "ext4", "fuseblk", ...
     std::string source;       // what is mounted, as the mount table names it: "/dev/sdb1", ...
     dev_t device = 0;         // the file system's device number in the mount table
+
+    // What tells this mount from a later one at the same place. 0 where the system does not tell.
+    int mount_id = 0;                                  // may be given to a later mount
+    std::uint64_t unique_mount_id = 0;                 // is not, as long as the system runs
+    std::pair<std::int64_t, std::int64_t> root_birth;  // of the root folder: seconds, nanoseconds
 
     // Total bytes, and free bytes with those that are kept back for root. Both are unknown when the
     // file system did not answer; capacity_error then holds the reason, and is empty otherwise.
@@ -43,6 +49,11 @@ struct volume_info {
 // symbolic link to one. True and `info`, or false and `error`: the path does not exist, its volume
 // has vanished, or the volume's root cannot be reached under the name the mount table gives.
 bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept;
+
+// Whether `now`, described at the same path later, is what `before` was, and not another volume
+// that was mounted there in the meantime; nor the same one anew, which nobody can tell from a copy
+// of it. Files that were written or removed on it since then make no difference.
+bool volume_is_still(const volume_info &before, const volume_info &now) noexcept;
 
 // All mounted volumes that a user could want to test: those on a local device (and simulated
 // cards), each once, without images, pseudo and network file systems and without the volumes the

@@ -150,6 +150,23 @@ void describe_space(volume_info &info) {
     }
 }
 
+// Nothing is known after a failure. Files on the volume change neither.
+void describe_mount(volume_info &info) {
+    // Linux 6.8's STATX_MNT_ID_UNIQUE, which older headers do not have.
+    constexpr unsigned UNIQUE_MOUNT_ID = 0x4000;
+
+    struct statx status = {};
+    if (statx(AT_FDCWD, info.root.c_str(), 0, UNIQUE_MOUNT_ID | STATX_BTIME, &status) != 0) {
+        return;
+    }
+    if ((status.stx_mask & UNIQUE_MOUNT_ID) != 0) {
+        info.unique_mount_id = status.stx_mnt_id;
+    }
+    if ((status.stx_mask & STATX_BTIME) != 0) {
+        info.root_birth = {status.stx_btime.tv_sec, status.stx_btime.tv_nsec};
+    }
+}
+
 }  // namespace
 
 int mounted_volume_look_up(const std::string &path, looked_up_path &found, int flags) {
@@ -212,6 +229,8 @@ void mounted_volume_describe(const mount_entry &entry, volume_info &info) {
     info.file_system = entry.file_system;
     info.source = entry.source;
     info.device = entry.device;
+    info.mount_id = entry.id;
+    describe_mount(info);
 
     const std::optional<dev_t> device = mounted_volume_device(entry);
     const block_device_places places = block_device_system_places();

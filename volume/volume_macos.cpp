@@ -7,6 +7,7 @@
 #include <sys/attr.h>
 #include <sys/mount.h>
 #include <sys/param.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <uuid/uuid.h>
 
@@ -67,6 +68,10 @@ void describe(const struct statfs &mount, volume_info &info) {
     info.file_system = mount.f_fstypename;
     info.source = mount.f_mntfromname;
     info.device = static_cast<dev_t>(mount.f_fsid.val[0]);
+    struct stat root = {};
+    if (stat(mount.f_mntonname, &root) == 0) {
+        info.root_birth = {root.st_birthtimespec.tv_sec, root.st_birthtimespec.tv_nsec};
+    }
     info.name = volume_label(mount.f_mntonname);
     if (info.name.empty()) {
         info.name = path_text_last_name(info.root);

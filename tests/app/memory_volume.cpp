@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace app_tests {
 
@@ -18,7 +20,8 @@ static int mount_memory(const std::string &path, std::uint64_t bytes) {
     return mount("trovik-test", path.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, size.c_str());
 }
 
-memory_volume::memory_volume(std::uint64_t bytes, const std::string &name) : volume(name) {
+memory_volume::memory_volume(std::uint64_t bytes, const std::string &name)
+    : volume(name), m_bytes(bytes) {
     check_mounted(mount_memory(path(), bytes) == 0, std::strerror(errno));
 }
 
@@ -37,6 +40,13 @@ void memory_volume::set_read_only(bool read_only) const {
 void memory_volume::cover() {
     ASSERT_EQ(mount_memory(path(), system_tests::mib), 0) << std::strerror(errno);
     ++m_covers;
+}
+
+void memory_volume::mount_anew() {
+    // Longer than the period of the clock that births are read from.
+    std::this_thread::sleep_for(std::chrono::milliseconds{50});
+    ASSERT_EQ(umount2(path().c_str(), 0), 0) << std::strerror(errno);
+    ASSERT_EQ(mount_memory(path(), m_bytes), 0) << std::strerror(errno);
 }
 
 void memory_volume::take_away() {

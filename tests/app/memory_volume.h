@@ -20,6 +20,8 @@ class memory_volume : public system_tests::volume {
     void set_read_only(bool read_only) const;
     // Puts another volume over this one, at the same place.
     void cover();
+    // Puts a new one of the same size in its place.
+    void mount_anew();
     // What is left then is the empty folder that it was mounted on.
     void take_away();
 
@@ -31,6 +33,7 @@ class memory_volume : public system_tests::volume {
     std::vector<std::string> content() const;
 
  private:
+    const std::uint64_t m_bytes;
     int m_covers = 0;
 };
 

@@ -197,6 +197,25 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_calls_itself_the_same)
     EXPECT_EQ(volume.content(), lines({"1.fff"}));
 }
 
+// Mounted anew: the kernel gives out the numbers of memory and of mounts again at once.
+TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_was_given_all_its_numbers) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    memory_volume volume;
+    choose(volume.path());
+    if (selectedVolume->unique_mount_id == 0 && selectedVolume->root_birth.first == 0)
+        GTEST_SKIP() << "this kernel tells nothing that differs";
+    volume.mount_anew();
+    volume.make_file("1.fff");
+    volume_info now;
+    std::string error;
+    ASSERT_TRUE(volume_describe(volume.path(), now, error)) << error;
+    selectedVolume->device = now.device;
+    selectedVolume->identifier = now.identifier;
+    selectedVolume->mount_id = now.mount_id;
+    expect_start_refused(volume.path());
+    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+}
+
 using volume_in_use = volume_that_has_gone;
 
 TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_has_ended) {
@@ -204,15 +223,22 @@ TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_ha
     const memory_volume volume;
     volume.make_file("1.fff");
     choose(volume.path());
+    volume.make_file("holiday.jpg");  // which makes no other volume of it
     {
         run_lock other;
         ASSERT_TRUE(other.take(volume.path()));
         expect_start_refused(volume.path(), "Another run is at work on this volume");
     }
-    EXPECT_EQ(volume.content(), lines({"1.fff"}));
+    {
+        run_lock other;  // through another mount of it
+        ASSERT_TRUE(other.take_file_system(selectedVolume->device));
+        expect_start_refused(volume.path(), "Another run is at work on this volume");
+    }
+    EXPECT_EQ(volume.content(), lines({"1.fff", "holiday.jpg"}));
     // The refused Start has kept nothing back, neither from other runs nor from an unmounting.
     run_lock next;
     EXPECT_TRUE(next.take(volume.path()));
+    EXPECT_TRUE(next.take_file_system(selectedVolume->device));
 }
 
 namespace {

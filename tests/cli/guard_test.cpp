@@ -283,6 +283,28 @@ TEST(guard, a_run_through_a_folder_is_refused_while_another_has_its_volume) {
     }
 }
 
+TEST(guard, a_run_is_refused_while_another_has_its_volume_through_a_mount_of_a_part_of_it) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    const std::string inside = volume.file("inside");
+    std::filesystem::create_directory(inside);
+    const private_bind part(inside);
+    SKIP_WITHOUT(part);
+    for (const auto &[first, second] :
+         {std::pair(volume.path(), part.path()), std::pair(part.path(), volume.path())}) {
+        run_target target = passed(test_on(first));
+        run_lock lock;
+        std::string refusal;
+        ASSERT_TRUE(guard_begin(test_on(first), target, lock, refusal)) << refusal;
+        const cli_tests::outcome result = cli_tests::run_cli({"test", second});
+        EXPECT_EQ(result.exit_status(), 77);
+        EXPECT_TRUE(contains(result.err, "refused: another run is at work on '" + second + "'"))
+            << result.err;
+        EXPECT_FALSE(cli_tests::exists(second + "/1.fff"));
+    }
+    EXPECT_EQ(cli_tests::run_cli({"test", part.path()}).exit_status(), 0) << "free again";
+}
+
 TEST(guard, the_files_are_those_that_another_run_left_when_it_ended) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);

@@ -4,7 +4,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,13 +20,15 @@
 #include <thread>
 
 #include "support.h"
+#include "volume/volume.h"
 
 using volume_tests::private_folder;
+using volume_tests::private_mounts;
 using volume_tests::run_program;
 
 namespace {
 
-// What the file system answers to a lock; 0: the real one does.
+// What the system answers to a lock; 0: the real one does.
 std::atomic<int> staged_error{0};
 std::atomic<bool> stays_silent{false};
 std::atomic<bool> opens_slowly{false};
@@ -34,6 +39,16 @@ struct staged_answer {
     staged_answer(const staged_answer &) = delete;
     staged_answer &operator=(const staged_answer &) = delete;
 };
+
+// No file system of this machine's, and no other test's.
+const dev_t of_nobody = makedev(4094, static_cast<unsigned>(getpid()));
+
+dev_t device_of(const std::string &path) {
+    volume_info info;
+    std::string error;
+    EXPECT_TRUE(volume_describe(path, info, error)) << error;
+    return info.device;
+}
 
 }  // namespace
 
@@ -46,6 +61,14 @@ extern "C" int flock(int fd, int operation) noexcept {
         return -1;
     }
     return static_cast<int>(syscall(SYS_flock, fd, operation));
+}
+
+extern "C" int bind(int fd, const sockaddr *address, socklen_t length) noexcept {
+    if (staged_error != 0) {
+        errno = staged_error;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_bind, fd, address, length));
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the system's call has this form.
@@ -126,6 +149,8 @@ TEST(run_lock, a_file_system_that_cannot_lock_does_not_stop_a_run) {
         run_lock second;
         EXPECT_TRUE(first.take(folder.path())) << error;
         EXPECT_TRUE(second.take(folder.path())) << error;
+        EXPECT_TRUE(first.take_file_system(of_nobody)) << error;
+        EXPECT_TRUE(second.take_file_system(of_nobody)) << error;
     }
     run_lock nowhere;
     EXPECT_TRUE(nowhere.take(folder.path() + "/missing"));
@@ -158,4 +183,71 @@ TEST(run_lock, a_file_system_that_does_not_answer_is_not_waited_for_and_holds_no
         taken = second.take(folder.path());
     }
     EXPECT_TRUE(taken);
+}
+
+TEST(run_lock, of_a_file_system_is_one_for_all_that_is_mounted_of_it) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    const std::string card = mounts.folder().make_folder("card");
+    const std::string view = mounts.folder().make_folder("view");
+    const std::string other = mounts.folder().make_folder("other");
+    ASSERT_TRUE(mounts.mount_tmpfs(card));
+    ASSERT_TRUE(mounts.mount_tmpfs(other));
+    ASSERT_TRUE(mounts.mount_bind(mounts.folder().make_folder("card/inside"), view));
+    run_lock second;
+    {
+        run_lock first;
+        EXPECT_TRUE(first.take_file_system(device_of(card)));
+        EXPECT_TRUE(first.take_file_system(device_of(view))) << "not refused by itself";
+        EXPECT_FALSE(second.take_file_system(device_of(view)));
+        EXPECT_FALSE(second.take_file_system(device_of(card)));
+        EXPECT_TRUE(second.take_file_system(device_of(other)));
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(view));
+    EXPECT_TRUE(second.take_file_system(device_of(view))) << "given back";
+}
+
+TEST(run_lock, of_a_file_system_is_one_for_two_subvolumes_of_a_pool) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    if (!volume_tests::has_program("mkfs.btrfs") || !volume_tests::has_program("btrfs")) {
+        GTEST_SKIP() << "btrfs-progs is not installed";
+    }
+    const std::string image = mounts.folder().make_file("image", "");
+    std::filesystem::resize_file(image, std::uintmax_t{128} << 20);
+    ASSERT_EQ(run_program({"mkfs.btrfs", "-q", image}), 0);
+    const std::string node = mounts.attach_loop(image);
+    const std::string card = mounts.folder().make_folder("card");
+    const std::string view = mounts.folder().make_folder("view");
+    if (node.empty() || mount(node.c_str(), card.c_str(), "btrfs", 0, nullptr) != 0) {
+        GTEST_SKIP() << "no btrfs can be mounted here";
+    }
+    mounts.note_mount(card);
+    ASSERT_EQ(run_program({"btrfs", "subvolume", "create", card + "/part"}), 0);
+    ASSERT_TRUE(mounts.mount_at(node, view, "btrfs", 0, "subvol=part"));
+    run_lock first;
+    run_lock second;
+    EXPECT_TRUE(first.take_file_system(device_of(card)));
+    EXPECT_FALSE(second.take_file_system(device_of(view)));
+}
+
+TEST(run_lock, of_a_file_system_is_not_inherited_and_ends_with_the_process) {
+    const std::string name =
+        "trovik-run-" + std::to_string(major(of_nobody)) + ":" + std::to_string(minor(of_nobody));
+    // Its number in the kernel's table, and whether the script has it open.
+    const std::string script = "number=$(sed -n 's/.* \\([0-9]*\\) @" + name +
+                               "$/\\1/p' /proc/net/unix); test -n \"$number\" || exit 2; "
+                               "test -z \"$(find /proc/$$/fd -lname \"socket:?$number?\")\"";
+    const pid_t holder = fork();
+    if (holder == 0) {
+        run_lock lock;
+        const bool taken = lock.take_file_system(of_nobody);
+        _exit(taken ? run_program({"sh", "-c", script}) : 3);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(holder, &status, 0), holder);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    run_lock next;
+    EXPECT_TRUE(next.take_file_system(of_nobody));
 }
