@@ -58,14 +58,17 @@ void TRAppDelegate::tellThatVolumeIsBusy() {
                .buttons = {QStringLiteral("OK")}});
 }
 
-// What a user could lose, or would wait for in vain, asked right before a test begins.
+// What a user could lose, or would wait for in vain, asked right before a test begins. A
+// refusal gives the volume back before its alert: that may stay open for long.
 bool TRAppDelegate::mayTestVolume() {
     if (!isChosenVolumeThere()) {
+        releaseVolume();
         tellThatVolumeHasGone();
         return false;
     }
     if (!m_lock->take(selectedVolumePath) ||
         (selectedVolume && !m_lock->take_file_system(selectedVolume->device))) {
+        releaseVolume();
         tellThatVolumeIsBusy();
         return false;
     }
@@ -74,6 +77,7 @@ bool TRAppDelegate::mayTestVolume() {
     // A folder that cannot be read ends the test by itself, with the system's reason.
     if (!test_files_scan(selectedVolumePath, 0, files, unreadable) || files.foreign.empty())
         return true;
+    releaseVolume();
     alert_run(window,
               {.style = alert_style::warning,
                .message = QStringLiteral("The volume holds entries that are not ours"),
@@ -97,10 +101,8 @@ void TRAppDelegate::UI_start_pressed() {
     // From before the last look at the volume on: what is looked at is what is tested.
     m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
     m_lock = std::make_unique<run_lock>();
-    if (!mayTestVolume()) {
-        releaseVolume();
+    if (!mayTestVolume())
         return;
-    }
     jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
