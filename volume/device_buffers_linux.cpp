@@ -136,14 +136,20 @@ static std::string staying_pages(const page_holder &holder) {
 
 // Likewise for a file system in user space whose source is no block device.
 static std::string other_source(const volume_info &volume) {
+    // Its cells are its own, whoever reads them.
+    if (volume.file_system == "fuse.trovik-cardsim")
+        return {};
     const std::string source = path_text_printable(volume.source);
     // A source in /dev that cannot be seen from here may be a device all the same.
     if (volume.file_system == "fuseblk" || volume.source.rfind("/dev/", 0) == 0)
         return "the device " + source + " cannot be reached";
-    // Another volume's folder or an image on one, as bindfs and gocryptfs use; not "host:/folder".
+    // Another volume's folder or an image on one, as bindfs and gocryptfs use.
     if (volume.source.rfind('/', 0) == 0 && may_exist(volume.source))
         return "the volume's data lies in " + source + ", of which memory holds a copy, too";
-    return {};
+    // Several folders ("/a:/b"), another machine, or any text: a daemon may call its source what it
+    // likes.
+    return "what a file system of type " + path_text_printable(volume.file_system) +
+           " keeps in memory is not known";
 }
 
 // Likewise for any file system in user space.
