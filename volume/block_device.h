@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 using device_properties = std::map<std::string, std::string>;
 
@@ -31,6 +32,16 @@ struct block_device_facts {
 // The facts about a disk, a partition, or a device that is made of others (encrypted, striped): for
 // those, what all of its parts agree on.
 block_device_facts block_device_describe(dev_t device, const block_device_places &places);
+
+// A device that reads from a file, or from another device, by way of the system.
+struct block_device_loop {
+    std::string name;     // "loop0"; its node is in /dev
+    std::string backing;  // as this process would name it; empty when that is unknown
+    bool direct = false;  // past the pages that memory holds of the file
+};
+
+// The loop devices that the device (or the one it is a partition of) is, or is made of.
+std::vector<block_device_loop> block_device_loops(dev_t device, const block_device_places &places);
 
 // The label and the identifier (UUID, or serial for FAT and NTFS) of the file system on the device,
 // or nullopt: udev's property, else the link under /dev/disk.

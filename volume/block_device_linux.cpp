@@ -6,6 +6,7 @@
 // and is unplugged all the same. And ports have an attribute of the same name ("fixed",
 // "removable", "unknown"), by which firmware tells a built-in reader from a socket.
 #include <dirent.h>
+#include <linux/major.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -161,6 +162,10 @@ std::optional<bool> agreed(std::optional<bool> left, std::optional<bool> right) 
 block_device_facts describe_node(const std::string &node, const block_device_places &places,
                                  int depth);
 
+std::string disk_of(const std::string &node) {
+    return exists(node + "/partition") ? parent_of(node) : node;
+}
+
 block_device_facts describe_parts(const std::string &disk, const std::vector<std::string> &parts,
                                   const block_device_places &places, int depth) {
     const std::string folder = disk + "/slaves/";
@@ -195,7 +200,7 @@ block_device_facts describe_node(const std::string &node, const block_device_pla
     if (node.empty() || depth > MAX_DEPTH) {
         return {};
     }
-    const std::string disk = exists(node + "/partition") ? parent_of(node) : node;
+    const std::string disk = disk_of(node);
     const std::vector<std::string> parts = names_in(disk + "/slaves");
     block_device_facts facts;
     if (parts.empty()) {
@@ -210,6 +215,23 @@ block_device_facts describe_node(const std::string &node, const block_device_pla
     }
     facts.read_only = flag(node, "ro");
     return facts;
+}
+
+// `node` as above. A device may be made of parts of the same one: that one is found twice.
+void find_loops(const std::string &node, int depth, std::vector<block_device_loop> &loops) {
+    if (node.empty() || depth > MAX_DEPTH) {
+        return;
+    }
+    const std::string disk = disk_of(node);
+    if (exists(disk + "/loop")) {
+        loops.push_back({disk.substr(disk.rfind('/') + 1),
+                         attribute(disk + "/loop", "backing_file").value_or(""),
+                         flag(disk + "/loop", "dio") == true});
+    }
+    const std::string parts = disk + "/slaves/";
+    for (const std::string &part : names_in(parts)) {
+        find_loops(real_path(std::string(parts).append(part)), depth + 1, loops);
+    }
 }
 
 std::string number_text(dev_t device) {
@@ -240,6 +262,17 @@ std::optional<std::string> name_of_file_system(dev_t device, const block_device_
 
 block_device_facts block_device_describe(dev_t device, const block_device_places &places) {
     return describe_node(real_path(places.sysfs + "/dev/block/" + number_text(device)), places, 0);
+}
+
+std::vector<block_device_loop> block_device_loops(dev_t device, const block_device_places &places) {
+    std::vector<block_device_loop> loops;
+    const std::string node = real_path(places.sysfs + "/dev/block/" + number_text(device));
+    find_loops(node, 0, loops);
+    // The number alone tells what it is.
+    if (node.empty() && major(device) == LOOP_MAJOR) {
+        loops.push_back({"block/" + number_text(device), "", false});
+    }
+    return loops;
 }
 
 std::optional<std::string> block_device_label(dev_t device, const block_device_places &places) {

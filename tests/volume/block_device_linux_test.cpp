@@ -177,6 +177,36 @@ TEST_F(block_device, a_device_that_is_made_of_itself_comes_to_an_end) {
     EXPECT_EQ(facts.removable, std::nullopt);
 }
 
+TEST_F(block_device, the_loop_device_below_a_partition_or_an_encrypted_one_is_found) {
+    make_disk("virtual/block/loop3", "0");
+    m_tree.make_file(m_disk + "/loop/backing_file", "/mnt/card/an image\n");
+    m_tree.make_file(m_disk + "/loop/dio", "0\n");
+    m_tree.make_link("devices/virtual/block/dm-0/slaves/part1",
+                     m_tree.path() + "/" + m_disk + "/part1");
+    m_tree.make_link("dev/block/253:0", "../../devices/virtual/block/dm-0");
+    for (const dev_t device : {makedev(8, 0), makedev(8, 1), makedev(253, 0)}) {
+        const auto loops = block_device_loops(device, places());
+        ASSERT_EQ(loops.size(), 1U) << minor(device);
+        EXPECT_EQ(loops[0].name, "loop3");
+        EXPECT_EQ(loops[0].backing, "/mnt/card/an image");
+        EXPECT_FALSE(loops[0].direct);
+    }
+    m_tree.make_file(m_disk + "/loop/dio", "1\n");
+    EXPECT_TRUE(block_device_loops(makedev(8, 1), places()).at(0).direct);
+}
+
+TEST_F(block_device, a_stick_is_no_loop_device) {
+    make_disk(USB_STICK, "1");
+    EXPECT_TRUE(block_device_loops(makedev(8, 1), places()).empty());
+}
+
+TEST_F(block_device, a_loop_device_of_which_nothing_is_known_is_one) {
+    const auto loops = block_device_loops(makedev(7, 3), places());
+    ASSERT_EQ(loops.size(), 1U);
+    EXPECT_EQ(loops[0].backing, "");
+    EXPECT_FALSE(loops[0].direct);
+}
+
 TEST_F(block_device, without_sysfs_nothing_is_known) {
     const block_device_facts facts = partition();
     EXPECT_EQ(facts.read_only, std::nullopt);
