@@ -10,14 +10,8 @@
 
 namespace {
 
+using volume_tests::described;
 using volume_tests::private_mounts;
-
-volume_info described(const std::string &path) {
-    volume_info info;
-    std::string error;
-    EXPECT_TRUE(volume_describe(path, info, error)) << error;
-    return info;
-}
 
 // As a kernel describes it that has no numbers of mounts that are never used again.
 volume_info without_unique_id(volume_info info) {
