@@ -48,7 +48,7 @@ TEST(device_buffers, a_simulated_card_has_none_below_it) {
 TEST(device_buffers, what_a_user_space_file_system_without_a_device_keeps_is_not_known) {
     std::string reason;
     EXPECT_FALSE(device_buffers_drop(volume_on("fuse.encfs\n", "encfs"), reason));
-    EXPECT_EQ(reason, "what a file system of type fuse.encfs\\012 keeps in memory is not known");
+    EXPECT_EQ(reason, "what a file system of type fuse.encfs\n keeps in memory is not known");
     const std::vector<std::pair<const char *, const char *>> others = {
         {"fuse.mergerfs", "/tmp:/var"},    {"fuse.unionfs", "unionfs"},
         {"fuse.cryfs", "cryfs@/tmp"},      {"fuse.fuse2fs", "card.img"},
