@@ -28,6 +28,7 @@
 #include "model/fatal.h"
 #include "outreach_support.h"
 #include "pictures.h"
+#include "volume/run_lock.h"
 #include "whole_run.h"
 
 using namespace app_tests;
@@ -149,6 +150,18 @@ TEST_F(pictures_of_alerts, a_chosen_volume_that_has_gone) {
     volume.take_away();
     answers user;
     then_take(user, "alert-volume-gone", only_ok, "OK");
+    press("UI_start");
+    EXPECT_EQ(jobThread, nullptr);
+}
+
+TEST_F(pictures_of_alerts, another_run_on_the_chosen_volume) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const memory_volume volume(mib, "HOLIDAYS 2017");
+    choose(volume.path());
+    run_lock other;
+    ASSERT_TRUE(other.take(volume.path()));
+    answers user;
+    then_take(user, "alert-another-run", only_ok, "OK");
     press("UI_start");
     EXPECT_EQ(jobThread, nullptr);
 }

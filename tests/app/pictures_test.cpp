@@ -10,6 +10,7 @@
 #include <QTest>
 #include <csignal>
 
+#include "../support/locked_pages.h"
 #include "app/controller_state.h"
 #include "model/engine_status.h"
 #include "mounts.h"
@@ -115,6 +116,19 @@ TEST_F(pictures, of_a_result_that_not_all_could_be_read) {
     tick();
     EXPECT_EQ(look_at(app()).verdict, "Not all could be read");
     take("result-not-all-could-be-read");
+}
+
+TEST_F(pictures, of_a_result_that_is_not_proven) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const card where({"--size=16M", "--write-rate=8M"}, "HOLIDAYS 2017");
+    choose(where.path());
+    press_start();
+    ASSERT_TRUE(wait_until([] { return get_write_progress() > 30.0; }));
+    const test_support::locked_pages locked(where.file("1.fff"));
+    ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
+    tick();
+    EXPECT_EQ(look_at(app()).verdict, "Not proven");
+    take("result-not-proven");
 }
 
 TEST_F(pictures, of_the_guard_before_the_systems_own_volume) {
