@@ -43,10 +43,10 @@ TEST_F(card_image, is_one_file_of_the_announced_size_whose_sectors_are_the_cards
     EXPECT_EQ(std::filesystem::file_size(image()), MIB);
     EXPECT_EQ(read_at(0, MIB), equal_bytes(MIB, 0));
     const auto bytes = test_bytes(1536, 1);
-    write_at(700 * 512, bytes);
+    write_at(size_t{700} * 512, bytes);
     std::ifstream cells(beside("backing"));
     std::vector<char> seen(1536);
-    cells.seekg(700 * 512);
+    cells.seekg(std::streamoff{700} * 512);
     cells.read(seen.data(), 1536);
     EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), std::as_bytes(std::span(seen)).begin()));
 }
@@ -83,11 +83,11 @@ TEST_F(card_image, has_the_cards_faults_at_the_sectors_numbers) {
     EXPECT_EQ(read_sector(9), 0);
     EXPECT_EQ(read_sector(10), EIO);
     EXPECT_EQ(read_sector(11), 0);
-    EXPECT_EQ(pwrite(file.fd(), sector.data(), 512, 20 * 512), -1);
+    EXPECT_EQ(pwrite(file.fd(), sector.data(), 512, off_t{20} * 512), -1);
     EXPECT_EQ(errno, EIO);
     EXPECT_EQ(read_sector(30), 0);
     EXPECT_EQ(sector[0], std::byte{1});
-    write_at(50 * 512, equal_bytes(512, 0x77));
+    write_at(size_t{50} * 512, equal_bytes(512, 0x77));
     EXPECT_EQ(read_sector(40), 0);
     EXPECT_EQ(sector, equal_bytes(512, 0x77));
     EXPECT_EQ(fsync(file.fd()), -1);
