@@ -202,7 +202,7 @@ void make_random_tree(const std::string &root, chance &by) {
 }
 
 std::string make_impostor(const std::string &root, chance &by) {
-    const std::string name = std::to_string(by.between(1, 2000)) + ".fff";
+    std::string name = std::to_string(by.between(1, 2000)) + ".fff";
     std::string path = root;
     path.append("/").append(name);
     switch (by.between(0, 3)) {
