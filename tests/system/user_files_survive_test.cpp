@@ -203,7 +203,7 @@ static void print(const std::map<std::string, int> &found) {
 static void fail_beyond_the_users_files(std::uint64_t seed) {
     SCOPED_TRACE("TROVIK_SEED=" + std::to_string(seed));
     chance by(seed);
-    const std::string size = std::to_string(5 * mib + 2 * 512 * by.between(0, 999));
+    const std::string size = std::to_string(5 * mib + 1024 * by.between(0, 999));
     const std::string at = std::to_string(by.between(3 * mib, 4 * mib));
     const std::string sector = std::to_string(by.between(3 * mib / 512, 5 * mib / 512));
     const std::string fault = by.one_of(
