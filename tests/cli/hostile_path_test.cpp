@@ -1,7 +1,6 @@
 // Whatever a path holds, nothing that a terminal obeys comes out: not in a terminal, and not in a
 // pipe or a file either, which somebody will look at in a terminal later.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <csignal>
 #include <filesystem>
@@ -16,9 +15,9 @@ using cli_tests::contains;
 using cli_tests::outcome;
 using cli_tests::private_folder;
 using cli_tests::private_volume;
-using cli_tests::process_options;
 using cli_tests::run_cli;
 using cli_tests::run_cli_in_terminal;
+using cli_tests::with_a_file_size_limit;
 
 namespace {
 
@@ -157,13 +156,7 @@ TEST(hostile_path, of_a_file_that_cannot_be_written_comes_out_tamely_twice) {
     for (const hostile_name &each : hostile_names) {
         const private_volume volume("size=1m", each.name);
         SKIP_WITHOUT(volume);
-        process_options options;
-        options.prepare = [] {
-            signal(SIGXFSZ, SIG_IGN);
-            const rlimit limit = {65536, RLIM_INFINITY};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        };
-        const outcome result = run_cli({"write", volume.path()}, options);
+        const outcome result = run_cli({"write", volume.path()}, with_a_file_size_limit());
         EXPECT_EQ(result.signal(), SIGABRT);
         expect_nothing_obeyed(result);
         EXPECT_EQ(

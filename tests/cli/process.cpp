@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -108,6 +109,17 @@ process_options signal_at(const std::string &cue, int signal_number) {
     process_options options;
     options.cue = cue;
     options.on_cue = [=](pid_t child) { kill(child, signal_number); };
+    return options;
+}
+
+process_options with_a_file_size_limit() {
+    process_options options;
+    options.prepare = [] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {65536, RLIM_INFINITY};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+            _exit(98);
+    };
     return options;
 }
 

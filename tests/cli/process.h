@@ -39,6 +39,8 @@ struct process_options {
 
 // Sends the child this signal once its output contains `cue`.
 process_options signal_at(const std::string &cue, int signal_number);
+// No file of the child grows beyond 64 KiB: its writes fail with EFBIG, without a signal.
+process_options with_a_file_size_limit();
 
 // Runs `body` in a forked child, or the program trovik-cli with these words. A
 // body that returns ends the child with status 0, its streams flushed; a child

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +21,7 @@ using cli_tests::run_cli_in_terminal;
 using cli_tests::screen;
 using cli_tests::screen_after;
 using cli_tests::signal_at;
+using cli_tests::with_a_file_size_limit;
 
 namespace {
 
@@ -116,13 +116,7 @@ static const char wild_name[] =
 TEST(run_terminal, a_volume_s_name_stays_tame_when_a_write_fails) {
     const private_volume volume("size=1m", wild_name);
     SKIP_WITHOUT(volume);
-    process_options options;
-    options.prepare = [] {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {65536, RLIM_INFINITY};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    };
-    const outcome result = run_cli_in_terminal({"test", volume.path()}, options);
+    const outcome result = run_cli_in_terminal({"test", volume.path()}, with_a_file_size_limit());
     EXPECT_EQ(result.signal(), SIGABRT);
     EXPECT_TRUE(contains(result.out, "Write to file ")) << result.out;
     EXPECT_TRUE(contains(result.out, "remove them with: trovik-cli clean $'")) << result.out;
