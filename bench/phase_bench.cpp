@@ -22,6 +22,7 @@
 #include "model/f3read.h"
 #include "model/f3write.h"
 #include "model/utils.h"
+#include "user_time.h"
 
 // Writes one file of constant blocks as a test file is written, the pattern left
 // out. Returns false when the volume is full.
@@ -89,13 +90,6 @@ static uint64_t run_read(const char *folder) {
 static uint64_t run_clean(const char *folder) {
     f3write_unlink_old_files(folder, 0);
     return 0;
-}
-
-static double user_seconds() {
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
 }
 
 static long peak_memory_kib() {
