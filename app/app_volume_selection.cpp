@@ -69,6 +69,10 @@ bool TRAppDelegate::mayUseSystemVolume(const QString &folder) {
 }
 
 bool TRAppDelegate::selectVolumeOfFolder(const QString &folder) {
+    QString shown = folder;
+    if (!shown.endsWith(QLatin1Char('/')))
+        shown += QLatin1Char('/');
+    diagnostic_log("d: myURL: " + QUrl::fromLocalFile(shown).toEncoded().toStdString());
     volume_info volume;
     std::string error;
     if (!volume_describe(folder.toStdString(), volume, error)) {
@@ -77,10 +81,6 @@ bool TRAppDelegate::selectVolumeOfFolder(const QString &folder) {
     }
     if (!mayUseSystemVolume(folder))
         return false;
-    QString shown = folder;
-    if (!shown.endsWith(QLatin1Char('/')))
-        shown += QLatin1Char('/');
-    diagnostic_log("d: myURL: " + QUrl::fromLocalFile(shown).toEncoded().toStdString());
     selectedVolume = volume;
     recordVolume();
     return true;
