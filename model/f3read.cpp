@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -104,21 +105,14 @@ void f3read_classify_sectors(const void *sectors, size_t count, uint64_t expecte
     }
 }
 
-static void count_sector(enum sector_class what, sector_counts &counts) {
-    switch (what) {
-        case SECTOR_OK:
-            ++counts.ok;
-            break;
-        case SECTOR_CORRUPTED:
-            ++counts.corrupted;
-            break;
-        case SECTOR_CHANGED:
-            ++counts.changed;
-            break;
-        case SECTOR_OVERWRITTEN:
-            ++counts.overwritten;
-            break;
-    }
+static void add_to_counts(const enum sector_class *classes, size_t count, sector_counts &counts) {
+    std::array<uint64_t, 4> sectors_of_class = {};
+    for (size_t i = 0; i < count; ++i)
+        ++sectors_of_class[classes[i]];
+    counts.ok += sectors_of_class[SECTOR_OK];
+    counts.changed += sectors_of_class[SECTOR_CHANGED];
+    counts.corrupted += sectors_of_class[SECTOR_CORRUPTED];
+    counts.overwritten += sectors_of_class[SECTOR_OVERWRITTEN];
 }
 
 /* Whether there is a file (or a folder, which fails when it is read) behind the
@@ -161,11 +155,15 @@ static void report_counts(const sector_counts &counts, struct timeval &last_line
                  static_cast<unsigned long long>(counts.overwritten), "");
 }
 
-/* Counts classified sectors one by one, with a line of counts now and then. */
+/* Counts classified sectors, with a line of counts now and then. They were read at once and
+ * are counted within some microseconds: the clock is asked after the first, for which the
+ * medium was waited for, and after the last, should this thread have been held up. */
 static void count_sectors(const enum sector_class *classes, size_t count, uint32_t progress,
                           sector_counts &counts, struct timeval &last_line) {
-    for (size_t i = 0; i < count; ++i) {
-        count_sector(classes[i], counts);
+    for (size_t counted = 0; counted < count;) {
+        const size_t next = counted == 0 ? 1 : count - counted;
+        add_to_counts(classes + counted, next, counts);
+        counted += next;
         if (progress != 0)
             report_counts(counts, last_line);
     }
@@ -178,18 +176,17 @@ static file_end validate_sectors(int fd, uint64_t expected_offset, uint32_t prog
                                  uint64_t bytes_before, sector_counts &counts) {
     /* Written and read by the test's thread alone. */
     alignas(64) static char bytes[sectors_per_request * SECTOR_SIZE];
-    static enum sector_class classes[sectors_per_request];
+    static enum sector_class classes[1 + sectors_per_request];
     struct timeval last_line = {};
     last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
-    enum sector_class waiting = SECTOR_OK;
-    size_t waiting_count = 0;
-    size_t incomplete = 0; /* bytes of a sector whose rest is still to come */
+    size_t waiting = 0;       /* sectors at the head of classes, not counted yet: 0 or 1 */
+    size_t incomplete = 0;    /* bytes of a sector whose rest is still to come */
     file_end end = {};
     for (;;) {
         const ssize_t got = read(fd, bytes + incomplete, sizeof bytes - incomplete);
         end.error = errno;
         if (got <= 0) {
-            count_sectors(&waiting, waiting_count, progress, counts, last_line);
+            count_sectors(classes, waiting, progress, counts, last_line);
             end.all_read = got == 0;
             return end;
         }
@@ -200,11 +197,11 @@ static file_end validate_sectors(int fd, uint64_t expected_offset, uint32_t prog
         incomplete = available % SECTOR_SIZE;
         if (sectors == 0)
             continue;
-        f3read_classify_sectors(bytes, sectors, expected_offset, classes);
-        count_sectors(&waiting, waiting_count, progress, counts, last_line);
-        count_sectors(classes, sectors - 1, progress, counts, last_line);
-        waiting = classes[sectors - 1];
-        waiting_count = 1;
+        f3read_classify_sectors(bytes, sectors, expected_offset, classes + waiting);
+        const size_t complete = waiting + sectors - 1;
+        count_sectors(classes, complete, progress, counts, last_line);
+        classes[0] = classes[complete];
+        waiting = 1;
         expected_offset += sectors * SECTOR_SIZE;
         record_bytes_read(bytes_before + end.position - incomplete);
         std::memmove(bytes, bytes + sectors * SECTOR_SIZE, incomplete);

@@ -272,7 +272,7 @@ TEST_F(f3read, the_descriptor_is_flushed_released_timed_and_then_read_ahead) {
     EXPECT_EQ(stage.requests, "FRCAC");
     stage.requests.clear();
     validated(folder.path(), 0, 1);
-    EXPECT_EQ(stage.requests, "FRCACCC") << "one clock request per sector with progress";
+    EXPECT_EQ(stage.requests, "FRCACCC") << "the clock after the only sector of each request";
 }
 
 TEST_F(f3read, the_heading_line_has_33_blanks_with_progress_and_none_without) {
@@ -309,22 +309,40 @@ TEST_F(f3read, the_first_sector_always_gives_a_line_of_counts) {
 
 TEST_F(f3read, further_lines_come_after_200_milliseconds_or_more) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), damaged(0, 0) + damaged(512, 1) + damaged(1024, 9) +
-                                               damaged(0, 0) + damaged(2048, 0) + damaged(2560, 0) +
-                                               damaged(3072, 0) + damaged(3584, 0));
-    /* Start; then one for each sector: the first, 199.999 ms later, 200 ms, 399
-     * ms, 200 ms after the last line across a full second, then a clock that
-     * goes back, and 200 ms after the last line again. */
+    set_file_content(folder.file("1.fff"),
+                     damaged(0, 0) + damaged(512, 1) + damaged(1024, 9) +
+                         reference_sectors(3 * sector_bytes, 127 * sector_bytes) + damaged(0, 0) +
+                         reference_sectors(131 * sector_bytes, 381 * sector_bytes));
+    /* Start; then for what each request of 128 sectors brings a first and a last one to be
+     * counted: the first of all and 199.999 ms later, 200 ms and 399 ms, 200 ms after the
+     * last line and a clock that goes back, 200 ms (truncated) after the last line across a
+     * full second and a moment later; then 199.999 ms after it the file's last sector. */
     stage.times = {{10, 0},      {10, 500000}, {10, 699999}, {10, 700000}, {10, 899000},
-                   {10, 900000}, {9, 0},       {11, 99999},  {11, 100000}};
+                   {10, 900000}, {9, 0},       {11, 99999},  {11, 100000}, {11, 299998}};
     const quiet silence;
     validated(folder.path(), 0, 1);
     EXPECT_EQ(drained_log(), header + std::string(33, ' ') +
                                  "\n"
                                  "      1,        0,      0,      0\n"
-                                 "      1,        1,      1,      0\n"
-                                 "      2,        1,      1,      1\n"
-                                 "      4,        1,      1,      1\n");
+                                 "    126,        1,      1,      0\n"
+                                 "    253,        1,      1,      1\n"
+                                 "    381,        1,      1,      1\n");
+}
+
+/* Whoever looks at the lines cannot tell this from a clock that is asked after every sector:
+ * it is asked whenever the medium was waited for. */
+TEST_F(f3read, the_clock_is_asked_twice_for_each_request_and_not_for_each_sector) {
+    const private_folder folder;
+    set_file_content(folder.file("1.fff"), reference_sectors(0, 300 * sector_bytes));
+    const quiet silence;
+    validated(folder.path(), 0, 1);
+    EXPECT_EQ(stage.requests,
+              "FRCA"
+              "CC"
+              "CC"
+              "CC"
+              "C"
+              "C");
 }
 
 TEST_F(f3read, columns_are_ok_corrupted_changed_and_overwritten) {
