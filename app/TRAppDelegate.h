@@ -199,7 +199,13 @@ class TRAppDelegate : public QObject {
     void listenToEngineFailures(bool listen);
     static void onEngineFailure(const char *message, int exitStatus);
     void showEngineFailure(const std::string &message);
-    QString reasonForPeople(const std::string &message);
+    struct volumeAfterFailure {
+        bool isGone = false;
+        // Named; nullopt when that could not be found out.
+        std::optional<std::string> testFiles;
+    };
+    volumeAfterFailure lookAtFailedVolume() const;
+    QString reasonForPeople(const std::string &message, bool volumeIsGone) const;
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
     std::unique_ptr<window_layout> m_layout;
