@@ -69,6 +69,8 @@ class TRAppDelegate : public QObject {
     QPushButton *UI_feedback_outlet = nullptr;
 
     // In app_startup_shutdown.cpp
+    // Where a system that has a property list about itself keeps it. Read at start-up.
+    QString systemPropertyList = QStringLiteral("/System/Library/CoreServices/SystemVersion.plist");
     // From the versions to the disclaimer and the timer. To be called once, from
     // within the event loop. False when the user has declined, which ends the program
     // on the loop's next pass.
