@@ -69,6 +69,8 @@ class TRAppDelegate : public QObject {
     QPushButton *UI_feedback_outlet = nullptr;
 
     // In app_startup_shutdown.cpp
+    // Where a system that has a property list about itself keeps it. Read at start-up.
+    QString systemPropertyList = QStringLiteral("/System/Library/CoreServices/SystemVersion.plist");
     // From the versions to the disclaimer and the timer. To be called once, from
     // within the event loop. False when the user has declined, which ends the program
     // on the loop's next pass.
@@ -199,7 +201,13 @@ class TRAppDelegate : public QObject {
     void listenToEngineFailures(bool listen);
     static void onEngineFailure(const char *message, int exitStatus);
     void showEngineFailure(const std::string &message);
-    QString reasonForPeople(const std::string &message);
+    struct volumeAfterFailure {
+        bool isGone = false;
+        // Named; nullopt when that could not be found out.
+        std::optional<std::string> testFiles;
+    };
+    volumeAfterFailure lookAtFailedVolume() const;
+    QString reasonForPeople(const std::string &message, bool volumeIsGone) const;
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
     std::unique_ptr<window_layout> m_layout;

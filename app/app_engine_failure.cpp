@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QPlainTextEdit>
 #include <QString>
+#include <chrono>
 #include <cstdio>
 
 #include "app/TRAppDelegate.h"
@@ -16,7 +17,13 @@
 #include "report/error_text.h"
 #include "report/printable.h"
 #include "report/report_block.h"
+#include "report/test_files.h"
+#include "volume/answer_in_time.h"
 #include "volume/folder_anchor.h"
+
+// A volume that has just failed may never answer, and its user should not wait longer
+// for the reason than for a test to begin.
+constexpr std::chrono::seconds patience{2};
 
 // The controller that the engine's failures are told to. Written by the main thread
 // while no job runs.
@@ -56,12 +63,43 @@ static QString failed_phase() {
     return QStringLiteral("The volume failed.");
 }
 
-// While the job's thread waits for this to be answered, so what it owns may be read.
-QString TRAppDelegate::reasonForPeople(const std::string &message) {
+// While the job's thread waits for the answer, so what it owns may be read. A question
+// that is left behind may use the anchor as long as it likes: nothing drops that any more.
+TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
+    const auto look = [chosen = selectedVolume, folder = selectedVolumePath,
+                       anchor = m_anchor.get()] {
+        volume_info now;
+        std::string error;
+        volumeAfterFailure found;
+        found.isGone =
+            (chosen && !(volume_describe(folder, now, error) && volume_is_still(*chosen, now))) ||
+            (anchor != nullptr && !anchor->is_in_place());
+        // What stands in its place holds none of our files.
+        if (!found.isGone)
+            found.testFiles = test_files_text_of(folder, 0);
+        return found;
+    };
+    return answer_in_time(patience, look).value_or(volumeAfterFailure{});
+}
+
+// Which test files stay, and what becomes of them.
+static QString files_that_stay(const std::optional<std::string> &files) {
+    if (files && files->empty())
+        return QStringLiteral("No test files are left on the volume.");
+    // Who could not remove them now may not be able to next time.
+    const QString then = engine_results_phase() == ENGINE_PHASE_REMOVING
+                             ? QStringLiteral(".")
+                             : QStringLiteral("; the next test removes them.");
+    if (files)
+        return "Test files left on the volume: " + QString::fromStdString(*files) + then;
+    return "The test files N.fff may still be on the volume" + then;
+}
+
+QString TRAppDelegate::reasonForPeople(const std::string &message, bool volumeIsGone) const {
     engine_write_results written = {};
     engine_results_write(&written);
     QString text;
-    if (!isChosenVolumeThere() || (m_anchor && !m_anchor->is_in_place()))
+    if (volumeIsGone)
         text = QStringLiteral("The volume is not there any more: it was pulled out or unmounted.");
     else if (written.write_error != 0 && engine_results_phase() == ENGINE_PHASE_WRITING)
         text = "Writing to the volume failed: " +
@@ -71,11 +109,6 @@ QString TRAppDelegate::reasonForPeople(const std::string &message) {
     text += "\n\n" + QString::fromStdString(printable_text(message));
     if (m_cleaningUp)
         text += QStringLiteral("\n\nThe test itself was complete: its verdict is in the window.");
-    text += QStringLiteral("\n\nThe test files N.fff may still be on the volume");
-    // Who could not remove them now may not be able to next time.
-    text += engine_results_phase() == ENGINE_PHASE_REMOVING
-                ? QStringLiteral(".")
-                : QStringLiteral("; the next test removes them.");
     return text;
 }
 
@@ -91,11 +124,16 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
         said += '\n';
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
+    // Only now, when all that was said before is out.
+    const volumeAfterFailure volume = lookAtFailedVolume();
+    const QString left = files_that_stay(volume.testFiles);
+    std::fprintf(stderr, "trovik: %s\n", left.toUtf8().constData());
+    std::fflush(stderr);
     alert_run(window,
               {.style = alert_style::critical,
                .message = m_cleaningUp ? QStringLiteral("The test files could not be removed")
                                        : QStringLiteral("The test has ended before its time"),
-               .informative = reasonForPeople(message),
+               .informative = reasonForPeople(message, volume.isGone) + "\n\n" + left,
                .buttons = {QStringLiteral("Quit")}});
 }
 

@@ -74,8 +74,9 @@ void TRAppDelegate::buildVersionStrings() {
 
 bool TRAppDelegate::applicationDidFinishLaunching() {
     readVersionKeys();
-    const QString systemVersion = product_version();
-    const QString codename = UTIL_getOSCodenameForVersionNumber(systemVersion);
+    const auto [systemVersion, isListed] = product_version(systemPropertyList);
+    const QString codename =
+        isListed ? UTIL_getOSCodenameForVersionNumber(systemVersion) : QString();
     diagnostic_log("os_codename " + codename.toStdString());
     productVersionTag = shortVersionString + "-(" + bundleVersionString + ")";
     buildFeedbackURL(systemVersion, codename);

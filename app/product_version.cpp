@@ -40,14 +40,12 @@ QString product_version_from_os_release(const QString &path) {
     return {};
 }
 
-QString product_version() {
-    const QString property_list =
-        QStringLiteral("/System/Library/CoreServices/SystemVersion.plist");
+product_version_found product_version(const QString &property_list) {
     if (QFile::exists(property_list))
-        return product_version_from_plist(property_list);
+        return {product_version_from_plist(property_list), true};
     for (const char *path : {"/etc/os-release", "/usr/lib/os-release"}) {
         if (QFile::exists(QString::fromLatin1(path)))
-            return product_version_from_os_release(QString::fromLatin1(path));
+            return {product_version_from_os_release(QString::fromLatin1(path)), false};
     }
     return {};
 }

@@ -11,8 +11,15 @@ QString product_version_from_plist(const QString &path);
 // The VERSION_ID of an os-release file, such as "12"; the empty text likewise.
 QString product_version_from_os_release(const QString &path);
 
+struct product_version_found {
+    QString version;
+    // Whether a property list told it. The names of releases are those of such systems
+    // alone: another one's "10.1" is no Puma.
+    bool is_listed = false;
+};
+
 // Of this system: from its property list, and where there is none from its release
 // file.
-QString product_version();
+product_version_found product_version(const QString &property_list);
 
 #endif

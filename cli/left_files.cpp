@@ -25,17 +25,8 @@ static std::optional<std::string> recorded_files(int start_index) {
     return text;
 }
 
-// None when the folder could not be read.
-static std::optional<std::string> files_there(const std::string &folder, int start_index) {
-    test_file_scan scan;
-    std::string error;
-    if (!test_files_scan(folder, start_index, scan, error))
-        return std::nullopt;
-    return test_files_text(scan.numbers);
-}
-
 std::optional<std::string> left_files_text(const std::string &folder, int start_index) {
     const auto there = answer_in_time(
-        patience, [folder, start_index] { return files_there(folder, start_index); });
+        patience, [folder, start_index] { return test_files_text_of(folder, start_index); });
     return there && *there ? *there : recorded_files(start_index);
 }

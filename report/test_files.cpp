@@ -150,6 +150,14 @@ std::string test_files_text(const std::vector<int> &numbers) {
     return text;
 }
 
+std::optional<std::string> test_files_text_of(const std::string &folder, int start_index) {
+    test_file_scan scan;
+    std::string error;
+    if (!test_files_scan(folder, start_index, scan, error))
+        return std::nullopt;
+    return test_files_text(scan.numbers);
+}
+
 std::string test_files_foreign_text(const std::vector<std::string> &foreign) {
     std::string text;
     for (size_t i = 0; i < foreign.size() && i < foreign_shown; ++i)

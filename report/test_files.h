@@ -4,6 +4,7 @@
 #define TROVIK_REPORT_TEST_FILES_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,5 +34,9 @@ std::string test_files_foreign_text(const std::vector<std::string> &foreign);
 // "1.fff to 3.fff, 7.fff"; at most a few runs, then how many more. Empty without
 // numbers. `numbers` is ascending.
 std::string test_files_text(const std::vector<int> &numbers);
+
+// The same of the test files in `folder` with a number above `start_index`. nullopt when the
+// folder cannot be read to its end. Waits for the volume as long as that takes. Any thread.
+std::optional<std::string> test_files_text_of(const std::string &folder, int start_index);
 
 #endif

@@ -1,5 +1,7 @@
 // The link to the contact page: built once, at start-up, of the program's and the
 // system's versions.
+#include <fstream>
+
 #include "app/product_version.h"
 #include "feedback_support.h"
 #include "whole_run.h"
@@ -47,21 +49,44 @@ class contact_link : public feedback {
                 "d: kd_params_urlEncoded: " + escaped};
     }
 
-    void expect_on_system(const std::string &release, const std::string &codename,
-                          const std::string &rest, const std::string &escaped_rest) {
+    // Leaves a property list of this version for start-up to find.
+    void put_property_list(const std::string &version) {
+        const std::string list = m_folder.path() + "/SystemVersion.plist";
+        EXPECT_TRUE(std::ofstream(list) << "<plist><dict><key>ProductVersion</key><string>"
+                                        << version << "</string></dict></plist>");
+        app().systemPropertyList = QString::fromStdString(list);
+    }
+
+    void expect_with_property_list(const std::string &version, const std::string &codename,
+                                   const std::string &rest, const std::string &escaped_rest) {
+        put_property_list(version);
+        expect_at_start_up(codename, rest, escaped_rest);
+    }
+
+    void expect_with_release_file(const std::string &release, const std::string &rest,
+                                  const std::string &escaped_rest) {
         const covered_file system("/etc/os-release", release);
+        expect_at_start_up("", rest, escaped_rest);
+    }
+
+ private:
+    void expect_at_start_up(const std::string &codename, const std::string &rest,
+                            const std::string &escaped_rest) {
         const std::string start = "pname=trovik&pversion=1.0.0-(1)&oversion=";
         EXPECT_EQ(start_up_log(), log_for(codename, start + rest, start + escaped_rest));
         EXPECT_EQ(link().toStdString(), contact_page + start + escaped_rest);
     }
+
+    const system_tests::private_folder m_folder;
 };
 
 }  // namespace
 
 TEST_F(contact_link, is_built_at_start_up_of_the_systems_version) {
-    const std::string version = product_version().toStdString();
+    const auto [system, is_listed] = product_version(app().systemPropertyList);
+    const std::string version = system.toStdString();
     const std::string codename =
-        app().UTIL_getOSCodenameForVersionNumber(product_version()).toStdString();
+        is_listed ? app().UTIL_getOSCodenameForVersionNumber(system).toStdString() : "";
     const lines log = start_up_log();
     ASSERT_EQ(log.size(), 3U);
     const std::string query =
@@ -76,33 +101,35 @@ TEST_F(contact_link, is_built_at_start_up_of_the_systems_version) {
 }
 
 TEST_F(contact_link, escapes_the_blank_of_a_codename) {
+    expect_with_property_list("10.11.6", "El Capitan", "10.11.6&ocodename=El Capitan",
+                              "10.11.6&ocodename=El%20Capitan");
+}
+
+TEST_F(contact_link, has_no_codename_of_another_systems_releases) {
     SKIP_IF_MISSING(missing_for_own_mounts());
-    expect_on_system("NAME=\"x\"\nVERSION_ID=\"10.11.6\"\n", "El Capitan",
-                     "10.11.6&ocodename=El Capitan", "10.11.6&ocodename=El%20Capitan");
+    expect_with_release_file("VERSION_ID=\"10.1\"\n", "10.1&ocodename=", "10.1&ocodename=");
 }
 
 TEST_F(contact_link, of_a_version_with_strange_characters_is_still_one_link) {
     SKIP_IF_MISSING(missing_for_own_mounts());
-    expect_on_system("VERSION_ID=\"10.2 100% Zürich #2 (a & b)\"\n", "",
-                     "10.2 100% Zürich #2 (a & b)&ocodename=",
-                     "10.2%20100%25%20Z%C3%BCrich%20%232%20(a%20&%20b)&ocodename=");
+    expect_with_release_file("VERSION_ID=\"10.2 100% Zürich #2 (a & b)\"\n",
+                             "10.2 100% Zürich #2 (a & b)&ocodename=",
+                             "10.2%20100%25%20Z%C3%BCrich%20%232%20(a%20&%20b)&ocodename=");
 }
 
 TEST_F(contact_link, of_a_version_of_one_piece_has_no_codename) {
-    SKIP_IF_MISSING(missing_for_own_mounts());
-    expect_on_system("VERSION_ID=12\n", "", "12&ocodename=", "12&ocodename=");
+    expect_with_property_list("12", "", "12&ocodename=", "12&ocodename=");
 }
 
 TEST_F(contact_link, of_a_system_without_a_version_is_built_with_empty_values) {
     SKIP_IF_MISSING(missing_for_own_mounts());
-    expect_on_system("NAME=x\n", "", "&ocodename=", "&ocodename=");
+    expect_with_release_file("NAME=x\n", "&ocodename=", "&ocodename=");
 }
 
 TEST_F(contact_link, stays_as_it_was_at_start_up) {
-    SKIP_IF_MISSING(missing_for_own_mounts());
-    expect_on_system("VERSION_ID=\"10.9.5\"\n", "Mavericks", "10.9.5&ocodename=Mavericks",
-                     "10.9.5&ocodename=Mavericks");
-    const covered_file updated("/etc/os-release", "VERSION_ID=\"10.10\"\n");
+    expect_with_property_list("10.9.5", "Mavericks", "10.9.5&ocodename=Mavericks",
+                              "10.9.5&ocodename=Mavericks");
+    put_property_list("10.10");
     const link_catcher catcher;
     answers user;
     user.then_press("Unhappy");

@@ -160,7 +160,8 @@ static pid_t server_of(const std::string &mount_point) {
     return -1;
 }
 
-stalling_card::stalling_card() : card({"--size=64M"}), m_server(server_of(path())) {
+stalling_card::stalling_card(std::vector<std::string> options)
+    : card(std::move(options)), m_server(server_of(path())) {
     EXPECT_GT(m_server, 0) << "the card's server was not found";
 }
 

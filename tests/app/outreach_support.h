@@ -67,7 +67,7 @@ class working_directory {
 // A simulated card that can be made to stop answering.
 class stalling_card : public system_tests::card {
  public:
-    stalling_card();
+    explicit stalling_card(std::vector<std::string> options = {"--size=64M"});
     ~stalling_card() override;
 
     // Until go_on, whoever asks the card for anything has to wait.

@@ -14,6 +14,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTimer>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -33,6 +34,14 @@ void say(const QString &line) {
     QString escaped = line;
     std::printf("%s\n", escaped.replace('\n', "\\n").toUtf8().constData());
     std::fflush(stdout);
+}
+
+// The signal by which a test tells the user to go on.
+sigset_t told() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGUSR1);
+    return set;
 }
 
 // The user: looks at the window a hundred times a second.
@@ -89,14 +98,16 @@ class user {
         if (m_story == "close")
             close();
         if (m_story == "close-before-the-alert") {
-            // The engine fails while the main thread is not there to hear of it.
-            engine_write_results written = {};
-            while (written.write_error == 0) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-                engine_results_write(&written);
-            }
+            miss_the_failure();
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             close();
+        }
+        if (m_story == "busy-until-told") {
+            miss_the_failure();
+            say("writing has failed");
+            sigset_t word = told();
+            int number = 0;
+            sigwait(&word, &number);
         }
         if (m_story == "with-an-alert-open")
             QTimer::singleShot(0, m_app.window, [this] {
@@ -104,6 +115,15 @@ class user {
                           {.message = "A question", .informative = {}, .buttons = {"OK"}});
                 say("the question is closed");
             });
+    }
+
+    // The engine fails while the main thread is not there to hear of it.
+    static void miss_the_failure() {
+        engine_write_results written = {};
+        while (written.write_error == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            engine_results_write(&written);
+        }
     }
 
     void see_result() {
@@ -131,6 +151,9 @@ int main(int argc, char *argv[]) {
     if (argc != 3)
         return EXIT_FAILURE;
     const std::string story = argv[1];
+    // Before there are other threads.
+    const sigset_t word = told();
+    pthread_sigmask(SIG_BLOCK, &word, nullptr);
     const QString volume = QString::fromLocal8Bit(argv[2]);
     QApplication app(argc, argv);
     TRAppDelegate controller;

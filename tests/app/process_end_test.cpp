@@ -11,6 +11,7 @@
 #include <fstream>
 
 #include "mounts.h"
+#include "outreach_support.h"
 #include "process.h"
 #include "sector_oracle.h"
 #include "whole_run.h"
@@ -54,7 +55,24 @@ static bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-// In this order: what happened, the engine's own words, what to do.
+// What is said of the test files that are on the volume once the process has ended.
+static std::string named(const system_tests::volume &where) {
+    std::string text;
+    const std::vector<int> files = where.test_files();
+    for (size_t first = 0; first < files.size();) {
+        size_t last = first;
+        while (last + 1 < files.size() && files[last + 1] == files[last] + 1)
+            ++last;
+        text += (text.empty() ? "" : ", ") + std::to_string(files[first]) + ".fff";
+        if (last > first)
+            text += " to " + std::to_string(files[last]) + ".fff";
+        first = last + 1;
+    }
+    return "Test files left on the volume: " + text;
+}
+
+// In this order: what happened, the engine's own words, which files stay. Those also on
+// standard error, below what was said before and above the engine's own words.
 static void expect_alert(const process_result &run, const std::string &reason,
                          const std::string &words, const std::string &then = files_may_be_left) {
     const std::string alert = failure_alert(run);
@@ -64,6 +82,12 @@ static void expect_alert(const process_result &run, const std::string &reason,
     EXPECT_NE(then_at, std::string::npos) << alert;
     EXPECT_LT(reason_at, words_at) << alert;
     EXPECT_LT(words_at, then_at) << alert;
+    const size_t console_at = run.err.find(" - Start testing volume ");
+    const size_t left_at = run.err.find("\ntrovik: " + then + "\n");
+    EXPECT_NE(left_at, std::string::npos) << run.err;
+    EXPECT_LT(console_at, left_at) << run.err;
+    EXPECT_LT(left_at, run.err.find(words, left_at)) << run.err;
+    EXPECT_NE(run.err.find(words, left_at), std::string::npos) << run.err;
 }
 
 // The console's text so far, before the engine's own last words.
@@ -134,7 +158,8 @@ TEST(process_end, a_card_that_becomes_read_only_while_reading_ends_it_with_the_e
     EXPECT_EQ(run.exit_status, EROFS) << run.signal_number << run.out << run.err;
     expect_alert(run, "Removing test files failed.",
                  "Can't remove file " + where.file("1.fff") + ": Read-only file system",
-                 "The test files N.fff may still be on the volume.");
+                 named(where) + ".");
+    EXPECT_EQ(where.test_files(), std::vector<int>{1});
     EXPECT_EQ(failure_alert(run).rfind("alert: The test files could not be removed | ", 0), 0U);
     EXPECT_TRUE(contains(failure_alert(run),
                          "The test itself was complete: its verdict is in the window."));
@@ -151,6 +176,37 @@ TEST(process_end, an_open_alert_does_not_hide_the_end_of_a_test) {
     const size_t question = run.out.find("alert: A question");
     ASSERT_NE(question, std::string::npos) << run.out;
     EXPECT_GT(run.out.find("alert: The test has ended before its time | "), question);
+    expect_alert(run, "Writing to the volume failed: Input/output error.", "Assertion failed",
+                 named(where) + "; the next test removes them.");
+    EXPECT_EQ(where.test_files(), std::vector<int>{1});
+}
+
+TEST(process_end, test_files_that_cannot_be_removed_are_all_named) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=2m");
+    for (const char *name : {"1.fff", "2.fff", "3.fff", "5.fff", "notes.fff"})
+        std::ofstream(where.file(name)) << "of an earlier test";
+    story user("wait", where.path());
+    ASSERT_TRUE(user.wait_for_output("testing\n", std::chrono::seconds(30)));
+    ASSERT_EQ(mount("none", where.path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    const process_result run = user.wait();
+    EXPECT_EQ(run.exit_status, EROFS) << run.signal_number << run.out << run.err;
+    EXPECT_EQ(named(where), "Test files left on the volume: 1.fff to 3.fff, 5.fff");
+    expect_alert(run, "Removing test files failed.", "Can't remove file ", named(where) + ".");
+}
+
+TEST(process_end, a_card_that_does_not_answer_does_not_keep_the_reason_back) {
+    SKIP_IF_MISSING(missing_for_cards());
+    stalling_card where({"--size=8M", "--write-error=2000-2010", "--write-rate=2M"});
+    story user("busy-until-told", where.path());
+    ASSERT_TRUE(user.wait_for_output("writing has failed\n", std::chrono::seconds(30)));
+    where.stall();
+    user.send_signal(SIGUSR1);
+    EXPECT_TRUE(user.wait_for_output("alert: The test has ended ", std::chrono::seconds(20)));
+    // The process itself may not be able to end before its card answers.
+    where.go_on();
+    const process_result run = user.wait();
+    expect_aborted(run);
     expect_alert(run, "Writing to the volume failed: Input/output error.", "Assertion failed");
 }
 

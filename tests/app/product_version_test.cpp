@@ -95,11 +95,20 @@ TEST_F(product_version_file, only_a_pair_of_quotes_is_taken_away) {
     EXPECT_EQ(of_release("VERSION_ID=\"12'\n"), "\"12'");
 }
 
-TEST(product_version, of_this_system_is_what_its_own_file_tells) {
+TEST_F(product_version_file, of_a_system_with_a_property_list_is_what_that_tells) {
+    const product_version_found found = product_version(
+        written("<plist><dict><key>ProductVersion</key><string>10.11.6</string></dict></plist>"));
+    EXPECT_EQ(found.version, "10.11.6");
+    EXPECT_TRUE(found.is_listed);
+}
+
+TEST_F(product_version_file, of_this_system_is_what_its_own_file_tells) {
     for (const char *path : {"/etc/os-release", "/usr/lib/os-release"}) {
         if (!QFile::exists(path))
             continue;
-        EXPECT_EQ(product_version(), product_version_from_os_release(path));
+        const product_version_found found = product_version(missing());
+        EXPECT_EQ(found.version, product_version_from_os_release(path));
+        EXPECT_FALSE(found.is_listed);
         return;
     }
     GTEST_SKIP() << "this system has no release file";

@@ -163,3 +163,17 @@ TEST(test_files, names_are_those_that_are_read) {
     EXPECT_EQ(found, names{});
     EXPECT_EQ(error, "'" + folder.file("missing") + "' cannot be read: No such file or directory");
 }
+
+TEST(test_files, of_a_folder_are_named_from_the_start_on) {
+    const private_folder folder;
+    for (const char *name : {"1.fff", "2.fff", "3.fff", "5.fff", "notes.fff"})
+        set_file_content(folder.file(name), "x");
+    EXPECT_EQ(test_files_text_of(folder.path(), 0), "1.fff to 3.fff, 5.fff");
+    EXPECT_EQ(test_files_text_of(folder.path(), 3), "5.fff");
+    EXPECT_EQ(test_files_text_of(folder.path(), 5), "");
+}
+
+TEST(test_files, of_a_folder_that_cannot_be_read_are_unknown) {
+    const private_folder folder;
+    EXPECT_EQ(test_files_text_of(folder.file("gone"), 0), std::nullopt);
+}
