@@ -59,6 +59,25 @@ TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
     expect_doubted(ended, report.read());
 }
 
+// The simulated card's own sectors, of which memory holds a copy when they are kept on a disk.
+TEST(resident_pages, of_a_simulated_cards_sectors_are_doubted_unless_memory_is_where_they_are) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const private_folder folder;
+    if (is_in_memory(folder.path()) || !is_in_memory(folder_in_memory))
+        GTEST_SKIP() << "needs a folder for temporary files on a disk, and one in memory";
+    const private_folder memory(folder_in_memory);
+    const card on_disk({"--size=1M", "--backing=" + folder.path() + "/cells"});
+    const card in_memory({"--size=1M", "--backing=" + memory.path() + "/cells"});
+
+    const process_result doubted = run_cli({"test", on_disk.path()});
+    EXPECT_EQ(doubted.exit_status, 75) << doubted.out;
+    EXPECT_NE(doubted.out.find("What is read now may come from the computer's memory: what a file "
+                               "system of type fuse.trovik-cardsim keeps in memory is not known\n"),
+              std::string::npos)
+        << doubted.out;
+    EXPECT_EQ(run_cli({"test", in_memory.path()}).exit_status, 0);
+}
+
 namespace {
 
 constexpr uid_t ordinary_user = 65534;
