@@ -135,8 +135,9 @@ static std::string staying_pages(const page_holder &holder) {
 
 // Likewise for a file system in user space whose source is no block device.
 static std::string other_source(const volume_info &volume) {
-    // Its cells are its own, whoever reads them.
-    if (volume.file_system == "fuse.trovik-cardsim")
+    // The simulated card says so when memory is its medium. Of cells in a file there would be a
+    // copy in memory. No other daemon has both of these names by accident.
+    if (volume.file_system == "fuse.trovik-cardsim" && volume.source == "trovik-cardsim:memory")
         return {};
     // A source in /dev that cannot be seen from here may be a device all the same.
     if (volume.file_system == "fuseblk" || volume.source.rfind("/dev/", 0) == 0)

@@ -24,8 +24,9 @@ static std::uint64_t file_size(int fd) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-// Empty when nothing of the file is in memory, else what is and why.
-static std::string stubborn_pages(int fd, std::uint64_t bytes) {
+// Empty when nothing of the file of this name is in memory, else what is and why.
+static std::string stubborn_pages(int fd, std::uint64_t bytes, const std::string &name) {
+    const std::string stubborn = name + " cannot be released from it, ";
     int error = 0;
     int flush_error = 0;
     std::optional<std::uint64_t> resident;
@@ -35,19 +36,23 @@ static std::string stubborn_pages(int fd, std::uint64_t bytes) {
             return false;
         page_residency_release(fd, bytes);
         resident = page_residency_bytes(fd, 0, bytes, error);
-        // Where nobody can tell, none are known to stay.
+        // Asking again and again makes no one tell.
         return resident.value_or(0) != 0;
     });
     if (flush_error != 0)
-        return "it cannot be written out: " + std::generic_category().message(flush_error);
+        return stubborn +
+               "it cannot be written out: " + std::generic_category().message(flush_error);
     if (error != 0)
-        return "what is there cannot be known: " + std::generic_category().message(error);
+        return stubborn +
+               "what is there cannot be known: " + std::generic_category().message(error);
+    if (!resident)
+        return "whether " + name + " is still in memory cannot be known";
     if (!stay)
         return {};
-    return std::to_string(*resident) + " bytes of it stay there";
+    return stubborn + std::to_string(*resident) + " bytes of it stay there";
 }
 
-// Likewise for the file of this name. A device is not even opened: some do things then.
+// Likewise for what has this name. A device is not even opened: some do things then.
 static std::string stubborn_file(int folder, const std::string &name) {
     struct stat status = {};
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
@@ -56,7 +61,7 @@ static std::string stubborn_file(int folder, const std::string &name) {
     const owned_descriptor file(
         openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     const std::uint64_t bytes = file.is_open() ? file_size(file.get()) : 0;
-    return bytes > 0 ? stubborn_pages(file.get(), bytes) : std::string();
+    return bytes > 0 ? stubborn_pages(file.get(), bytes, name) : std::string();
 }
 
 bool resident_pages_drop(const volume_info &volume, const std::string &folder,
@@ -66,13 +71,14 @@ bool resident_pages_drop(const volume_info &volume, const std::string &folder,
     const owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened.is_open())
         return true;
-    std::string pages;
-    for (auto name = names.begin(); name != names.end() && pages.empty(); ++name) {
-        pages = stubborn_file(opened.get(), *name);
-        if (!pages.empty())
-            reason = *name + " cannot be released from it, " + pages;
+    for (const std::string &name : names) {
+        const std::string why = stubborn_file(opened.get(), name);
+        if (why.empty())
+            continue;
+        reason = why;
+        return false;
     }
-    return pages.empty();
+    return true;
 } catch (const std::exception &error) {
     reason = error.what();
     return false;

@@ -1,7 +1,9 @@
 /* Mounting and unmounting the program as a user does. */
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,16 +30,34 @@ TEST_F(fuse_mount, the_mount_answers_when_the_command_returns_and_is_gone_after_
     EXPECT_EQ(root.st_dev, below.st_dev);
 }
 
-TEST_F(fuse_mount, the_mount_table_shows_its_type) {
-    mount_card({});
+// Its line in the mount table.
+static std::string mount_line(const std::string &mount_point) {
     std::ifstream table("/proc/self/mounts");
-    std::string found;
     for (std::string line; std::getline(table, line);) {
-        if (line.find(" " + mount_point() + " ") != std::string::npos) {
-            found = line;
+        if (line.find(" " + mount_point + " ") != std::string::npos) {
+            return line;
         }
     }
-    EXPECT_NE(found.find(" fuse.trovik-cardsim "), std::string::npos) << found;
+    return {};
+}
+
+TEST_F(fuse_mount, the_mount_table_shows_its_type_and_that_it_is_kept_in_memory) {
+    mount_card({});
+    EXPECT_EQ(mount_line(mount_point())
+                  .find("trovik-cardsim:memory " + mount_point() + " fuse.trovik-cardsim "),
+              0U)
+        << mount_line(mount_point());
+}
+
+TEST_F(fuse_mount, the_mount_table_shows_that_it_is_kept_in_a_file) {
+    struct statfs facts = {};
+    ASSERT_EQ(statfs(beside("").c_str(), &facts), 0);
+    const bool in_memory = facts.f_type == TMPFS_MAGIC || facts.f_type == RAMFS_MAGIC;
+    mount_card({"--backing=" + beside("backing")});
+    EXPECT_EQ(mount_line(mount_point())
+                  .find(in_memory ? "trovik-cardsim:memory " : "trovik-cardsim:file "),
+              0U)
+        << mount_line(mount_point());
 }
 
 TEST_F(fuse_mount, a_mount_point_that_is_not_there_is_one_clear_line) {

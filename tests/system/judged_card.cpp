@@ -115,7 +115,7 @@ class judged_card {
 
     random_card m_plan;
     verdict_counts *m_verdicts;
-    private_folder m_folder;
+    private_folder m_folder{folder_in_memory};  // or a sound card would be unproven
     std::string m_cells;
     card m_card;
 };
@@ -151,6 +151,8 @@ void judge_card(std::uint64_t seed, verdict_counts *verdicts) {
 std::string missing_for_random_cards() {
     if (find_program("python3").empty())
         return "the program python3 is not installed";
+    if (!is_in_memory(folder_in_memory))
+        return std::string(folder_in_memory) + " is not in memory";
     return missing_for_cards();
 }
 

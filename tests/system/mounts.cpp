@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/loop.h>
+#include <linux/magic.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -86,6 +88,12 @@ std::string missing_for_images(const std::vector<std::string> &programs) {
         return reason("no loop device");
     close(loop);
     return {};
+}
+
+bool is_in_memory(const std::string &folder) {
+    struct statfs facts = {};
+    return statfs(folder.c_str(), &facts) == 0 &&
+           (facts.f_type == TMPFS_MAGIC || facts.f_type == RAMFS_MAGIC);
 }
 
 private_folder::private_folder(const std::string &parent) {

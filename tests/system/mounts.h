@@ -33,6 +33,12 @@ std::string missing_for_mounts();
 std::string missing_for_cards();
 std::string missing_for_images(const std::vector<std::string> &programs);
 
+// Whether what lies in the folder lies in the computer's memory.
+bool is_in_memory(const std::string &folder);
+
+// Where files in memory usually are.
+constexpr const char *folder_in_memory = "/dev/shm";
+
 // A folder below the system's folder for temporary files, removed with all it holds.
 class private_folder {
  public:

@@ -1,6 +1,15 @@
 // Test files of which another program keeps pages in memory: what is read then was never on the
 // way from the medium.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include "../support/locked_pages.h"
 #include "cli_run.h"
@@ -48,4 +57,111 @@ TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
     const locked_pages locked(where.file("1.fff"));
     const process_result ended = run.wait();
     expect_doubted(ended, report.read());
+}
+
+// The simulated card's own sectors, of which memory holds a copy when they are kept on a disk.
+TEST(resident_pages, of_a_simulated_cards_sectors_are_doubted_unless_memory_is_where_they_are) {
+    SKIP_IF_MISSING(missing_for_cards());
+    const private_folder folder;
+    if (is_in_memory(folder.path()) || !is_in_memory(folder_in_memory))
+        GTEST_SKIP() << "needs a folder for temporary files on a disk, and one in memory";
+    const private_folder memory(folder_in_memory);
+    const card on_disk({"--size=1M", "--backing=" + folder.path() + "/cells"});
+    const card in_memory({"--size=1M", "--backing=" + memory.path() + "/cells"});
+
+    const process_result doubted = run_cli({"test", on_disk.path()});
+    EXPECT_EQ(doubted.exit_status, 75) << doubted.out;
+    EXPECT_NE(doubted.out.find("What is read now may come from the computer's memory: what a file "
+                               "system of type fuse.trovik-cardsim keeps in memory is not known\n"),
+              std::string::npos)
+        << doubted.out;
+    EXPECT_EQ(run_cli({"test", in_memory.path()}).exit_status, 0);
+}
+
+namespace {
+
+constexpr uid_t ordinary_user = 65534;
+
+// Makes the device of a volume read past memory and open to everybody, here alone: as far as an
+// ordinary user's card can be known to them.
+class known_device {
+ public:
+    explicit known_device(const image_volume &where) : m_path("/dev/" + where.device_name()) {
+        const std::string image = where.private_path() + "/image";
+        EXPECT_EQ(chmod(image.c_str(), 0644), 0);
+        const int loop = open(m_path.c_str(), O_RDWR | O_CLOEXEC);
+        struct stat status = {};
+        EXPECT_EQ(fstat(loop, &status), 0) << m_path;
+        m_is_direct = ioctl(loop, LOOP_SET_DIRECT_IO, 1UL) == 0;
+        close(loop);
+        const std::string node = where.private_path() + "/node";
+        EXPECT_EQ(mknod(node.c_str(), S_IFBLK | 0600, status.st_rdev), 0) << std::strerror(errno);
+        EXPECT_EQ(chmod(node.c_str(), 0644), 0);
+        EXPECT_EQ(mount(node.c_str(), m_path.c_str(), nullptr, MS_BIND, nullptr), 0)
+            << std::strerror(errno);
+    }
+    ~known_device() { EXPECT_EQ(umount2(m_path.c_str(), MNT_DETACH), 0) << std::strerror(errno); }
+    known_device(const known_device &) = delete;
+    known_device &operator=(const known_device &) = delete;
+    bool is_direct() const { return m_is_direct; }
+
+ private:
+    std::string m_path;
+    bool m_is_direct = false;
+};
+
+process_options as_ordinary_user() {
+    process_options options;
+    options.user = ordinary_user;
+    options.environment = {"HOME=/"};
+    return options;
+}
+
+}  // namespace
+
+TEST(resident_pages, of_another_users_files_cannot_be_known_and_are_never_a_pass) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F", "-m", "0"}, {}, "ext4");
+    const known_device device(where);
+    if (!device.is_direct())
+        GTEST_SKIP() << "the folder for temporary files has no direct input and output";
+    if (run_cli({"info", where.path()}, as_ordinary_user()).exit_status != 0)
+        GTEST_SKIP() << "an ordinary user may not reach " << TROVIK_CLI_PROGRAM;
+
+    // All is read from memory, where it was found intact before it was lost.
+    run_cli({"write", where.path()});
+    ASSERT_EQ(chmod(where.file("1.fff").c_str(), 0644), 0);
+    struct stat status = {};
+    ASSERT_EQ(stat(where.file("1.fff").c_str(), &status), 0);
+    const locked_pages locked(where.file("1.fff"), 0, static_cast<size_t>(status.st_size));
+    const process_result run = run_cli({"read", where.path()}, as_ordinary_user());
+
+    EXPECT_EQ(run.exit_status, 75) << run.out << run.err;
+    EXPECT_NE(run.out.find("What is read now may come from the computer's memory: whether 1.fff is "
+                           "still in memory cannot be known\n"),
+              std::string::npos)
+        << run.out;
+    EXPECT_EQ(run_cli({"read", where.path()}).exit_status, 75) << "root knows that it is there";
+}
+
+TEST(resident_pages, of_an_ordinary_users_own_card_are_known) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    // With extents ext4 would keep 2 % for itself.
+    const image_volume where(
+        24 * mib, {"mkfs.ext4", "-q", "-F", "-m", "0", "-O", "^extents,^64bit"}, {}, "ext4");
+    const known_device device(where);
+    if (!device.is_direct())
+        GTEST_SKIP() << "the folder for temporary files has no direct input and output";
+    if (run_cli({"info", where.path()}, as_ordinary_user()).exit_status != 0)
+        GTEST_SKIP() << "an ordinary user may not reach " << TROVIK_CLI_PROGRAM;
+    ASSERT_EQ(chown(where.path().c_str(), ordinary_user, ordinary_user), 0);
+
+    const process_result whole =
+        run_cli({"test", where.path(), "--keep-files"}, as_ordinary_user());
+    const process_result again = run_cli({"read", where.path()}, as_ordinary_user());
+
+    for (const process_result &run : {whole, again}) {
+        EXPECT_EQ(run.exit_status, 0) << run.out << run.err;
+        EXPECT_EQ(run.out.find("What is read now"), std::string::npos) << run.out;
+    }
 }

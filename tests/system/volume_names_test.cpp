@@ -56,3 +56,25 @@ TEST(volume_names, that_are_not_utf8_are_tested_and_reported) {
     EXPECT_NE(escaped.find("a%FFz"), 0U);
     EXPECT_NE(escaped.find("%FF%E9"), std::string::npos) << escaped;
 }
+
+// Labels come from whoever formatted the card.
+TEST(volume_names, that_are_hostile_labels_are_shown_escaped_and_reported_whole) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    const std::string label = "a\nb\x1b[2J\xff\xc3(\xc2\x9b%\\yz";
+    ASSERT_EQ(label.size(), 16U) << "all that ext4 takes";
+    const image_volume where(8 * mib, {"mkfs.ext4", "-q", "-F", "-L", label}, {}, "ext4");
+
+    const process_result info = run_cli({"info", where.path()});
+    EXPECT_EQ(info.exit_status, 0) << info.err;
+    if (lines_of(info.out).at(1) == "  Name         volume")
+        GTEST_SKIP() << "the kernel is too old to tell ext4's label, and there is no udev";
+    EXPECT_EQ(lines_of(info.out).at(1), R"(  Name         a\x0Ab\x1B[2J\xFF\xC3(\xC2\x9B%\yz)");
+    EXPECT_EQ(info.out.find('\x1b'), std::string::npos);
+
+    const cli_result run = run_cli_with_report({"test", where.path()});
+    EXPECT_EQ((run.out + run.err).find('\x1b'), std::string::npos);
+    ASSERT_TRUE(run.json.is_object()) << run.err;
+    const nlohmann::json &volume = run.json.at("volume");
+    EXPECT_EQ(volume.at("name"), "a\nb\x1b[2J\uFFFD\uFFFD(\u009b%\\yz");
+    EXPECT_EQ(volume.at("name_percent_escaped"), "a%0Ab%1B%5B2J%FF%C3%28%C2%9B%25%5Cyz");
+}

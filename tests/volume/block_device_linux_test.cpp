@@ -258,6 +258,23 @@ TEST_F(block_device, label_and_identifier_come_from_links_without_udev) {
     EXPECT_EQ(block_device_label(makedev(8, 2), places()), std::nullopt);
 }
 
+// As the udev daemon writes the label "a<line break>b<escape>[2J<0xFF>\\x0A".
+TEST_F(block_device, hostile_labels_come_from_udev_byte_for_byte) {
+    const std::string label = "a\nb\x1b[2J\xff\\x0A";
+    static const char *const noted_label = R"(a\x0ab\x1b\x5b2J\xff\x5cx0A)";
+    block_device_places noted = places();
+    noted.properties = [](dev_t) -> device_properties {
+        return {{"ID_FS_LABEL_ENC", noted_label}};
+    };
+    EXPECT_EQ(block_device_label(makedev(8, 1), noted), label);
+    const std::string node = m_tree.path() + "/node";
+    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0) {
+        GTEST_SKIP() << "device nodes cannot be made here (needs root)";
+    }
+    m_tree.make_link(std::string("links/by-label/") + noted_label, node);
+    EXPECT_EQ(block_device_label(makedev(8, 1), places()), label);
+}
+
 TEST_F(block_device, a_node_that_a_container_hides_is_found_in_sysfs) {
     m_tree.make_file("class/block/hidden!c0d0/dev", "104:16\n");
     EXPECT_EQ(block_device_number("/dev/hidden/c0d0", places()), makedev(104, 16));

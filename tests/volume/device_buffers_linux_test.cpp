@@ -39,10 +39,18 @@ TEST(device_buffers, the_kernels_own_file_systems_have_none_below_them) {
     EXPECT_EQ(reason, "");
 }
 
-TEST(device_buffers, a_simulated_card_has_none_below_it) {
+TEST(device_buffers, a_simulated_card_in_memory_has_none_below_it) {
+    const char *const card = "fuse.trovik-cardsim";
     std::string reason;
-    EXPECT_TRUE(device_buffers_drop(volume_on("fuse.trovik-cardsim", "trovik-cardsim"), reason));
+    EXPECT_TRUE(device_buffers_drop(volume_on(card, "trovik-cardsim:memory"), reason));
     EXPECT_EQ(reason, "");
+    for (const char *other : {"trovik-cardsim:file", "trovik-cardsim", "trovik-cardsim:memory2",
+                              "trovik-cardsim:memor", "/tmp", "none", ""})
+        EXPECT_FALSE(device_buffers_drop(volume_on(card, other), reason)) << other;
+    EXPECT_EQ(reason,
+              "what a file system of type fuse.trovik-cardsim keeps in memory is not known");
+    for (const char *type : {"fuse.trovik-cardsim2", "fuse.bindfs", "fuse", "fuseblk"})
+        EXPECT_FALSE(device_buffers_drop(volume_on(type, "trovik-cardsim:memory"), reason)) << type;
 }
 
 TEST(device_buffers, what_a_user_space_file_system_without_a_device_keeps_is_not_known) {

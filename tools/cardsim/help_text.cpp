@@ -64,7 +64,9 @@ What it is presented as
 Where it is kept
   --backing=FILE        Keeps the sectors in FILE, sector n at byte n * 512, so
                         that others can look at them. FILE is created, or
-                        must be empty. Without it: in memory.
+                        must be empty. Without it: in memory. Of a FILE that is
+                        not in memory (tmpfs), the system keeps a copy there:
+                        trovik-cli calls such a card unproven, not intact.
   --seed=N              Where the chance of --flip-rate and garbage starts, 0 if
                         not given. The same seed makes the same card.
 
