@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-static bool is_control(uint32_t code) {
+int plain_text_is_control(uint32_t code) {
     const bool c0 = code < 0x20;
     const bool delete_or_c1 = code >= 0x7F && code <= 0x9F;
     const bool separator = code == 0x2028 || code == 0x2029;
@@ -16,7 +16,7 @@ static bool is_control(uint32_t code) {
     const bool turns_text = code == 0x061C || code == 0x200E || code == 0x200F ||
                             (code >= 0x202A && code <= 0x202E) ||
                             (code >= 0x2066 && code <= 0x2069);
-    return c0 || delete_or_c1 || separator || turns_text;
+    return c0 || delete_or_c1 || separator || turns_text ? 1 : 0;
 }
 
 size_t plain_text_first_character(const char *text, size_t left, uint32_t *code) {
@@ -60,7 +60,7 @@ size_t plain_text_escape(const char *text, size_t length, char *out) {
         uint32_t code = 0;
         const size_t known = plain_text_first_character(text, length, &code);
         const size_t taken = std::max<size_t>(known, 1);
-        if (known == 0 || is_control(code))
+        if (known == 0 || plain_text_is_control(code) != 0)
             end = write_escaped(text, taken, end);
         else
             end = std::copy_n(text, taken, end);

@@ -16,14 +16,16 @@ extern "C" {
  * forms, surrogates, codes above U+10FFFF and cut sequences are not. Any thread. */
 size_t plain_text_first_character(const char *text, size_t left, uint32_t *code);
 
+/* Nonzero for the code of a control character (C0 with tab and line break, DEL, C1), of a line
+ * or paragraph separator, and of a mark that turns the direction of the text around it. */
+int plain_text_is_control(uint32_t code);
+
 /* Room for a text of `length` bytes, whatever is in it, once it is escaped. */
 #define PLAIN_TEXT_ROOM(length) (4 * (length))
 
-/* Writes the `length` bytes of `text` to `out`, with the bytes of control characters
- * (C0 with tab and line break, DEL, C1), of line and paragraph separators, of the marks
- * that turn the direction of the text around them, and bytes that are not UTF-8 as
- * "\xNN". All other characters stay. Returns how many bytes were written; no terminator
- * is. `out` has PLAIN_TEXT_ROOM(length) bytes. Allocates nothing. Any thread. */
+/* Writes the `length` bytes of `text` to `out`, with the bytes of those and bytes that are
+ * not UTF-8 as "\xNN". All other characters stay. Returns how many bytes were written; no
+ * terminator is. `out` has PLAIN_TEXT_ROOM(length) bytes. Allocates nothing. Any thread. */
 size_t plain_text_escape(const char *text, size_t length, char *out);
 
 #ifdef __cplusplus

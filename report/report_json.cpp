@@ -2,11 +2,13 @@
 // out cannot fail; numbers that JSON has no form for become null.
 #include "report/report_json.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "model/plain_text.h"
 #include "model/test_sector.h"
 #include "report/error_text.h"
 #include "report/report_block.h"
@@ -210,6 +212,26 @@ static json exit_status_value(const report_json_input &input) {
     return input.fatal->exit_status >= 0 ? json(input.fatal->exit_status) : json(nullptr);
 }
 
+// The document with those characters escaped that a terminal obeys and JSON lets stand. They are in
+// texts alone, and mean the same there.
+static std::string without_controls(const std::string &document) {
+    std::string shown;
+    for (std::size_t at = 0; at < document.size();) {
+        std::uint32_t code = 0;
+        const std::size_t left = document.size() - at;
+        const std::size_t length = plain_text_first_character(&document[at], left, &code);
+        const std::string character = document.substr(at, std::max<std::size_t>(length, 1));
+        if (code >= 0x7F && plain_text_is_control(code) != 0) {
+            const std::string quoted = json(character).dump(-1, ' ', true);
+            shown += quoted.substr(1, quoted.size() - 2);
+        } else {
+            shown += character;
+        }
+        at += character.size();
+    }
+    return shown;
+}
+
 std::string report_json_text(const report_json_input &input) {
     json document = json::object();
     document["schema"] = schema_version;
@@ -231,5 +253,5 @@ std::string report_json_text(const report_json_input &input) {
     document["errors"] = error_list(input.run);
     document["report"] = report_object(input.facts);
     // The texts are valid by now; "replace" also keeps a mistake of ours from throwing.
-    return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+    return without_controls(document.dump(2, ' ', false, json::error_handler_t::replace)) + "\n";
 }

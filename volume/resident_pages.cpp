@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <exception>
 #include <optional>
 #include <system_error>
@@ -22,6 +23,10 @@ static std::uint64_t file_size(int fd) {
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0)
         return 0;
     return static_cast<std::uint64_t>(status.st_size);
+}
+
+static std::string unknown_pages(const std::string &name) {
+    return "whether " + name + " is still in memory cannot be known";
 }
 
 // Empty when nothing of the file of this name is in memory, else what is and why.
@@ -46,10 +51,15 @@ static std::string stubborn_pages(int fd, std::uint64_t bytes, const std::string
         return stubborn +
                "what is there cannot be known: " + std::generic_category().message(error);
     if (!resident)
-        return "whether " + name + " is still in memory cannot be known";
+        return unknown_pages(name);
     if (!stay)
         return {};
     return stubborn + std::to_string(*resident) + " bytes of it stay there";
+}
+
+// Whether opening failed for something that may have passed when the file is read.
+static bool may_open_later(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
 }
 
 // Likewise for what has this name. A device is not even opened: some do things then.
@@ -60,7 +70,9 @@ static std::string stubborn_file(int folder, const std::string &name) {
         return {};
     const owned_descriptor file(
         openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    const std::uint64_t bytes = file.is_open() ? file_size(file.get()) : 0;
+    if (!file.is_open())
+        return may_open_later(errno) ? unknown_pages(name) : std::string();
+    const std::uint64_t bytes = file_size(file.get());
     return bytes > 0 ? stubborn_pages(file.get(), bytes, name) : std::string();
 }
 
@@ -69,8 +81,12 @@ bool resident_pages_drop(const volume_info &volume, const std::string &folder,
     if (is_memory(volume.file_system))
         return true;
     const owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!opened.is_open())
-        return true;
+    if (!opened.is_open()) {
+        if (!may_open_later(errno))
+            return true;
+        reason = unknown_pages("any test file");
+        return false;
+    }
     for (const std::string &name : names) {
         const std::string why = stubborn_file(opened.get(), name);
         if (why.empty())

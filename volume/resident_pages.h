@@ -13,11 +13,12 @@
 // Releases the files of these names in the folder from memory, and looks whether any of their pages
 // has stayed. True when none has; false and `reason` (one line) at the first file with one that
 // stays for about a second, or of which that cannot be known: where asking failed, where this user
-// neither owns the file nor may write it (of those the system tells nothing), and on a file system
-// that does not let files be mapped. A file that is still being written out is waited for.
+// neither owns the file nor may write it (of those the system tells nothing), on a file system
+// that does not let files be mapped, and when there is no descriptor or memory left to open it. A
+// file that is still being written out is waited for.
 //
-// Says true as well for a volume whose medium is memory, and for a file that cannot be opened or is
-// none (whoever reads it will say so).
+// Says true as well for a volume whose medium is memory, and for a file that is none or otherwise
+// cannot be opened (whoever reads it will say so).
 // Follows no link, waits for no FIFO's other end, reads no data. Any thread.
 bool resident_pages_drop(const volume_info &volume, const std::string &folder,
                          const std::vector<std::string> &names, std::string &reason) noexcept;

@@ -310,3 +310,17 @@ TEST(report_json, utf8_stays_as_it_is) {
                                            "che \xF0\x9F\x92\xBE"),
               std::string::npos);
 }
+
+// A document may be sent to a terminal.
+TEST(report_json, what_a_terminal_obeys_is_escaped_and_means_the_same) {
+    report_json_input input = counterfeit_document();
+    const std::string wild =
+        "\x7F \xC2\x9B"
+        "2J \xE2\x80\xAE \xE2\x80\xA8 \x1B[2J";
+    input.volume.name = wild;
+    const std::string text = report_json_text(input);
+    for (const char *raw : {"\x7F", "\xC2\x9B", "\xE2\x80\xAE", "\xE2\x80\xA8", "\x1B"})
+        EXPECT_EQ(text.find(raw), std::string::npos) << raw;
+    EXPECT_NE(text.find(R"(\u007f \u009b2J \u202e \u2028 \u001b[2J)"), std::string::npos) << text;
+    EXPECT_EQ(json::parse(text)["volume"]["name"], wild);
+}

@@ -69,21 +69,29 @@ std::uint64_t bytes_in_memory(const std::string &path) {
     return bytes.value_or(0);
 }
 
-// No more memory can be mapped as long as this lives.
-class no_more_memory {
+// This process may have no more of a resource as long as this lives.
+class lowered_limit {
  public:
-    no_more_memory() {
-        EXPECT_EQ(getrlimit(RLIMIT_AS, &m_before), 0);
-        const rlimit none = {1, m_before.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_AS, &none), 0);
+    lowered_limit(__rlimit_resource resource, rlim_t most) : m_resource(resource) {
+        EXPECT_EQ(getrlimit(m_resource, &m_before), 0);
+        const rlimit lowered = {most, m_before.rlim_max};
+        EXPECT_EQ(setrlimit(m_resource, &lowered), 0);
     }
-    ~no_more_memory() { setrlimit(RLIMIT_AS, &m_before); }
-    no_more_memory(const no_more_memory &) = delete;
-    no_more_memory &operator=(const no_more_memory &) = delete;
+    ~lowered_limit() { setrlimit(m_resource, &m_before); }
+    lowered_limit(const lowered_limit &) = delete;
+    lowered_limit &operator=(const lowered_limit &) = delete;
 
  private:
+    __rlimit_resource m_resource;
     rlimit m_before = {};
 };
+
+// What the next file to be opened has.
+int next_descriptor() {
+    const int next = open("/", O_PATH | O_CLOEXEC);
+    close(next);
+    return next;
+}
 
 }  // namespace
 
@@ -139,13 +147,30 @@ TEST_F(resident_pages, that_no_memory_is_left_to_ask_for_are_a_reason) {
 #endif
     bool dropped = true;
     {
-        const no_more_memory limit;
+        const lowered_limit no_more_memory(RLIMIT_AS, 1);
         dropped = drop({"1.fff"});
     }
     EXPECT_FALSE(dropped);
     EXPECT_EQ(reason,
               "1.fff cannot be released from it, what is there cannot be known: Cannot allocate "
               "memory");
+    EXPECT_TRUE(drop({"1.fff"})) << reason;
+}
+
+// Who reads the file a moment later may have one.
+TEST_F(resident_pages, that_no_descriptor_is_left_to_ask_for_are_a_reason) {
+    const auto in_use = static_cast<rlim_t>(next_descriptor());
+    for (const rlim_t left : {0U, 1U}) {
+        reason.clear();
+        bool dropped = true;
+        {
+            const lowered_limit limit(RLIMIT_NOFILE, in_use + left);
+            dropped = resident_pages_drop(m_volume, m_folder, {"1.fff"}, reason);
+        }
+        EXPECT_FALSE(dropped);
+        EXPECT_EQ(reason, std::string("whether ") + (left == 0 ? "any test file" : "1.fff") +
+                              " is still in memory cannot be known");
+    }
     EXPECT_TRUE(drop({"1.fff"})) << reason;
 }
 
