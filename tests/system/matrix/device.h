@@ -81,6 +81,7 @@ class mounted_file_system : public volume {
     const std::string &refusal() const { return m_refusal; }
 
  private:
+    void mount_by_system(const file_system &kind, const loop_device &device);
     void mount_by_program(const file_system &kind, const loop_device &device);
 
     std::string m_refusal;

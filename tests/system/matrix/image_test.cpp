@@ -131,10 +131,10 @@ TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
     const loop_device device(medium.file("card.img"));
     const mounted_file_system where(kind(), device);
     if (!where.is_mounted()) {
-        // What refuses to be mounted passes for nothing; a sound card must not refuse.
-        EXPECT_EQ(row().image, promise::never_intact) << where.refusal();
-        note("not mounted");
-        return;
+        // Nothing was run, so nothing was shown; a sound card must not be refused.
+        note("skipped");
+        ASSERT_NE(row().image, promise::intact) << where.refusal();
+        GTEST_SKIP() << kind().name << " itself refuses this card: " << where.refusal();
     }
     const cli_result run = run_to_its_end(medium, where);
     note(table_words(run));
