@@ -44,25 +44,27 @@ std::string missing_for(const file_system &kind) {
     return missing_for_images(programs);
 }
 
-formatted_image::formatted_image(const file_system &kind) : m_path(m_folder.path() + "/formatted") {
+formatted_image::formatted_image(const file_system &kind, const deadline &until)
+    : m_path(m_folder.path() + "/formatted") {
     close(open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     std::filesystem::resize_file(m_path, device_bytes);
     std::vector<std::string> make = kind.make;
     make[0] = find_program(make[0]);
     make.push_back(m_path);
-    const process_result made = run_program(make);
+    const process_result made = run_program(make, until.options());
     EXPECT_EQ(made.exit_status, 0) << made.out << made.err;
-    find_data(kind);
+    find_data(kind, until);
 }
 
-void formatted_image::find_data(const file_system &kind) {
+void formatted_image::find_data(const file_system &kind, const deadline &until) {
     const std::string trial = m_folder.path() + "/trial";
-    EXPECT_EQ(run_program({"cp", "--sparse=always", m_path, trial}).exit_status, 0);
+    EXPECT_EQ(run_program({"cp", "--sparse=always", m_path, trial}, until.options()).exit_status,
+              0);
     {
         const loop_device device(trial);
         const mounted_file_system where(kind, device);
         ASSERT_TRUE(where.is_mounted()) << where.refusal();
-        run_cli({"write", where.path(), "--block-size=1M"});
+        run_cli({"write", where.path(), "--block-size=1M"}, until.options());
     }
     for (const auto &[position, sector] : find_test_data(trial))
         m_data.push_back(sector);
@@ -94,6 +96,13 @@ loop_device::~loop_device() {
 
 void loop_device::forget() const {
     EXPECT_EQ(ioctl(m_fd, BLKFLSBUF), 0) << m_path << ": " << std::strerror(errno);
+}
+
+void settle(const volume &where, const loop_device &device) {
+    const int fd = open(where.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    syncfs(fd);  // what cannot be written any more is seen in what is read
+    close(fd);
+    device.forget();
 }
 
 // ext4 keeps some of its blocks from everybody, root included; on a small volume these
@@ -151,24 +160,6 @@ mounted_file_system::~mounted_file_system() {
     if (m_server) {
         EXPECT_FALSE(m_server->wait().timed_out) << "the file system's server did not end";
     }
-}
-
-watchdog::watchdog(card &medium, std::chrono::seconds patience)
-    : m_thread([this, &medium, patience] {
-          std::unique_lock lock(m_mutex);
-          if (!m_changed.wait_for(lock, patience, [this] { return m_over; })) {
-              ADD_FAILURE() << "the cell took too long: the simulator was killed";
-              medium.die();
-          }
-      }) {}
-
-watchdog::~watchdog() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_over = true;
-    }
-    m_changed.notify_one();
-    m_thread.join();
 }
 
 // Without reading ahead, so that a bad page fails alone. Returns whether the file could

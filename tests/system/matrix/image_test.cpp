@@ -21,10 +21,14 @@ class on_a_file_system : public testing::TestWithParam<cell> {
  protected:
     const file_system &kind() const { return std::get<0>(GetParam()); }
     const behaviour &row() const { return std::get<1>(GetParam()); }
+    const deadline &until() const { return m_until; }
 
     void note(const std::string &what) const { table_note(row().words, kind().name, what); }
     cli_result run_to_its_end(card &medium, const volume &where) const;
     void judge(const cli_result &run, const volume &where, const loop_device &device) const;
+
+ private:
+    const deadline m_until{device_cell_limit};
 };
 
 }  // namespace
@@ -34,11 +38,9 @@ cli_result on_a_file_system::run_to_its_end(card &medium, const volume &where) c
     std::vector<std::string> words = {TROVIK_CLI_PROGRAM, "test", where.path(), report.option()};
     if (row().image != promise::after_report)
         words.emplace_back("--keep-files");
-    process_options options;
-    options.timeout = device_cell_limit;
-    child_process program(words, options);
+    child_process program(words, until().options());
     if (const std::string text = row().kill_after; !text.empty()) {
-        EXPECT_TRUE(program.wait_for_output(text, device_cell_limit)) << "not said: " << text;
+        EXPECT_TRUE(program.wait_for_output(text, until().left())) << "not said: " << text;
         medium.die();
     }
     cli_result result{program.wait(), nullptr};
@@ -105,9 +107,9 @@ void on_a_file_system::judge(const cli_result &run, const volume &where,
     if (row().writing_damages) {
         // The file system's own tables still followed, on top of the files or of its
         // folders: look again, and compare where all has come to rest.
-        sync();
+        settle(where, device);
         const auto before = judge_kept_files(where, device);
-        const cli_result again = run_cli_with_report({"read", where.path()});
+        const cli_result again = run_cli_with_report({"read", where.path()}, until().options());
         expect_never_intact(again);
         const auto kept = judge_kept_files(where, device);
         if (kept && kept == before && again.json.at("files").size() == kept->size())
@@ -119,7 +121,7 @@ void on_a_file_system::judge(const cli_result &run, const volume &where,
 
 TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
     SKIP_IF_MISSING(missing_for(kind()));
-    const formatted_image image(kind());
+    const formatted_image image(kind(), until());
     if (HasFailure())
         return;
     std::vector<std::string> options = {"--image", "--size=" + std::to_string(device_bytes),
@@ -127,7 +129,7 @@ TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
     for (const std::string &option : row().image_options(image.data()))
         options.push_back(option);
     card medium(options);
-    const watchdog guard(medium, device_cell_limit);
+    const watchdog guard(medium, until());
     const loop_device device(medium.file("card.img"));
     const mounted_file_system where(kind(), device);
     if (!where.is_mounted()) {
