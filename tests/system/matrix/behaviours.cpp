@@ -21,6 +21,7 @@ const char *const flush_check = "Assertion failed: (!fdatasync(fd))";
 const char *const read_warning = "ERR: WARNING: Not all data was read due to I/O error(s)";
 const char *const left_named = "test files left on ";
 const char *const nothing_free = "ERR: No space left on device!";
+const char *const no_new_file = "ERR: No space left device.";
 const char *const intact_line = "DATA Lost .................. : 0.000000 Byte";
 
 folder_outcome lost(sector_tally bad) {
@@ -226,12 +227,18 @@ std::vector<behaviour> failing_rows() {
          .options = {"--full-at=4M"},
          .folder = with_bytes(incomplete(all_sectors / 2, {"could not be filled"}), 4 * mib),
          .image = promise::intact,
-         .image_options = [](const data_sectors &) { return words{}; }},
+         .image_options = [](const data_sectors &) { return words{}; },
+         .prepared = preparation::half_full},
         folder_only("is_full_inside_a_block", "ENOSPC inside a block",
                     {"--full-at=" + std::to_string(4 * mib + oracle_sector_bytes)},
                     aborted(4 * mib, {size_check})),
-        folder_only("takes_no_new_file", "ENOSPC at creation", {"--root-entries=0"},
-                    nothing_written("ERR: No space left device.")),
+        {.name = "takes_no_new_file",
+         .words = "ENOSPC at creation",
+         .options = {"--root-entries=0"},
+         .folder = nothing_written(no_new_file),
+         .image = promise::nothing_tested,
+         .image_options = [](const data_sectors &) { return words{}; },
+         .prepared = preparation::no_more_files},
     };
 }
 

@@ -23,15 +23,21 @@ std::vector<file_system> file_systems() {
     // that: ext4's journal and its tables, and all that xfs keeps of an allocation group.
     return {
         {"ext4",
-         {"mkfs.ext4", "-q", "-F", "-m", "0", "-E", "packed_meta_blocks=1"},
+         {"mkfs.ext4", "-q", "-F", "-m", "0", "-E", "packed_meta_blocks=1", "-N", "64"},
          {},
          "ext4",
-         false},
-        {"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse", "-d"}, "", false},
-        {"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g", "-o", "no_detach"}, "", false},
-        {"btrfs", {"mkfs.btrfs", "-q", "-f", "--mixed"}, {}, "btrfs", true},
+         false,
+         true},
+        {"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse", "-d"}, "", false, false},
+        {"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g", "-o", "no_detach"}, "", false, false},
+        {"btrfs", {"mkfs.btrfs", "-q", "-f", "--mixed"}, {}, "btrfs", true, false},
         // So small a one is not meant for use, and does for this.
-        {"xfs", {"mkfs.xfs", "-q", "-f", "--unsupported", "-d", "agcount=1"}, {}, "xfs", false},
+        {"xfs",
+         {"mkfs.xfs", "-q", "-f", "--unsupported", "-d", "agcount=1"},
+         {},
+         "xfs",
+         false,
+         false},
     };
 }
 

@@ -28,6 +28,7 @@ struct file_system {
     std::vector<std::string> mount;  // program that stays in the foreground; empty: the system
     const char *type;
     bool has_checksums;  // answers changed data with an error
+    bool has_few_files;  // room for files is given out when it is made: a few dozen
 
     friend void PrintTo(const file_system &kind, std::ostream *out) { *out << kind.name; }
 };
