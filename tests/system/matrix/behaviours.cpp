@@ -389,9 +389,21 @@ std::vector<behaviour> slow_behaviours() {
     return rows;
 }
 
-std::vector<behaviour> device_behaviours() {
+static std::vector<behaviour> all_behaviours() {
     std::vector<behaviour> rows = short_behaviours();
     append(rows, long_behaviours());
+    return rows;
+}
+
+std::vector<std::string> table_rows() {
+    words rows;
+    for (const behaviour &row : all_behaviours())
+        rows.emplace_back(row.words);
+    return rows;
+}
+
+std::vector<behaviour> device_behaviours() {
+    std::vector<behaviour> rows = all_behaviours();
     std::erase_if(rows, [](const behaviour &row) { return row.image == promise::none; });
     return rows;
 }

@@ -74,6 +74,8 @@ struct behaviour {
 // Rows for the folder that every check has time for, and the others.
 std::vector<behaviour> quick_behaviours();
 std::vector<behaviour> slow_behaviours();
+// The words of all rows, in their order.
+std::vector<std::string> table_rows();
 // Those that have a meaning on a block device.
 std::vector<behaviour> device_behaviours();
 

@@ -55,8 +55,9 @@ static void expect_outcome(const cli_result &run, const folder_outcome &expected
 }
 
 TEST_P(as_a_folder, a_card_is_called_what_it_is) {
-    SKIP_IF_MISSING(missing_for_cards());
     const behaviour &row = GetParam();
+    table_cell cell(row.words, "folder");
+    SKIP_IF_MISSING(missing_for_cards());
     std::vector<std::string> options = row.options;
     if (options.empty() || !options[0].starts_with("--size="))
         options.insert(options.begin(), "--size=8M");
@@ -66,7 +67,7 @@ TEST_P(as_a_folder, a_card_is_called_what_it_is) {
 
     const cli_result run = run_on(where, row, until);
 
-    table_note(row.words, "folder", table_words(run));
+    cell.note(table_words(run));
     expect_outcome(run, row.folder);
     if (row.folder.gone)
         return;

@@ -34,6 +34,7 @@ static void copy_sector(const std::string &cells, std::uint64_t from, std::uint6
 // 1.fff and 5.fff on one device; sectors of the same place in them differ in one word
 // only, the position, and there only in what 4 GiB add to it.
 TEST_P(four_gib_away, a_sector_of_another_test_file_is_told_from_the_right_one) {
+    table_cell cell("a sector of a file 4 GiB away", GetParam().name);
     SKIP_IF_MISSING(missing_for(GetParam()));
     const deadline until(device_cell_limit);
     const formatted_image image(GetParam(), until);
@@ -60,7 +61,7 @@ TEST_P(four_gib_away, a_sector_of_another_test_file_is_told_from_the_right_one) 
     copy_sector(cells, 2 * mib, 4 * oracle_file_bytes + 2 * mib);
 
     const cli_result run = run_cli_with_report({"read", where.path()}, until.options());
-    table_note("a sector of a file 4 GiB away", GetParam().name, table_words(run));
+    cell.note(table_words(run));
     expect_whole_report(run.json, run.out);
     expect_counts_of(run.json, judge_kept_files(where, device));
     if (GetParam().has_checksums) {

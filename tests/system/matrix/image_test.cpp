@@ -58,13 +58,14 @@ class on_a_file_system : public testing::TestWithParam<cell> {
     const behaviour &row() const { return std::get<1>(GetParam()); }
     const deadline &until() const { return m_until; }
 
-    void note(const std::string &what) const { table_note(row().words, kind().name, what); }
+    void note(const std::string &what) { m_cell.note(what); }
     cli_result run_to_its_end(card &medium, const volume &where) const;
     std::string judge(const cli_result &run, const volume &where, const loop_device &device) const;
     std::string compare_at_rest(const volume &where, const loop_device &device) const;
 
  private:
     const deadline m_until{device_cell_limit};
+    table_cell m_cell{row().words, kind().name};
 };
 
 }  // namespace
@@ -259,7 +260,6 @@ TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
     const mounted_file_system where(kind(), device);
     if (!where.is_mounted()) {
         // Nothing was run, so nothing was shown; a sound card must not be refused.
-        note("skipped");
         ASSERT_NE(row().image, promise::intact) << where.refusal();
         GTEST_SKIP() << kind().name << " itself refuses this card: " << where.refusal();
     }
