@@ -37,12 +37,20 @@ enum class procedure {
 // Sectors of the device that hold test data, in the order of the test files' bytes.
 using data_sectors = std::vector<std::uint64_t>;
 
+// What a user has done to the device's file system before the run.
+enum class preparation {
+    none,
+    half_full,      // by a file that ends inside a block
+    no_more_files,  // bytes are free, files cannot be created; where that can be had
+};
+
 enum class promise {
-    intact,        // all came back; what was left unfilled decides the rest
-    never_intact,  // and the counts are those of the kept files
-    gone,          // never intact; there is nothing left to compare with
-    after_report,  // all was read before the fault: the verdict stands, the run ends
-    none,          // has no meaning for a block device, or a test of its own
+    intact,          // all came back; what was left unfilled decides the rest
+    never_intact,    // and the counts are those of the kept files
+    gone,            // never intact; there is nothing left to compare with
+    after_report,    // all was read before the fault: the verdict stands, the run ends
+    nothing_tested,  // and nothing was written
+    none,            // has no meaning for a block device, or a test of its own
 };
 
 struct behaviour {
@@ -54,6 +62,7 @@ struct behaviour {
     promise image = promise::never_intact;
     // Options for a device whose test data lies there.
     std::function<std::vector<std::string>(const data_sectors &)> image_options = {};
+    preparation prepared = preparation::none;
     bool writing_damages = false;  // what is written later can land on test files
     const char *kill_after = "";   // the simulator dies when the output says this
     procedure how = procedure::test;
@@ -65,6 +74,8 @@ struct behaviour {
 // Rows for the folder that every check has time for, and the others.
 std::vector<behaviour> quick_behaviours();
 std::vector<behaviour> slow_behaviours();
+// The words of all rows, in their order.
+std::vector<std::string> table_rows();
 // Those that have a meaning on a block device.
 std::vector<behaviour> device_behaviours();
 

@@ -5,23 +5,21 @@
 #define TROVIK_TESTS_SYSTEM_MATRIX_DEVICE_H
 
 #include <chrono>
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "../cli_run.h"
 #include "../mounts.h"
 #include "behaviours.h"
+#include "deadline.h"
 
 namespace system_tests {
 
 constexpr std::uint64_t device_bytes = 32 * mib;
 
-// Of one cell on a device.
+// Of one cell on a device; a minute less than CTest waits.
 constexpr std::chrono::seconds device_cell_limit{120};
 
 struct file_system {
@@ -30,6 +28,7 @@ struct file_system {
     std::vector<std::string> mount;  // program that stays in the foreground; empty: the system
     const char *type;
     bool has_checksums;  // answers changed data with an error
+    bool has_few_files;  // room for files is given out when it is made: a few dozen
 
     friend void PrintTo(const file_system &kind, std::ostream *out) { *out << kind.name; }
 };
@@ -43,13 +42,13 @@ std::string missing_for(const file_system &kind);
 // A card that somebody has formatted, as a file, and where on it test data will lie.
 class formatted_image {
  public:
-    explicit formatted_image(const file_system &kind);
+    formatted_image(const file_system &kind, const deadline &until);
     const std::string &path() const { return m_path; }
     // From a trial: the file system is filled once on a copy, without any simulator.
     const data_sectors &data() const { return m_data; }
 
  private:
-    void find_data(const file_system &kind);
+    void find_data(const file_system &kind, const deadline &until);
 
     private_folder m_folder;
     std::string m_path;
@@ -81,27 +80,15 @@ class mounted_file_system : public volume {
     const std::string &refusal() const { return m_refusal; }
 
  private:
+    void mount_by_system(const file_system &kind, const loop_device &device);
     void mount_by_program(const file_system &kind, const loop_device &device);
 
     std::string m_refusal;
     std::unique_ptr<child_process> m_server;  // of a file system in user space
 };
 
-// Ends a cell that takes too long by killing the simulator: every process that waits for
-// the device then gets an error.
-class watchdog {
- public:
-    watchdog(card &medium, std::chrono::seconds patience);
-    ~watchdog();
-    watchdog(const watchdog &) = delete;
-    watchdog &operator=(const watchdog &) = delete;
-
- private:
-    std::mutex m_mutex;  // guards m_over
-    std::condition_variable m_changed;
-    bool m_over = false;
-    std::thread m_thread;
-};
+// All that the file system holds back goes to the device, and comes from there again.
+void settle(const volume &where, const loop_device &device);
 
 // Sectors of the kept test files by the files' numbers, read page by page up to the first
 // page that cannot be read, as the medium holds them now. Nothing when the folder or a

@@ -6,9 +6,11 @@
 #include "../cli_run.h"
 #include "behaviours.h"
 #include "cell_table.h"
+#include "deadline.h"
 
 using namespace system_tests;
 
+// CTest waits 120 s.
 static constexpr std::chrono::seconds cell_limit{100};
 
 namespace {
@@ -19,21 +21,19 @@ class as_a_folder : public testing::TestWithParam<behaviour> {};
 
 // 1.fff in the first half of the card, 5.fff in the second, then both are read, and
 // 5.fff alone is judged: what 1.fff holds belongs to the same place 4 GiB before.
-static cli_result read_four_gib_away(const volume &where) {
-    EXPECT_EQ(run_cli({"write", where.path()}).exit_status, 0);
+static cli_result read_four_gib_away(const volume &where, const deadline &until) {
+    EXPECT_EQ(run_cli({"write", where.path()}, until.options()).exit_status, 0);
     std::filesystem::resize_file(where.file("1.fff"), 4 * mib);
-    EXPECT_EQ(run_cli({"write", where.path(), "--start-at=5"}).exit_status, 0);
-    return run_cli_with_report({"read", where.path()});
+    EXPECT_EQ(run_cli({"write", where.path(), "--start-at=5"}, until.options()).exit_status, 0);
+    return run_cli_with_report({"read", where.path()}, until.options());
 }
 
-static cli_result run_on(const volume &where, const behaviour &row) {
+static cli_result run_on(const volume &where, const behaviour &row, const deadline &until) {
     if (row.how == procedure::four_gib_away)
-        return read_four_gib_away(where);
-    process_options options;
-    options.timeout = cell_limit;
+        return read_four_gib_away(where, until);
     std::vector<std::string> words = {"test", where.path()};
     words.insert(words.end(), row.command_options.begin(), row.command_options.end());
-    return run_cli_with_report(words, options);
+    return run_cli_with_report(words, until.options());
 }
 
 static void expect_outcome(const cli_result &run, const folder_outcome &expected) {
@@ -55,16 +55,19 @@ static void expect_outcome(const cli_result &run, const folder_outcome &expected
 }
 
 TEST_P(as_a_folder, a_card_is_called_what_it_is) {
-    SKIP_IF_MISSING(missing_for_cards());
     const behaviour &row = GetParam();
+    table_cell cell(row.words, "folder");
+    SKIP_IF_MISSING(missing_for_cards());
     std::vector<std::string> options = row.options;
     if (options.empty() || !options[0].starts_with("--size="))
         options.insert(options.begin(), "--size=8M");
-    const card where(options);
+    const deadline until(cell_limit);
+    card where(options);
+    const watchdog guard(where, until);
 
-    const cli_result run = run_on(where, row);
+    const cli_result run = run_on(where, row, until);
 
-    table_note(row.words, "folder", table_words(run));
+    cell.note(table_words(run));
     expect_outcome(run, row.folder);
     if (row.folder.gone)
         return;

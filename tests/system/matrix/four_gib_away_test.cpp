@@ -34,30 +34,34 @@ static void copy_sector(const std::string &cells, std::uint64_t from, std::uint6
 // 1.fff and 5.fff on one device; sectors of the same place in them differ in one word
 // only, the position, and there only in what 4 GiB add to it.
 TEST_P(four_gib_away, a_sector_of_another_test_file_is_told_from_the_right_one) {
+    table_cell cell("a sector of a file 4 GiB away", GetParam().name);
     SKIP_IF_MISSING(missing_for(GetParam()));
-    const formatted_image image(GetParam());
+    const deadline until(device_cell_limit);
+    const formatted_image image(GetParam(), until);
+    if (HasFailure())
+        return;
     const private_folder folder;
     const std::string cells = folder.path() + "/cells";
     card medium({"--image", "--size=" + std::to_string(device_bytes), "--contents=" + image.path(),
                  "--backing=" + cells});
-    const watchdog guard(medium, device_cell_limit);
+    const watchdog guard(medium, until);
     const loop_device device(medium.file("card.img"));
     const mounted_file_system where(GetParam(), device);
     ASSERT_TRUE(where.is_mounted()) << where.refusal();
     std::ofstream(where.file("filler")) << std::string(12 * mib, 'x');
-    run_cli({"write", where.path()});
+    run_cli({"write", where.path()}, until.options());
     std::filesystem::remove(where.file("filler"));
-    run_cli({"write", where.path(), "--start-at=5"});
+    run_cli({"write", where.path(), "--start-at=5"}, until.options());
     ASSERT_EQ(listed_files(where), std::vector<int>({1, 5}));
-    sync();
+    settle(where, device);
     const std::uint64_t sectors = (std::filesystem::file_size(where.file("1.fff")) +
                                    std::filesystem::file_size(where.file("5.fff"))) /
                                   oracle_sector_bytes;
 
     copy_sector(cells, 2 * mib, 4 * oracle_file_bytes + 2 * mib);
 
-    const cli_result run = run_cli_with_report({"read", where.path()});
-    table_note("a sector of a file 4 GiB away", GetParam().name, table_words(run));
+    const cli_result run = run_cli_with_report({"read", where.path()}, until.options());
+    cell.note(table_words(run));
     expect_whole_report(run.json, run.out);
     expect_counts_of(run.json, judge_kept_files(where, device));
     if (GetParam().has_checksums) {
