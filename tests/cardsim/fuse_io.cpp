@@ -9,6 +9,7 @@
 #include <fstream>
 #include <thread>
 
+#include "evictions.h"
 #include "practice_mount.h"
 #include "test_bytes.h"
 
@@ -24,6 +25,18 @@ class fuse_io : public practice_mount {
     void write_whole_file(const std::string &name, const std::vector<std::byte> &bytes) {
         size_t written = 0;
         ASSERT_EQ(write_file(name, bytes, &written), 0);
+    }
+    /* Whether the bytes are seen while the file that they were written to is open. */
+    bool write_flush_and_look(const std::string &name, const std::vector<std::byte> &bytes) {
+        const open_file file(path(name), O_RDWR | O_CREAT);
+        size_t written = 0;
+        EXPECT_EQ(write_in_small_pieces(file.fd(), bytes, &written), 0);
+        EXPECT_EQ(fdatasync(file.fd()), 0);
+        return seen_in(name) == bytes;
+    }
+    void write_at_once(const std::string &name, const std::vector<std::byte> &bytes) {
+        const open_file file(path(name), O_WRONLY | O_CREAT);
+        ASSERT_EQ(write(file.fd(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
     /* What a program must do to see the card itself. */
     void flush_and_release(const std::string &name) {
@@ -48,30 +61,29 @@ std::vector<std::byte> first_half_then(const std::vector<std::byte> &bytes, unsi
 }  // namespace
 
 TEST_F(fuse_io, small_writes_stay_in_memory_until_it_is_released) {
-    mount_card({"--size=8M", "--real-size=512K", "--beyond=drop-ff"});
     const auto bytes = test_bytes(MIB, 1);
-    {
-        const open_file file(path("a"), O_RDWR | O_CREAT);
-        size_t written = 0;
-        ASSERT_EQ(write_in_small_pieces(file.fd(), bytes, &written), 0);
-        ASSERT_EQ(fdatasync(file.fd()), 0);
-        EXPECT_TRUE(seen_in("a") == bytes) << "memory, not the card";
-    }
-    EXPECT_TRUE(seen_in("a") == bytes) << "also when the file is opened again";
-    flush_and_release("a");
-    EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0xFF)) << "the card, not memory";
+    EXPECT_TRUE(memory_kept_it([&] {
+        mount_card({"--size=8M", "--real-size=512K", "--beyond=drop-ff"});
+        bool kept = write_flush_and_look("a", bytes);
+        kept = seen_in("a") == bytes && kept;  // also when the file is opened again
+        flush_and_release("a");
+        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0xFF)) << "the card, not memory";
+        EXPECT_TRUE(unmount());
+        return kept;
+    })) << "memory, not the card";
 }
 
 TEST_F(fuse_io, large_writes_stay_in_memory_until_it_is_released) {
-    mount_card({"--size=8M", "--real-size=512K"});
     const auto bytes = test_bytes(MIB, 1);
-    {
-        const open_file file(path("a"), O_WRONLY | O_CREAT);
-        ASSERT_EQ(write(file.fd(), bytes.data(), bytes.size()), static_cast<ssize_t>(MIB));
-    }
-    EXPECT_TRUE(seen_in("a") == bytes);
-    flush_and_release("a");
-    EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0x00));
+    EXPECT_TRUE(memory_kept_it([&] {
+        mount_card({"--size=8M", "--real-size=512K"});
+        write_at_once("a", bytes);
+        const bool kept = seen_in("a") == bytes;
+        flush_and_release("a");
+        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0x00)) << "the card, not memory";
+        EXPECT_TRUE(unmount());
+        return kept;
+    })) << "memory, not the card";
 }
 
 TEST_F(fuse_io, memory_never_shows_an_older_state_of_a_page) {
