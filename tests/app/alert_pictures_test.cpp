@@ -362,6 +362,8 @@ TEST_F(pictures_of_alerts, the_end_in_a_child_process) {
     if (wanted.isEmpty())
         GTEST_SKIP() << "is run by every_end_of_a_test";
     memory_volume volume(mib, "HOLIDAYS 2017");
+    volume.make_file("1.fff");
+    volume.make_file("2.fff");
     choose(volume.path());
     for (const failure &one : failures) {
         if (wanted != one.name)
