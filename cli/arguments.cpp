@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "cli/exit_status.h"
 #include "model/utils.h"
@@ -152,6 +153,24 @@ static void add_command(CLI::App &app, const command_description &description,
             ->disable_flag_override();
 }
 
+// An option whose "=" has nothing behind it. CLI11 would take the next word for its value. After
+// "--" there are no options.
+static std::string option_without_value(int argc, const char *const *argv) {
+    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+        const std::string_view word = argv[i];
+        if (word.starts_with("--") && word.find('=') == word.size() - 1)
+            return std::string(word.substr(0, word.size() - 1));
+    }
+    return {};
+}
+
+static bool refuse(const std::string &reason, int &exit_status) {
+    std::fprintf(stderr, "trovik-cli: %s (see trovik-cli --help)\n",
+                 printable_text(reason).c_str());
+    exit_status = EXIT_STATUS_USAGE;
+    return false;
+}
+
 bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &arguments,
                          int &exit_status) {
     CLI::App app(
@@ -167,19 +186,17 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
     raw_words raw;
     for (const command_description &description : commands)
         add_command(app, description, arguments, raw);
-    if (argc > 1 && !is_first_word(argv[1])) {
-        std::fprintf(stderr, "trovik-cli: there is no command '%s' (see trovik-cli --help)\n",
-                     printable_text(argv[1]).c_str());
-        exit_status = EXIT_STATUS_USAGE;
-        return false;
-    }
+    if (argc > 1 && !is_first_word(argv[1]))
+        return refuse("there is no command '" + std::string(argv[1]) + "'", exit_status);
+    const std::string bare = option_without_value(argc, argv);
+    if (!bare.empty())
+        return refuse(bare + ": nothing stands behind its '='", exit_status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        exit_status = error.get_exit_code() == 0 ? app.exit(error) : EXIT_STATUS_USAGE;
-        if (exit_status != 0)
-            std::fprintf(stderr, "trovik-cli: %s (see trovik-cli --help)\n",
-                         printable_text(error.what()).c_str());
+        if (error.get_exit_code() != 0)
+            return refuse(error.what(), exit_status);
+        exit_status = app.exit(error);
         return false;
     }
     if (!raw.start_at.empty())

@@ -130,6 +130,15 @@ TEST(arguments, a_report_without_a_place_is_wrong_usage) {
     expect_wrong_usage({"test", "/nowhere", "--json="}, "--json");
 }
 
+TEST(arguments, the_word_behind_an_empty_value_is_not_taken_for_it) {
+    expect_wrong_usage({"test", "/nowhere", "--json=", "report.json"}, "--json: nothing");
+    expect_wrong_usage({"test", "/nowhere", "--start-at=", "3"}, "--start-at: nothing");
+    expect_wrong_usage({"test", "/nowhere", "--block-size=", "1M"}, "--block-size: nothing");
+    expect_wrong_usage({"test", "--keep-files=", "/nowhere"}, "--keep-files: nothing");
+    EXPECT_EQ(parsed({"test", "--json=--report=", "/card"}).json, "--report=");
+    EXPECT_EQ(parsed({"test", "--", "--report="}).volume, "--report=");
+}
+
 TEST(arguments, a_missing_volume_is_wrong_usage) {
     for (const char *command : {"test", "write", "read", "clean"})
         expect_wrong_usage({command}, "VOLUME");

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "fuzz.h"
+#include "hidden_model.h"
 #include "utf8_model.h"
 
 namespace {
@@ -125,7 +126,7 @@ class reader {
         while (!skip('"')) {
             const std::string_view left = std::string_view(m_document).substr(m_at);
             const size_t length = utf8_model_length(left);
-            FUZZ_REQUIRE(length > 0 && static_cast<uint8_t>(left[0]) >= 0x20);
+            FUZZ_REQUIRE(length > 0 && !is_hidden(left.substr(0, length)));
             m_at += length;
             if (left[0] == '\\')
                 text += read_escape();
@@ -150,8 +151,19 @@ class reader {
             FUZZ_REQUIRE(digit != std::string::npos);
             code = code * 16 + static_cast<unsigned>(digit < 16 ? digit : digit - 6);
         }
-        FUZZ_REQUIRE(code < 0x80);  // all others are written as they are
-        return std::string(1, static_cast<char>(code));
+        std::string character = utf8_of(code);
+        FUZZ_REQUIRE(is_hidden(character));  // all others are written as they are
+        return character;
+    }
+
+    // Of a code below 0x10000; none that is escaped is beyond.
+    static std::string utf8_of(unsigned code) {
+        const auto follows = [](unsigned bits) { return static_cast<char>(0x80 | (bits & 0x3F)); };
+        if (code < 0x80)
+            return {static_cast<char>(code)};
+        if (code < 0x800)
+            return {static_cast<char>(0xC0 | code >> 6), follows(code)};
+        return {static_cast<char>(0xE0 | code >> 12), follows(code >> 6), follows(code)};
     }
 
     const std::string &m_document;

@@ -5,25 +5,10 @@
 #include <string_view>
 
 #include "fuzz.h"
+#include "hidden_model.h"
 #include "report/printable.h"
 #include "report/utf8.h"
 #include "utf8_model.h"
-
-// Whether a character must not be shown, by its bytes.
-static bool is_hidden(std::string_view bytes) {
-    if (bytes.size() == 1)
-        return static_cast<uint8_t>(bytes[0]) < 0x20 || bytes[0] == 0x7F;
-    if (bytes.size() == 2 && bytes[0] == '\xC2')  // U+0080 to U+009F
-        return static_cast<uint8_t>(bytes[1]) < 0xA0;
-    static constexpr std::string_view turning[] = {"\u061C", "\u200E", "\u200F", "\u2028", "\u2029",
-                                                   "\u202A", "\u202B", "\u202C", "\u202D", "\u202E",
-                                                   "\u2066", "\u2067", "\u2068", "\u2069"};
-    for (const std::string_view each : turning) {
-        if (bytes == each)
-            return true;
-    }
-    return false;
-}
 
 static std::string in_format(const char *format, std::string_view bytes) {
     std::string text;
