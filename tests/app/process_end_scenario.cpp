@@ -60,7 +60,8 @@ class user {
         m_phase = engine_results_phase();
         if (m_phase == ENGINE_PHASE_WRITING && before != m_phase)
             see_writing();
-        if (m_story == "close" && !m_closed && has_written())
+        // The phase begins before its first test file is there.
+        if (m_story == "close" && m_app.window->isVisible() && written().bytes_written != 0)
             close();
         if (m_phase == ENGINE_PHASE_READING && before != m_phase)
             say("phase: reading");
@@ -117,20 +118,16 @@ class user {
             });
     }
 
-    // The phase begins before its first test file is there.
-    static bool has_written() {
-        engine_write_results written = {};
-        engine_results_write(&written);
-        return written.bytes_written != 0;
+    static engine_write_results written() {
+        engine_write_results results = {};
+        engine_results_write(&results);
+        return results;
     }
 
     // The engine fails while the main thread is not there to hear of it.
     static void miss_the_failure() {
-        engine_write_results written = {};
-        while (written.write_error == 0) {
+        while (written().write_error == 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            engine_results_write(&written);
-        }
     }
 
     void see_result() {
@@ -140,7 +137,6 @@ class user {
     }
 
     void close() {
-        m_closed = true;
         say("closing the window");
         m_app.window->close();
     }
@@ -151,7 +147,6 @@ class user {
     QPointer<QMessageBox> m_last;
     engine_phase m_phase = ENGINE_PHASE_IDLE;
     bool m_tested = false;
-    bool m_closed = false;
 };
 
 }  // namespace
