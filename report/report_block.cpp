@@ -1,6 +1,4 @@
-// The labels stand here once, as one table, and are never put together from
-// parts: what a user sees is what a search for the line finds. They are not
-// tidied; see the header.
+// Each label is one literal, so that a search for a line of the report finds it here.
 #include "report/report_block.h"
 
 #include "report/number_text.h"
@@ -46,7 +44,7 @@ std::array<report_row, report_row_count> report_block_rows(const report_facts &f
 std::vector<std::string> report_block_lines(const report_facts &facts, const report_clock &clock) {
     std::vector<std::string> lines;
     lines.push_back(stamped(clock, "**: Report Begin -----------------------------------------"));
-    // A volume's name is any bytes: its control characters are shown escaped on purpose.
+    // A volume's name can be any bytes; control characters are escaped.
     for (const report_row &row : report_block_rows(facts))
         lines.push_back(stamped(clock, row.label + printable_text(row.value)));
     lines.push_back(stamped(clock, "**: Report End -----------------------------------------"));

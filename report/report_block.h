@@ -1,6 +1,6 @@
-// The report as users know it: a head, twelve numbered lines, a tail, each with
-// its own time stamp. People and their scripts compare these lines with those of
-// earlier tests, so their text is fixed, uneven dots and blanks included.
+// The report: a head, twelve numbered lines, a tail, each with its own time stamp. Users and their
+// scripts compare these lines with earlier reports, so the text is fixed, uneven dots and blanks
+// included. All functions: any thread.
 #ifndef TROVIK_REPORT_REPORT_BLOCK_H
 #define TROVIK_REPORT_REPORT_BLOCK_H
 
@@ -13,7 +13,7 @@
 
 #include "report/report_facts.h"
 
-// Gives the time for the next line; it is asked once per line.
+// Returns the time for the next line; called once per line.
 using report_clock = std::function<std::time_t()>;
 
 // The system's clock.
@@ -28,18 +28,17 @@ struct report_row {
 
 constexpr std::size_t report_row_count = 12;
 
-// The numbered lines in their order. Any thread, as all functions below.
+// The numbered lines in order.
 std::array<report_row, report_row_count> report_block_rows(const report_facts &facts);
 
 // Head, twelve lines, tail; each ends in a line break.
 std::vector<std::string> report_block_lines(const report_facts &facts,
                                             const report_clock &clock = report_clock_system);
 
-// The line that precedes the report, once the test files are gone.
+// The line before the report, printed after the test files were removed.
 std::string report_block_all_done(const report_clock &clock = report_clock_system);
 
-// Three lines without time stamps, for passing on. Whoever keeps a summary of
-// several tests appends to it.
+// Three lines without time stamps. For a summary of several tests, the caller concatenates them.
 std::string report_block_summary(const report_facts &facts);
 
 #endif

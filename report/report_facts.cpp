@@ -1,5 +1,3 @@
-// Copies out of the engine: its texts are overwritten by the next test, a report
-// may be looked at later.
 #include "report/report_facts.h"
 
 #include <utility>

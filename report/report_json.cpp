@@ -1,5 +1,5 @@
-// Every text is made valid UTF-8 when it enters the document, so that writing it
-// out cannot fail; numbers that JSON has no form for become null.
+// Texts are made valid UTF-8 when they enter the document, so that dump() cannot throw. Numbers
+// that JSON cannot express become null.
 #include "report/report_json.h"
 
 #include <algorithm>
@@ -31,8 +31,8 @@ static json value_or_null(const std::optional<T> &value) {
     return value ? json(*value) : json(nullptr);
 }
 
-// A text that may be any bytes: a field of this name, and when the text had to be
-// changed a second one with the bytes.
+// For a text of any bytes: the field, and a second one with the original bytes when the text is not
+// valid UTF-8.
 static void set_raw_text(json &object, const std::string &key, const std::string &text) {
     const std::string valid = utf8_replace_invalid(text);
     object[key] = text.empty() ? json(nullptr) : json(valid);
@@ -47,7 +47,7 @@ static json text_list(const std::vector<std::string> &texts) {
     return list;
 }
 
-// Bytes of `sectors`; null when they exceed 64 bits.
+// `sectors` in bytes; null beyond 64 bits.
 static json sector_bytes(std::uint64_t sectors) {
     if (sectors > std::numeric_limits<std::uint64_t>::max() / SECTOR_SIZE)
         return nullptr;
@@ -180,7 +180,7 @@ static json error_list(const run_snapshot &run) {
                   run_snapshot_file_name(run.write.current_index), nullptr);
     add_error(list, "listing", run.read.listing_error, nullptr, nullptr);
     for (const engine_file_result &file : run.files) {
-        // No other error stops a file without ending the engine's process.
+        // EIO is the only read error that ends a file and not the process.
         if (file.read_all == 0)
             add_error(list, "reading", EIO, run_snapshot_file_name(file.index), file.size);
     }
@@ -211,9 +211,9 @@ static json exit_status_value(const report_json_input &input) {
     return input.fatal->exit_status >= 0 ? json(input.fatal->exit_status) : json(nullptr);
 }
 
-// The document with those characters escaped that a terminal obeys and JSON lets stand. They are in
-// texts alone, and mean the same there.
-static std::string without_controls(const std::string &document) {
+// Escapes the control characters that JSON allows unescaped but a terminal would obey. They occur
+// only inside strings, where the escape means the same.
+static std::string escape_controls(const std::string &document) {
     std::string shown;
     for (std::size_t at = 0; at < document.size();) {
         std::uint32_t code = 0;
@@ -251,6 +251,6 @@ std::string report_json_text(const report_json_input &input) {
     document["missing_files"] = missing_object(input.run);
     document["errors"] = error_list(input.run);
     document["report"] = report_object(input.facts);
-    // The texts are valid by now; "replace" also keeps a mistake of ours from throwing.
-    return without_controls(document.dump(2, ' ', false, json::error_handler_t::replace)) + "\n";
+    // All texts are valid by now; error_handler_t::replace makes sure that dump() never throws.
+    return escape_controls(document.dump(2, ' ', false, json::error_handler_t::replace)) + "\n";
 }

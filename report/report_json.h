@@ -1,9 +1,5 @@
-// A run as a JSON document, for programs and for keeping: everything the report
-// says in numbers, and what it has no line for. docs/report-json.md describes the
-// document; a change that a reader could stumble over raises `schema` in it.
-//
-// What the document is made from are plain values: this room knows neither
-// volumes nor arguments.
+// A run as a JSON document: the report's values as numbers, and details that the report has no line
+// for. docs/report-json.md describes the document. An incompatible change raises its `schema`.
 #ifndef TROVIK_REPORT_REPORT_JSON_H
 #define TROVIK_REPORT_REPORT_JSON_H
 
@@ -44,13 +40,13 @@ struct report_json_input {
     report_json_volume volume;
     run_snapshot run;
     verdict_result verdict;             // of this run, from verdict_judge
-    std::optional<report_facts> facts;  // nothing when the run did not come to its report
+    std::optional<report_facts> facts;  // nullopt when the run ended before its report
     std::optional<report_json_fatal> fatal;
 };
 
-// The document as UTF-8 text, indented, ending in a line break. Texts that are
-// not UTF-8 do not fail: U+FFFD takes the place of what is not, and for paths and
-// names a field "<name>_percent_escaped" beside it has the bytes. Any thread.
+// The document as UTF-8 text, indented, ending in a line break. Invalid bytes in a text become
+// U+FFFD; paths and names then have a second field "<name>_percent_escaped" with the original
+// bytes. Any thread.
 std::string report_json_text(const report_json_input &input);
 
 #endif

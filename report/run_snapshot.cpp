@@ -1,5 +1,3 @@
-// Copies the engine's records and answers the questions that both the verdict
-// and the JSON document ask of them.
 #include "report/run_snapshot.h"
 
 #include <algorithm>
@@ -11,7 +9,7 @@
 
 static void collect_read_part(run_snapshot &run) {
     engine_results_read(&run.read);
-    // Published at the end of the phase; before that it is another run's word.
+    // The engine publishes the flag at the end of the phase; until then it is an earlier run's.
     run.volume_intact = run.read.finished != 0 && get_volume_intact() != 0;
     const std::size_t file_count = engine_results_file_count();
     run.files.reserve(file_count);
@@ -39,7 +37,7 @@ bool run_snapshot_read_finished(const run_snapshot &run) {
     return run.scope.has_read && run.read.finished != 0;
 }
 
-// The files that were written behind the last one that was read.
+// The files written behind the last one read.
 static std::optional<engine_missing_range> missing_at_end(const run_snapshot &run) {
     const bool knows_last = run.scope.has_write && run.scope.expects_all_written &&
                             run.write.files_created > 0 && run_snapshot_read_finished(run);
@@ -70,7 +68,7 @@ std::uint64_t run_snapshot_missing_count(const run_snapshot &run) {
 }
 
 bool run_snapshot_lost_data(const run_snapshot &run) {
-    // Not by their sum, which need not fit.
+    // The sum could wrap to 0.
     return run.read.corrupted != 0 || run.read.changed != 0 || run.read.overwritten != 0;
 }
 
@@ -81,8 +79,8 @@ bool run_snapshot_tested(const run_snapshot &run) {
 bool run_snapshot_is_cut_short(const run_snapshot &run, const engine_file_result &file) {
     if (file.read_all == 0 || file.size >= run.full_file_bytes)
         return false;
-    // The last file is as long as the space allowed. Which one that is a run that
-    // wrote knows; otherwise it can only be the last one found.
+    // The last file is as long as the free space allowed. A run that wrote knows its index;
+    // otherwise it is the last file found.
     const bool knows_last = run.scope.has_write && run.scope.expects_all_written;
     const std::int32_t last_index = knows_last ? run.write.current_index : run.read.current_index;
     return file.index < last_index;

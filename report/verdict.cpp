@@ -1,5 +1,5 @@
-// The verdict follows from the reasons and never the other way round: what has
-// no reason is intact, so no rule can be forgotten in one of two places.
+// The verdict follows from the reasons, so each rule exists once: a run without a reason
+// against it is intact.
 #include "report/verdict.h"
 
 #include "report/number_text.h"
@@ -8,11 +8,10 @@
 static void add_notes(const run_snapshot &run, reason_list &notes) {
     if (run.scope.start_index > 0)
         notes.push_back("Test files before " + run_snapshot_file_name(run.scope.start_index) +
-                        " were not part of this run, as asked for.");
+                        " were not part of this run, as requested.");
     if (run.scope.has_read && !run.scope.has_write)
         notes.emplace_back(
-            "This run did not fill the volume: it speaks for what its test files hold, not for "
-            "the space that is free.");
+            "This run did not fill the volume: it covers the test files, not the free space.");
 }
 
 verdict_result verdict_judge(const run_snapshot &run) {
@@ -76,8 +75,7 @@ const char *verdict_sentence(run_verdict verdict) {
 }
 
 int verdict_exit_status(run_verdict verdict) {
-    // The numbers of sysexits.h: EX_DATAERR, EX_IOERR and EX_TEMPFAIL (try again, and
-    // it may come out otherwise).
+    // sysexits.h: EX_DATAERR, EX_IOERR and EX_TEMPFAIL (another try may end differently).
     constexpr int status_data_lost = 65;
     constexpr int status_not_tested = 74;
     constexpr int status_unproven = 75;

@@ -1,5 +1,5 @@
-// Decisions are made with whole numbers that stay inside 64 bits up to the
-// largest volume there can be (16 EB); floating point is used for words only.
+// Decisions use whole numbers, which fit 64 bits up to the largest possible volume (16 EB).
+// Floating point is for texts only.
 #include "report/verdict_reasons.h"
 
 #include <algorithm>
@@ -18,14 +18,14 @@ static std::string sectors_text(std::uint64_t sectors) {
     return counted(sectors, "sector") + " (" + size_text_from_value(bytes) + ")";
 }
 
-// How many there are behind a list that was cut; nothing when it was not.
+// The number of files that a list left out; nothing when it named all of them.
 static void add_more(std::uint64_t all, std::uint64_t named, const std::string &what,
                      reason_list &reasons) {
     if (all > named)
         reasons.push_back("More files that " + what + ": " + std::to_string(all - named) + ".");
 }
 
-// ", first in 2.fff" where the engine's record of files has it.
+// ", first in 2.fff"; empty when the file is beyond the engine's limited record.
 static std::string first_bad_file(const run_snapshot &run) {
     const auto bad =
         std::find_if(run.files.begin(), run.files.end(), [](const engine_file_result &file) {
@@ -46,10 +46,10 @@ void add_reasons_lost_data(const run_snapshot &run, reason_list &reasons) {
                       " that were read did not come back as written" + first_bad_file(run) + ".");
     if (read.corrupted != 0)
         reasons.push_back("Corrupted: " + sectors_text(read.corrupted) +
-                          ", no longer what was written anywhere.");
+                          ", no longer recognizable as test data.");
     if (read.changed != 0)
         reasons.push_back("Changed: " + sectors_text(read.changed) +
-                          ", in one or two places not what was written.");
+                          ", differing in one or two words from what was written.");
     if (read.overwritten != 0)
         reasons.push_back("Overwritten: " + sectors_text(read.overwritten) +
                           ", holding what was written to another place, as on a volume that claims "
@@ -64,7 +64,7 @@ void add_reasons_nothing_tested(const run_snapshot &run, reason_list &reasons) {
     else if (run.read.files == 0 && run_snapshot_read_finished(run))
         reasons.emplace_back("Nothing was tested: there was no test file to read back.");
     else
-        reasons.emplace_back("Nothing was tested: not one sector could be read back.");
+        reasons.emplace_back("Nothing was tested: no sector could be read back.");
 }
 
 void add_reasons_volume_gone(const run_snapshot &run, reason_list &reasons) {
@@ -75,8 +75,8 @@ void add_reasons_volume_gone(const run_snapshot &run, reason_list &reasons) {
 void add_reasons_memory(const run_snapshot &run, reason_list &reasons) {
     if (run.scope.may_rest_on_memory)
         reasons.emplace_back(
-            "A copy in the computer's memory could not be dropped before the reading: run as root, "
-            "or take the volume out, put it back and read it again.");
+            "A copy in the computer's memory could not be dropped before reading: run as root, or "
+            "take the volume out, put it back and read it again.");
 }
 
 void add_reasons_unfinished(const run_snapshot &run, reason_list &reasons) {
@@ -84,10 +84,10 @@ void add_reasons_unfinished(const run_snapshot &run, reason_list &reasons) {
         reasons.push_back("Writing failed in " + run_snapshot_file_name(run.write.current_index) +
                           ": " + error_text(run.write.write_error) + ".");
     if (run.scope.has_write && run.write.end == ENGINE_WRITE_NOT_ENDED)
-        reasons.push_back("Filling the volume did not get to its end; " +
+        reasons.push_back("Filling the volume did not finish; " +
                           size_text_from_bytes(run.write.bytes_written) + " were written.");
     if (run.scope.has_read && run.read.finished == 0)
-        reasons.push_back("Reading back did not get to its end; " +
+        reasons.push_back("Reading back did not finish; " +
                           size_text_from_bytes(run.read.bytes_read) + " were read.");
 }
 
@@ -128,7 +128,7 @@ void add_reasons_short_files(const run_snapshot &run, reason_list &reasons) {
         if (run_snapshot_is_cut_short(run, file))
             line = run_snapshot_file_name(file.index) + " ends at byte " +
                    std::to_string(file.size) + " instead of " +
-                   std::to_string(run.full_file_bytes) + ": its end is gone.";
+                   std::to_string(run.full_file_bytes) + ": the rest is missing.";
         else if (file.read_all != 0 && file.size % SECTOR_SIZE != 0)
             line = run_snapshot_file_name(file.index) + " ends inside a sector: its last " +
                    counted(file.size % SECTOR_SIZE, "byte") + " could not be judged.";
@@ -151,22 +151,21 @@ void add_reasons_byte_counts(const run_snapshot &run, reason_list &reasons) {
     if (run.read.counts_agree == 0)
         reasons.emplace_back("The sectors that were counted do not add up to the bytes read.");
     else if (!run.volume_intact && !run_snapshot_lost_data(run))
-        reasons.emplace_back("The engine does not call the data intact and does not say why.");
+        reasons.emplace_back("The engine reports the data as not intact and gives no reason.");
 }
 
 void add_reasons_listing(const run_snapshot &run, reason_list &reasons) {
     if (run.scope.has_read && run.read.listing_error != 0)
-        reasons.push_back("The folder could not be read to its end (" +
+        reasons.push_back("The folder could not be listed completely (" +
                           error_text(run.read.listing_error) +
                           "): there may be test files that were not read.");
     if (run.scope.removal_listing_error != 0)
-        reasons.push_back("The folder could not be read to its end (" +
+        reasons.push_back("The folder could not be listed completely (" +
                           error_text(run.scope.removal_listing_error) +
                           ") when old test files were removed: some may still take up space.");
 }
 
-// Whether `part` is below 1 % of `whole`: part * 100 < whole, without a product
-// that could exceed 64 bits.
+// Whether part * 100 < whole, computed without the product, which could exceed 64 bits.
 static bool is_below_one_percent(std::uint64_t part, std::uint64_t whole) {
     return whole != 0 && part <= (whole - 1) / 100;
 }
@@ -178,19 +177,19 @@ static std::string percent_text(std::uint64_t part, std::uint64_t whole) {
 
 void add_reasons_space_left(const run_snapshot &run, reason_list &reasons, reason_list &notes) {
     const engine_write_results &write = run.write;
-    // What is free where the volume was says nothing about the volume.
+    // Once the volume is gone, the free space is that of the file system below its mount point.
     if (!run.scope.has_write || run.scope.volume_gone || write.end == ENGINE_WRITE_NOT_ENDED)
         return;
     if (write.end == ENGINE_WRITE_NO_FREE_SPACE) {
         reasons.emplace_back(
-            "Nothing was written: the volume had no free space, or its file system did not say "
-            "how much.");
+            "Nothing was written: the volume had no free space, or its file system did not "
+            "report it.");
         return;
     }
     if (write.free_at_end_known == 0) {
         reasons.emplace_back(
-            "How much space was left untested is not known: the file system did not say how much "
-            "was free at the end.");
+            "How much space was left untested is unknown: the file system did not report its free "
+            "space at the end.");
         return;
     }
     const std::uint64_t left = write.free_at_end;

@@ -24,7 +24,7 @@ static report_facts some_facts() {
     return facts;
 }
 
-// A clock that moves on by a second with every question.
+// A clock that advances by a second per call.
 static report_clock ticking_from(std::time_t start) {
     return [now = start]() mutable { return now++; };
 }
@@ -35,7 +35,7 @@ class report_block : public testing::Test {
     void TearDown() override { unsetenv("TZ"); }
 };
 
-TEST_F(report_block, is_character_for_character_what_it_always_was) {
+TEST_F(report_block, has_fixed_text) {
     const std::vector<std::string> expected = {
         "2017.03.22 14:05:09 - **: Report Begin -----------------------------------------\n",
         "2017.03.22 14:05:09 -  1: Volume intact .............. : YES\n",
@@ -55,7 +55,7 @@ TEST_F(report_block, is_character_for_character_what_it_always_was) {
     EXPECT_EQ(report_block_lines(some_facts(), [] { return std::time_t{1490191509}; }), expected);
 }
 
-TEST_F(report_block, a_volume_s_name_cannot_forge_a_line) {
+TEST_F(report_block, escapes_line_breaks_in_volume_name) {
     report_facts facts = some_facts();
     facts.volume_path =
         "/Volumes/x\n2017.03.22 14:05:09 -  1: Volume intact .............. : YES\x1b[2J";
@@ -66,7 +66,7 @@ TEST_F(report_block, a_volume_s_name_cannot_forge_a_line) {
     EXPECT_EQ(lines[2].find('\x1b'), std::string::npos);
 }
 
-TEST_F(report_block, every_line_has_a_fresh_time_stamp) {
+TEST_F(report_block, stamps_each_line_anew) {
     const std::vector<std::string> lines = report_block_lines(some_facts(), ticking_from(50));
     ASSERT_EQ(lines.size(), 14U);
     EXPECT_EQ(lines.front().substr(0, 22), "1970.01.01 00:00:50 - ");
@@ -75,14 +75,14 @@ TEST_F(report_block, every_line_has_a_fresh_time_stamp) {
     EXPECT_EQ(lines.back().substr(0, 22), "1970.01.01 00:01:03 - ");
 }
 
-TEST_F(report_block, a_volume_that_is_not_intact_says_no) {
+TEST_F(report_block, says_no_when_not_intact) {
     report_facts facts = some_facts();
     facts.intact = false;
     EXPECT_EQ(report_block_lines(facts, ticking_from(0))[1],
               "1970.01.01 00:00:01 -  1: Volume intact .............. : NO\n");
 }
 
-TEST_F(report_block, before_any_test_values_are_empty_and_units_show_as_nothing) {
+TEST_F(report_block, has_empty_values_before_any_test) {
     const std::vector<std::string> lines =
         report_block_lines(report_facts(), [] { return std::time_t{0}; });
     EXPECT_EQ(lines[2], "1970.01.01 00:00:00 -  2: Volume name................. : \n");
@@ -93,7 +93,7 @@ TEST_F(report_block, before_any_test_values_are_empty_and_units_show_as_nothing)
     EXPECT_EQ(lines[7], "1970.01.01 00:00:00 -  7: DATA OK .................... : \n");
 }
 
-TEST_F(report_block, the_largest_capacity_is_shown_in_full) {
+TEST_F(report_block, shows_largest_capacity) {
     report_facts facts = some_facts();
     facts.capacity_bytes = UINT64_MAX;
     const std::vector<std::string> lines = report_block_lines(facts, ticking_from(0));
@@ -101,14 +101,14 @@ TEST_F(report_block, the_largest_capacity_is_shown_in_full) {
     EXPECT_NE(lines[4].find(" : 18446744073709551615 Bytes\n"), std::string::npos);
 }
 
-TEST_F(report_block, a_percent_sign_in_a_name_is_only_a_percent_sign) {
+TEST_F(report_block, keeps_percent_signs_in_volume_name) {
     report_facts facts = some_facts();
     facts.volume_path = "/Volumes/100%s %n";
     EXPECT_EQ(report_block_lines(facts, ticking_from(0))[2],
               "1970.01.01 00:00:02 -  2: Volume name................. : /Volumes/100%s %n\n");
 }
 
-TEST_F(report_block, a_locale_with_a_comma_changes_nothing) {
+TEST_F(report_block, ignores_locale_with_decimal_comma) {
     const report_clock clock = [] { return std::time_t{0}; };
     const std::vector<std::string> lines = report_block_lines(some_facts(), clock);
     const std::string summary = report_block_summary(some_facts());
@@ -119,12 +119,12 @@ TEST_F(report_block, a_locale_with_a_comma_changes_nothing) {
     EXPECT_EQ(report_block_summary(some_facts()), summary);
 }
 
-TEST_F(report_block, all_done_has_a_time_stamp) {
+TEST_F(report_block, stamps_all_done) {
     EXPECT_EQ(report_block_all_done([] { return std::time_t{1490191509}; }),
               "2017.03.22 14:05:09 - all done.\n");
 }
 
-TEST_F(report_block, without_a_clock_the_systems_is_taken) {
+TEST_F(report_block, uses_system_clock_by_default) {
     const std::time_t before = std::time(nullptr);
     const std::time_t clock = report_clock_system();
     EXPECT_LE(before, clock);
@@ -132,14 +132,14 @@ TEST_F(report_block, without_a_clock_the_systems_is_taken) {
     EXPECT_EQ(report_block_all_done().substr(19), " - all done.\n");
 }
 
-TEST_F(report_block, the_summary_has_three_lines) {
+TEST_F(report_block, summary_has_three_lines) {
     EXPECT_EQ(report_block_summary(some_facts()),
               "Volume capacity (GB) 14.837 GB\n"
               "Write speed average 10.26 MB/s\n"
               "Read speed average 20.50 KB/s\n");
 }
 
-TEST_F(report_block, summaries_of_two_tests_are_six_lines_the_oldest_first) {
+TEST_F(report_block, summaries_concatenate) {
     report_facts second = some_facts();
     second.capacity_bytes = 1073741824;
     second.write_speed_unit = "";
@@ -154,7 +154,7 @@ TEST_F(report_block, summaries_of_two_tests_are_six_lines_the_oldest_first) {
               "Read speed average 20.50 KB/s\n");
 }
 
-TEST_F(report_block, rows_are_the_lines_without_their_frame) {
+TEST_F(report_block, rows_equal_the_numbered_lines) {
     const auto rows = report_block_rows(some_facts());
     const std::vector<std::string> lines = report_block_lines(some_facts(), ticking_from(0));
     for (std::size_t i = 0; i < rows.size(); ++i)

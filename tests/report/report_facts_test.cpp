@@ -4,7 +4,7 @@
 
 #include "model/engine_publish.h"
 
-TEST(report_facts, come_from_the_engines_status_values) {
+TEST(report_facts, copies_engine_status) {
     publish_write_period(11.0, "MB", 50.0);
     publish_write_average(10.25);
     publish_read_speed(20.5, "GB");
@@ -30,14 +30,14 @@ TEST(report_facts, come_from_the_engines_status_values) {
     EXPECT_EQ(facts.version, "1.0.0-1");
 }
 
-TEST(report_facts, any_flag_but_zero_is_intact) {
+TEST(report_facts, nonzero_flag_is_intact) {
     publish_volume_intact(7);
     EXPECT_TRUE(report_facts_collect("", 0, "").intact);
     publish_volume_intact(0);
     EXPECT_FALSE(report_facts_collect("", 0, "").intact);
 }
 
-TEST(report_facts, do_not_change_with_the_engine) {
+TEST(report_facts, keeps_values_when_engine_changes) {
     publish_result_text(RESULT_DATA_OK, 512);
     const report_facts facts = report_facts_collect("", 0, "");
     publish_result_text(RESULT_DATA_OK, 1024);
@@ -45,7 +45,7 @@ TEST(report_facts, do_not_change_with_the_engine) {
     EXPECT_EQ(facts.data_ok, "512.000000 Byte");
 }
 
-TEST(report_facts, capacity_is_in_units_of_2_to_the_30) {
+TEST(report_facts, capacity_counts_units_of_2_to_the_30) {
     report_facts facts;
     facts.capacity_bytes = 1610612736;
     EXPECT_EQ(report_facts_capacity_gb(facts), 1.5);

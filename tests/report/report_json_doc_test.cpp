@@ -1,5 +1,5 @@
-// The description of the document is part of the product: its example has to be
-// what the code makes, and its table has to name every field.
+// docs/report-json.md must match the code: its example is the code's output, and its table names
+// every field.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -41,11 +41,11 @@ static void add_fields(const json &value, const std::string &path, std::set<std:
     }
 }
 
-TEST(report_json_doc, the_example_is_what_the_code_makes) {
+TEST(report_json_doc, example_equals_code_output) {
     EXPECT_EQ(example(), report_json_text(counterfeit_document()));
 }
 
-TEST(report_json_doc, the_table_names_every_field) {
+TEST(report_json_doc, table_names_every_field) {
     report_json_input input = counterfeit_document();
     input.fatal = report_json_fatal{"ERR: Can't open file", 5};
     input.run.write.write_error = 5;

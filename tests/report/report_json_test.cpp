@@ -23,13 +23,13 @@ static report_json_input intact_document() {
     return input;
 }
 
-TEST(report_json, is_one_object_that_ends_in_a_line_break) {
+TEST(report_json, is_one_object_with_final_line_break) {
     const std::string text = report_json_text(counterfeit_document());
     EXPECT_EQ(text.substr(0, 18), "{\n  \"schema\": 1,\n ");
     EXPECT_EQ(text.substr(text.size() - 3), "\n}\n");
 }
 
-TEST(report_json, begins_with_what_ran_and_what_came_of_it) {
+TEST(report_json, has_run_and_verdict) {
     const json document = parsed(counterfeit_document());
     EXPECT_EQ(document["schema"], 1);
     EXPECT_EQ(document["program"], "trovik-cli");
@@ -46,13 +46,13 @@ TEST(report_json, begins_with_what_ran_and_what_came_of_it) {
     EXPECT_TRUE(document["fatal"].is_null());
 }
 
-TEST(report_json, start_at_counts_from_one) {
+TEST(report_json, start_at_is_a_number_not_an_index) {
     report_json_input input = intact_document();
     input.run.scope.start_index = std::numeric_limits<std::int32_t>::max();
     EXPECT_EQ(parsed(input)["start_at"], 2147483648);
 }
 
-TEST(report_json, has_the_volume_and_null_for_what_is_not_known) {
+TEST(report_json, has_volume_with_null_for_unknown) {
     const json volume = parsed(counterfeit_document())["volume"];
     EXPECT_EQ(volume["root"], "/media/SD CARD");
     EXPECT_EQ(volume["name"], "SD CARD");
@@ -70,7 +70,7 @@ TEST(report_json, has_the_volume_and_null_for_what_is_not_known) {
         EXPECT_TRUE(value.is_null());
 }
 
-TEST(report_json, has_the_write_phase) {
+TEST(report_json, has_write_phase) {
     const json write = parsed(counterfeit_document())["write"];
     EXPECT_EQ(write["bytes"], 3489660928U);
     EXPECT_EQ(write["block_bytes"], 65536);
@@ -82,7 +82,7 @@ TEST(report_json, has_the_write_phase) {
     EXPECT_TRUE(write["error"].is_null());
 }
 
-TEST(report_json, every_end_of_a_write_phase_has_its_word) {
+TEST(report_json, names_each_end_of_write_phase) {
     report_json_input input = counterfeit_document();
     const std::pair<engine_write_end, const char *> words[] = {
         {ENGINE_WRITE_NOT_ENDED, "not_ended"},
@@ -96,7 +96,7 @@ TEST(report_json, every_end_of_a_write_phase_has_its_word) {
     }
 }
 
-TEST(report_json, what_the_write_phase_does_not_know_is_null) {
+TEST(report_json, unknown_write_values_are_null) {
     report_json_input input = counterfeit_document();
     input.run.write.average_known = 0;
     input.run.write.free_at_end_known = 0;
@@ -107,7 +107,7 @@ TEST(report_json, what_the_write_phase_does_not_know_is_null) {
     EXPECT_EQ(document["write"]["error"], (json{{"number", 5}, {"text", "Input/output error"}}));
 }
 
-TEST(report_json, has_the_read_phase) {
+TEST(report_json, has_read_phase) {
     const json read = parsed(counterfeit_document())["read"];
     EXPECT_EQ(read["finished"], true);
     EXPECT_EQ(read["bytes"], 2684354560U);
@@ -125,7 +125,7 @@ TEST(report_json, has_the_read_phase) {
     EXPECT_EQ(read["files_stopped"], 1);
 }
 
-TEST(report_json, a_read_phase_that_did_not_finish_has_no_totals_of_time) {
+TEST(report_json, unfinished_read_phase_has_null_totals) {
     report_json_input input = counterfeit_document();
     input.run.read.finished = 0;
     const json read = parsed(input)["read"];
@@ -136,7 +136,7 @@ TEST(report_json, a_read_phase_that_did_not_finish_has_no_totals_of_time) {
     EXPECT_TRUE(read["counts_agree"].is_null());
 }
 
-TEST(report_json, a_phase_that_was_not_part_of_the_run_is_null) {
+TEST(report_json, phase_outside_the_run_is_null) {
     const json document = parsed(report_json_input());
     EXPECT_TRUE(document["write"].is_null());
     EXPECT_TRUE(document["read"].is_null());
@@ -149,7 +149,7 @@ TEST(report_json, a_phase_that_was_not_part_of_the_run_is_null) {
     EXPECT_EQ(document["exit_status"], 74);
 }
 
-TEST(report_json, has_every_file_with_its_counts) {
+TEST(report_json, has_each_file_with_counts) {
     const json files = parsed(counterfeit_document())["files"];
     ASSERT_EQ(files.size(), 3U);
     EXPECT_EQ(
@@ -169,7 +169,7 @@ TEST(report_json, has_every_file_with_its_counts) {
     EXPECT_EQ(parsed(input)["files"][0]["cut_short"], true);
 }
 
-TEST(report_json, has_the_missing_files_by_number) {
+TEST(report_json, has_missing_files_by_number) {
     report_json_input input = counterfeit_document();
     input.run.missing = {{4, 8}};
     input.run.read.missing = 5;
@@ -179,7 +179,7 @@ TEST(report_json, has_the_missing_files_by_number) {
                      json::array({{{"first", 5}, {"last", 9}}, {{"first", 4}, {"last", 4}}})}}));
 }
 
-TEST(report_json, has_every_error_with_where_it_happened) {
+TEST(report_json, has_each_error_with_place) {
     report_json_input input = counterfeit_document();
     input.run.scope.removal_listing_error = 19;
     input.run.read.listing_error = 13;
@@ -202,7 +202,7 @@ TEST(report_json, has_every_error_with_where_it_happened) {
                                {"at_byte", 536870912}}));
 }
 
-TEST(report_json, the_reports_texts_are_those_of_the_block) {
+TEST(report_json, report_texts_equal_the_block) {
     const report_json_input input = counterfeit_document();
     const json report = parsed(input)["report"];
     EXPECT_EQ(report["volume_intact"], "NO");
@@ -219,7 +219,7 @@ TEST(report_json, the_reports_texts_are_those_of_the_block) {
     }
 }
 
-TEST(report_json, a_fatal_failure_keeps_its_own_status) {
+TEST(report_json, fatal_error_sets_exit_status) {
     report_json_input input = intact_document();
     input.fatal = report_json_fatal{"ERR: Can't remove file /media/x/1.fff", 30};
     json document = parsed(input);
@@ -233,7 +233,7 @@ TEST(report_json, a_fatal_failure_keeps_its_own_status) {
     EXPECT_TRUE(document["exit_status"].is_null());
 }
 
-TEST(report_json, an_intact_run_has_neither_reasons_nor_errors) {
+TEST(report_json, intact_run_has_no_reasons_or_errors) {
     const json document = parsed(intact_document());
     EXPECT_EQ(document["verdict"], "intact");
     EXPECT_EQ(document["exit_status"], 0);
@@ -242,7 +242,7 @@ TEST(report_json, an_intact_run_has_neither_reasons_nor_errors) {
     EXPECT_EQ(document["missing_files"]["count"], 0);
 }
 
-TEST(report_json, numbers_that_json_does_not_know_are_null) {
+TEST(report_json, non_finite_numbers_are_null) {
     report_json_input input = counterfeit_document();
     for (const double number : {NAN, INFINITY, -INFINITY}) {
         input.run.write.average_bytes_per_s = number;
@@ -255,7 +255,7 @@ TEST(report_json, numbers_that_json_does_not_know_are_null) {
     }
 }
 
-TEST(report_json, counts_of_64_bits_are_exact_and_bytes_beyond_them_null) {
+TEST(report_json, bytes_beyond_64_bits_are_null) {
     constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
     report_json_input input = counterfeit_document();
     input.run.read.bytes_read = largest;
@@ -267,7 +267,7 @@ TEST(report_json, counts_of_64_bits_are_exact_and_bytes_beyond_them_null) {
     EXPECT_TRUE(read["sector_bytes"]["changed"].is_null());
 }
 
-TEST(report_json, names_that_are_not_utf8_keep_their_bytes_beside_them) {
+TEST(report_json, invalid_utf8_gets_percent_escaped_field) {
     report_json_input input = counterfeit_document();
     input.volume.root = "/media/caf\xE9 1";
     input.facts->volume_path = input.volume.root;
@@ -283,7 +283,7 @@ TEST(report_json, names_that_are_not_utf8_keep_their_bytes_beside_them) {
               "ERR%3A%20Can%27t%20open%20file%20/media/caf%E9%201/1.fff");
 }
 
-TEST(report_json, no_bytes_in_any_text_make_it_throw) {
+TEST(report_json, invalid_bytes_never_throw) {
     const std::string bad = "\xFF\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80\"\\\n\x1B";
     report_json_input input = counterfeit_document();
     input.program = input.version = input.command = bad;
@@ -301,7 +301,7 @@ TEST(report_json, no_bytes_in_any_text_make_it_throw) {
     EXPECT_EQ(document["reasons"][0], utf8_replace_invalid(bad));
 }
 
-TEST(report_json, utf8_stays_as_it_is) {
+TEST(report_json, keeps_valid_utf8) {
     report_json_input input = counterfeit_document();
     input.volume.name =
         "K\xC3\xBC"
@@ -311,16 +311,15 @@ TEST(report_json, utf8_stays_as_it_is) {
               std::string::npos);
 }
 
-// A document may be sent to a terminal.
-TEST(report_json, what_a_terminal_obeys_is_escaped_and_means_the_same) {
+TEST(report_json, escapes_terminal_controls) {
     report_json_input input = counterfeit_document();
-    const std::string wild =
+    const std::string controls =
         "\x7F \xC2\x9B"
         "2J \xE2\x80\xAE \xE2\x80\xA8 \x1B[2J";
-    input.volume.name = wild;
+    input.volume.name = controls;
     const std::string text = report_json_text(input);
     for (const char *raw : {"\x7F", "\xC2\x9B", "\xE2\x80\xAE", "\xE2\x80\xA8", "\x1B"})
         EXPECT_EQ(text.find(raw), std::string::npos) << raw;
     EXPECT_NE(text.find(R"(\u007f \u009b2J \u202e \u2028 \u001b[2J)"), std::string::npos) << text;
-    EXPECT_EQ(json::parse(text)["volume"]["name"], wild);
+    EXPECT_EQ(json::parse(text)["volume"]["name"], controls);
 }

@@ -18,8 +18,8 @@ static range_list missing_of(const run_snapshot &run) {
     return list;
 }
 
-// What an engine records that wrote two files and found the second one, and one
-// that stops, behind a gap.
+// The records of a run that wrote 5.fff and 6.fff, missed the first when reading and stopped inside
+// the second.
 static void record_a_run() {
     record_write_start(3 * gib, 4);
     record_write_file(4);
@@ -39,7 +39,7 @@ static void record_a_run() {
     record_read_end(1, 2.0, 512.0);
 }
 
-TEST(run_snapshot, has_all_that_the_engine_recorded) {
+TEST(run_snapshot, copies_engine_records) {
     record_a_run();
     const run_snapshot run = run_snapshot_collect({true, true, true, 4, 13});
     EXPECT_TRUE(run.scope.expects_all_written);
@@ -59,7 +59,7 @@ TEST(run_snapshot, has_all_that_the_engine_recorded) {
     EXPECT_EQ(missing_of(run), (range_list{{4, 4}}));
 }
 
-TEST(run_snapshot, a_phase_that_was_not_part_of_the_run_is_empty) {
+TEST(run_snapshot, phase_outside_the_run_is_empty) {
     record_a_run();
     const run_snapshot only_write = run_snapshot_collect({true, false, false, 0, 0});
     EXPECT_EQ(only_write.write.files_created, 2);
@@ -73,14 +73,14 @@ TEST(run_snapshot, a_phase_that_was_not_part_of_the_run_is_empty) {
     EXPECT_EQ(only_read.files.size(), 1U);
 }
 
-TEST(run_snapshot, an_unfinished_read_phase_does_not_take_over_the_intact_flag) {
+TEST(run_snapshot, unfinished_read_phase_is_not_intact) {
     record_a_run();
     publish_volume_intact(1);
     record_read_start();
     EXPECT_FALSE(run_snapshot_collect({false, true, false, 0, 0}).volume_intact);
 }
 
-TEST(run_snapshot, written_files_behind_the_last_one_read_are_missing) {
+TEST(run_snapshot, written_files_behind_last_read_are_missing) {
     run_snapshot run = intact_run();
     EXPECT_EQ(missing_of(run), range_list{});
     run.write.current_index = 3;
@@ -94,7 +94,7 @@ TEST(run_snapshot, written_files_behind_the_last_one_read_are_missing) {
     EXPECT_EQ(run_snapshot_missing_count(run), 9U);
 }
 
-TEST(run_snapshot, all_written_files_are_missing_when_none_was_found) {
+TEST(run_snapshot, all_written_files_are_missing_when_none_was_read) {
     run_snapshot run = intact_run();
     run.read = {};
     run.read.finished = 1;
@@ -106,7 +106,7 @@ TEST(run_snapshot, all_written_files_are_missing_when_none_was_found) {
     EXPECT_EQ(missing_of(run), range_list{});
 }
 
-TEST(run_snapshot, nothing_behind_the_last_file_is_missed_where_it_cannot_be_known) {
+TEST(run_snapshot, end_is_not_missing_when_unknown) {
     run_snapshot run = intact_run();
     run.write.current_index = 9;
     run_snapshot unfinished = run;
@@ -120,7 +120,7 @@ TEST(run_snapshot, nothing_behind_the_last_file_is_missed_where_it_cannot_be_kno
     EXPECT_EQ(missing_of(reading), range_list{});
 }
 
-TEST(run_snapshot, the_largest_index_does_not_overflow) {
+TEST(run_snapshot, largest_index_does_not_overflow) {
     run_snapshot run = intact_run();
     constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
     run.read.current_index = largest;
@@ -130,7 +130,7 @@ TEST(run_snapshot, the_largest_index_does_not_overflow) {
     EXPECT_EQ(run_snapshot_missing_count(run), std::uint64_t{1} << 31);
 }
 
-TEST(run_snapshot, a_full_file_and_the_last_one_are_not_cut_short) {
+TEST(run_snapshot, only_short_files_before_the_last_are_cut_short) {
     run_snapshot run = intact_reading();
     for (const engine_file_result &file : run.files)
         EXPECT_FALSE(run_snapshot_is_cut_short(run, file));
@@ -141,17 +141,17 @@ TEST(run_snapshot, a_full_file_and_the_last_one_are_not_cut_short) {
     run.files[1].size = 0;
     EXPECT_TRUE(run_snapshot_is_cut_short(run, run.files[1]));
     run.files[1].read_all = 0;
-    EXPECT_FALSE(run_snapshot_is_cut_short(run, run.files[1])) << "it was stopped, not cut";
+    EXPECT_FALSE(run_snapshot_is_cut_short(run, run.files[1]));
 }
 
-TEST(run_snapshot, a_run_that_wrote_knows_that_the_last_file_found_was_not_the_last) {
+TEST(run_snapshot, written_run_knows_its_last_file) {
     run_snapshot run = intact_run();
     EXPECT_FALSE(run_snapshot_is_cut_short(run, run.files[2]));
     run.write.current_index = 3;
     EXPECT_TRUE(run_snapshot_is_cut_short(run, run.files[2]));
 }
 
-TEST(run_snapshot, every_class_of_sector_counts_as_tested) {
+TEST(run_snapshot, each_sector_class_counts_as_tested) {
     run_snapshot run;
     EXPECT_FALSE(run_snapshot_tested(run));
     EXPECT_FALSE(run_snapshot_lost_data(run));
@@ -168,7 +168,7 @@ TEST(run_snapshot, every_class_of_sector_counts_as_tested) {
     EXPECT_FALSE(run_snapshot_lost_data(run));
 }
 
-TEST(run_snapshot, counts_whose_sum_wraps_to_zero_are_still_lost_data) {
+TEST(run_snapshot, lost_data_does_not_wrap_to_zero) {
     run_snapshot run;
     run.read.corrupted = std::uint64_t{1} << 63;
     run.read.changed = std::uint64_t{1} << 63;

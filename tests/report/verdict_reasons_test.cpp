@@ -7,14 +7,14 @@
 
 using reasons = std::vector<std::string>;
 
-TEST(verdict_reasons, a_counterfeit_is_told_with_the_most_important_first) {
+TEST(verdict_reasons, names_most_important_first) {
     const reasons found = verdict_judge(counterfeit_run()).reasons;
     ASSERT_EQ(found.size(), 6U);
     EXPECT_EQ(found[0],
               "Data lost: 1.0 GB of the 2.5 GB that were read did not come back as written, first "
               "in 2.fff.");
     EXPECT_EQ(found[1],
-              "Corrupted: 1048576 sectors (512.0 MB), no longer what was written anywhere.");
+              "Corrupted: 1048576 sectors (512.0 MB), no longer recognizable as test data.");
     EXPECT_EQ(found[2],
               "Overwritten: 1048576 sectors (512.0 MB), holding what was written to another "
               "place, as on a volume that claims more than it has.");
@@ -23,18 +23,18 @@ TEST(verdict_reasons, a_counterfeit_is_told_with_the_most_important_first) {
     EXPECT_EQ(found[5], "Of 3489660928 bytes written, 2684354560 were read back (768.0 MB less).");
 }
 
-TEST(verdict_reasons, a_single_sector_is_named_in_the_singular) {
+TEST(verdict_reasons, uses_singular_for_one_sector) {
     run_snapshot run = intact_reading();
     run.read.changed = 1;
     run.files[2].changed = 1;
     EXPECT_EQ(verdict_judge(run).reasons,
               (reasons{"Data lost: 512.0 Byte of the 2.5 GB that were read did not come back as "
                        "written, first in 3.fff.",
-                       "Changed: 1 sector (512.0 Byte), in one or two places not what was "
-                       "written."}));
+                       "Changed: 1 sector (512.0 Byte), differing in one or two words from what "
+                       "was written."}));
 }
 
-TEST(verdict_reasons, say_what_was_missing_when_nothing_was_tested) {
+TEST(verdict_reasons, explains_nothing_tested) {
     EXPECT_EQ(verdict_judge(run_snapshot()).reasons,
               reasons{"Nothing was tested: no test file was read back."});
     run_snapshot run;
@@ -46,11 +46,11 @@ TEST(verdict_reasons, say_what_was_missing_when_nothing_was_tested) {
     run.read.files = run.read.files_cut = 1;
     run.files = {{0, 0, 0, 0, 0, 0, 0}};
     EXPECT_EQ(verdict_judge(run).reasons,
-              (reasons{"Nothing was tested: not one sector could be read back.",
+              (reasons{"Nothing was tested: no sector could be read back.",
                        "1.fff could be read only up to byte 0: input/output error."}));
 }
 
-TEST(verdict_reasons, a_run_that_ended_early_says_how_far_it_came) {
+TEST(verdict_reasons, early_end_gives_bytes_done) {
     run_snapshot run;
     run.scope.has_write = true;
     run.write.write_error = 5;
@@ -59,14 +59,14 @@ TEST(verdict_reasons, a_run_that_ended_early_says_how_far_it_came) {
     EXPECT_EQ(verdict_judge(run).reasons,
               (reasons{"Nothing was tested: no test file was read back.",
                        "Writing failed in 2.fff: Input/output error.",
-                       "Filling the volume did not get to its end; 1.5 GB were written."}));
+                       "Filling the volume did not finish; 1.5 GB were written."}));
     run_snapshot reading = intact_reading();
     reading.read.finished = 0;
     EXPECT_EQ(verdict_judge(reading).reasons,
-              reasons{"Reading back did not get to its end; 2.5 GB were read."});
+              reasons{"Reading back did not finish; 2.5 GB were read."});
 }
 
-TEST(verdict_reasons, gaps_are_named_by_their_ends) {
+TEST(verdict_reasons, names_first_and_last_missing_file) {
     run_snapshot run = intact_reading();
     run.missing = {{0, 0}, {3, 6}};
     run.read.missing = 5;
@@ -74,7 +74,7 @@ TEST(verdict_reasons, gaps_are_named_by_their_ends) {
               (reasons{"Missing: 1.fff.", "Missing: 4.fff to 7.fff (4 test files)."}));
 }
 
-TEST(verdict_reasons, long_lists_are_cut_and_say_so) {
+TEST(verdict_reasons, long_lists_end_with_a_count) {
     run_snapshot run = intact_reading();
     run.files.clear();
     run.missing.clear();
@@ -91,16 +91,16 @@ TEST(verdict_reasons, long_lists_are_cut_and_say_so) {
     EXPECT_EQ(found[41], "More files that are missing: 1.");
 }
 
-TEST(verdict_reasons, short_files_are_named_with_their_length) {
+TEST(verdict_reasons, names_short_files_with_size) {
     run_snapshot run = intact_reading();
     run.files[1].size = 1000;
     run.files[2].size = 1025;
     EXPECT_EQ(verdict_judge(run).reasons,
-              (reasons{"2.fff ends at byte 1000 instead of 1073741824: its end is gone.",
+              (reasons{"2.fff ends at byte 1000 instead of 1073741824: the rest is missing.",
                        "3.fff ends inside a sector: its last 1 byte could not be judged."}));
 }
 
-TEST(verdict_reasons, a_full_table_of_short_files_is_cut) {
+TEST(verdict_reasons, long_list_of_short_files_ends_with_a_count) {
     run_snapshot run = intact_reading();
     run.files.assign(25, {0, 1, 512, 1, 0, 0, 0});
     const reasons found = verdict_judge(run).reasons;
@@ -108,7 +108,7 @@ TEST(verdict_reasons, a_full_table_of_short_files_is_cut) {
     EXPECT_EQ(found.back(), "More files that end too early: 5.");
 }
 
-TEST(verdict_reasons, bytes_that_differ_are_told_exactly) {
+TEST(verdict_reasons, gives_exact_byte_difference) {
     run_snapshot run = intact_run();
     run.write.bytes_written += 1024;
     EXPECT_EQ(verdict_judge(run).reasons,
@@ -118,28 +118,28 @@ TEST(verdict_reasons, bytes_that_differ_are_told_exactly) {
               reasons{"Of 2684353536 bytes written, 2684354560 were read back (1.0 KB more)."});
 }
 
-TEST(verdict_reasons, counts_and_flag_are_told) {
+TEST(verdict_reasons, reports_wrong_counts_and_flag) {
     run_snapshot run = intact_reading();
     run.volume_intact = false;
     EXPECT_EQ(verdict_judge(run).reasons,
-              reasons{"The engine does not call the data intact and does not say why."});
+              reasons{"The engine reports the data as not intact and gives no reason."});
     run.read.counts_agree = 0;
     EXPECT_EQ(verdict_judge(run).reasons,
               reasons{"The sectors that were counted do not add up to the bytes read."});
 }
 
-TEST(verdict_reasons, listing_errors_carry_the_systems_text) {
+TEST(verdict_reasons, listing_error_has_system_text) {
     run_snapshot run = intact_reading();
     run.read.listing_error = 5;
     run.scope.removal_listing_error = 19;
     EXPECT_EQ(verdict_judge(run).reasons,
-              (reasons{"The folder could not be read to its end (Input/output error): there may "
+              (reasons{"The folder could not be listed completely (Input/output error): there may "
                        "be test files that were not read.",
-                       "The folder could not be read to its end (No such device) when old test "
+                       "The folder could not be listed completely (No such device) when old test "
                        "files were removed: some may still take up space."}));
 }
 
-TEST(verdict_reasons, space_left_is_told_with_its_share) {
+TEST(verdict_reasons, gives_space_left_with_percentage) {
     run_snapshot run = intact_run();
     run.write.free_at_start = 100 * gib;
     run.write.free_at_end = 5 * gib;
@@ -158,10 +158,10 @@ TEST(verdict_reasons, space_left_is_told_with_its_share) {
                       "below 1 %."});
     run.write.free_at_end_known = 0;
     EXPECT_EQ(verdict_judge(run).reasons,
-              reasons{"How much space was left untested is not known: the file system did not say "
-                      "how much was free at the end."});
+              reasons{"How much space was left untested is unknown: the file system did not report "
+                      "its free space at the end."});
     run.write.end = ENGINE_WRITE_NO_FREE_SPACE;
     EXPECT_EQ(verdict_judge(run).reasons,
               reasons{"Nothing was written: the volume had no free space, or its file system did "
-                      "not say how much."});
+                      "not report it."});
 }

@@ -16,7 +16,7 @@ struct verdict_case {
     run_verdict verdict;
 };
 
-static void forget_all_that_was_read(run_snapshot &run) {
+static void clear_read(run_snapshot &run) {
     run.read = {};
     run.read.finished = 1;
     run.read.counts_agree = 1;
@@ -34,8 +34,8 @@ static std::vector<verdict_case> cases() {
         {"filled and read", filled, [](run_snapshot &) {}, intact},
         {"only read", reading, [](run_snapshot &) {}, intact},
         {"counterfeit", counterfeit_run(), [](run_snapshot &) {}, lost},
-        {"full at a file", filled, [](auto &run) { run.write.end = ENGINE_WRITE_FULL_AT_FILE; },
-         intact},
+        {"full when creating a file", filled,
+         [](auto &run) { run.write.end = ENGINE_WRITE_FULL_AT_FILE; }, intact},
         {"an empty last file", filled,
          [](auto &run) {
              run.files.push_back({3, 1, 0, 0, 0, 0, 0});
@@ -60,7 +60,7 @@ static std::vector<verdict_case> cases() {
          run_verdict::unproven},
         {"perhaps read from memory, only read", reading,
          [](auto &run) { run.scope.may_rest_on_memory = true; }, run_verdict::unproven},
-        {"perhaps read from memory, bad all the same", counterfeit_run(),
+        {"perhaps read from memory, and bad", counterfeit_run(),
          [](auto &run) { run.scope.may_rest_on_memory = true; }, lost},
         {"perhaps read from memory, a file missing", filled,
          [](auto &run) {
@@ -69,8 +69,7 @@ static std::vector<verdict_case> cases() {
              run.read.missing = 1;
          },
          incomplete},
-        {"the volume went away", filled, [](auto &run) { run.scope.volume_gone = true; },
-         incomplete},
+        {"volume gone", filled, [](auto &run) { run.scope.volume_gone = true; }, incomplete},
         // one bad sector of each class
         {"a corrupted sector", filled, [](auto &run) { run.read.corrupted = 1; }, lost},
         {"a changed sector", filled, [](auto &run) { run.read.changed = 1; }, lost},
@@ -87,13 +86,13 @@ static std::vector<verdict_case> cases() {
              run.read.finished = 0;
          },
          lost},
-        {"a bad sector that the engine's flag denies", filled,
+        {"a bad sector and an intact flag", filled,
          [](auto &run) {
              run.read.changed = 1;
              run.volume_intact = true;
          },
          lost},
-        {"a bad sector and everything else at once", filled,
+        {"a bad sector and all other faults", filled,
          [](auto &run) {
              run.read.changed = 1;
              run.read.files_cut = 1;
@@ -103,7 +102,7 @@ static std::vector<verdict_case> cases() {
              run.write.free_at_end = gib;
          },
          lost},
-        // not all could be read
+        // not everything read
         {"a stopped file", reading,
          [](auto &run) {
              run.files[1].read_all = 0;
@@ -112,14 +111,15 @@ static std::vector<verdict_case> cases() {
          incomplete},
         {"a stopped file beyond the records", reading, [](auto &run) { run.read.files_cut = 1; },
          incomplete},
-        {"a gap", reading,
+        {"a missing file", reading,
          [](auto &run) {
              run.missing = {{1, 1}};
              run.read.missing = 1;
          },
          incomplete},
-        {"a gap beyond the records", reading, [](auto &run) { run.read.missing = 1; }, incomplete},
-        {"the last written file gone", filled, [](auto &run) { run.write.current_index = 3; },
+        {"a missing file beyond the records", reading, [](auto &run) { run.read.missing = 1; },
+         incomplete},
+        {"the last written file missing", filled, [](auto &run) { run.write.current_index = 3; },
          incomplete},
         {"fewer bytes read than written", filled, [](auto &run) { run.write.bytes_written += 1; },
          incomplete},
@@ -140,10 +140,9 @@ static std::vector<verdict_case> cases() {
              run.volume_intact = false;
          },
          incomplete},
-        {"an engine that says no without a reason", reading,
+        {"a cleared intact flag without a reason", reading,
          [](auto &run) { run.volume_intact = false; }, incomplete},
-        {"a short file in front", reading, [](auto &run) { run.files[0].size = gib / 2; },
-         incomplete},
+        {"a short first file", reading, [](auto &run) { run.files[0].size = gib / 2; }, incomplete},
         {"the only file, short", reading,
          [](auto &run) {
              run.files = {{0, 1, 512, 1, 0, 0, 0}};
@@ -162,7 +161,7 @@ static std::vector<verdict_case> cases() {
         {"a failed write", filled, [](auto &run) { run.write.write_error = 5; }, incomplete},
         {"the free space at the end unknown", filled,
          [](auto &run) { run.write.free_at_end_known = 0; }, incomplete},
-        {"no free space, and yet something read", filled,
+        {"no free space, but a file read", filled,
          [](auto &run) {
              run.write.end = ENGINE_WRITE_NO_FREE_SPACE;
              run.write.free_at_end_known = 0;
@@ -170,40 +169,40 @@ static std::vector<verdict_case> cases() {
          incomplete},
         // nothing tested
         {"an empty run", run_snapshot(), [](auto &) {}, nothing},
-        {"no files to read", reading, forget_all_that_was_read, nothing},
+        {"no files to read", reading, clear_read, nothing},
         {"only written", filled,
          [](auto &run) {
-             forget_all_that_was_read(run);
+             clear_read(run);
              run.scope.has_read = false;
          },
          nothing},
         {"no free space", filled,
          [](auto &run) {
-             forget_all_that_was_read(run);
+             clear_read(run);
              run.write = {};
              run.write.end = ENGINE_WRITE_NO_FREE_SPACE;
          },
          nothing},
         {"the first sector unreadable", reading,
          [](auto &run) {
-             forget_all_that_was_read(run);
+             clear_read(run);
              run.files = {{0, 0, 0, 0, 0, 0, 0}};
              run.read.files = run.read.files_cut = 1;
          },
          nothing},
         {"less than a sector", reading,
          [](auto &run) {
-             forget_all_that_was_read(run);
+             clear_read(run);
              run.files = {{0, 1, 511, 0, 0, 0, 0}};
              run.read.files = 1;
              run.read.bytes_read = 511;
          },
          nothing},
-        {"all written files gone", filled, forget_all_that_was_read, nothing},
+        {"all written files missing", filled, clear_read, nothing},
     };
 }
 
-TEST(verdict, every_case_has_its_verdict) {
+TEST(verdict, matches_table_of_cases) {
     for (verdict_case &each : cases()) {
         each.make(each.run);
         EXPECT_STREQ(verdict_word(verdict_judge(each.run).verdict), verdict_word(each.verdict))
@@ -211,7 +210,7 @@ TEST(verdict, every_case_has_its_verdict) {
     }
 }
 
-TEST(verdict, comes_with_reasons_exactly_when_it_is_not_intact) {
+TEST(verdict, has_reasons_unless_intact) {
     for (verdict_case &each : cases()) {
         each.make(each.run);
         const verdict_result result = verdict_judge(each.run);
@@ -223,7 +222,7 @@ TEST(verdict, comes_with_reasons_exactly_when_it_is_not_intact) {
     }
 }
 
-TEST(verdict, any_two_faults_together_are_never_better_than_the_worse_one) {
+TEST(verdict, two_faults_are_never_better_than_one) {
     const auto rank = [](run_verdict verdict) {
         return verdict == run_verdict::intact ? 0 : verdict == run_verdict::data_lost ? 2 : 1;
     };
@@ -239,7 +238,7 @@ TEST(verdict, any_two_faults_together_are_never_better_than_the_worse_one) {
         [](auto &run) { run.write.free_at_end_known = 0; },
         [](auto &run) { run.write.end = ENGINE_WRITE_NOT_ENDED; },
         [](auto &run) { run.write.bytes_written += 512; },
-        forget_all_that_was_read,
+        clear_read,
     };
     const auto judged = [&](const std::vector<std::size_t> &which) {
         run_snapshot run = intact_run();
@@ -247,7 +246,7 @@ TEST(verdict, any_two_faults_together_are_never_better_than_the_worse_one) {
             faults[i](run);
         return rank(verdict_judge(run).verdict);
     };
-    // The last fault wipes out others before it, so it only stands first.
+    // The last fault erases the ones before it, so it is only tried as the first of a pair.
     for (std::size_t a = 0; a < faults.size(); ++a) {
         for (std::size_t b = 0; b + 1 < faults.size(); ++b)
             EXPECT_GE(judged({a, b}), std::max(judged({b}), 1)) << a << " " << b;
@@ -261,7 +260,7 @@ struct space_case {
     std::size_t notes;
 };
 
-TEST(verdict, one_percent_of_the_free_space_is_the_limit) {
+TEST(verdict, one_percent_of_free_space_is_the_limit) {
     constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
     constexpr auto intact = run_verdict::intact;
     constexpr auto incomplete = run_verdict::incomplete;
@@ -296,7 +295,7 @@ TEST(verdict, one_percent_of_the_free_space_is_the_limit) {
     }
 }
 
-TEST(verdict, a_volume_of_16_eb_is_judged_without_overflow) {
+TEST(verdict, largest_volume_does_not_overflow) {
     constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
     run_snapshot run = intact_run();
     run.read.ok = largest / 512;
@@ -306,7 +305,7 @@ TEST(verdict, a_volume_of_16_eb_is_judged_without_overflow) {
     EXPECT_EQ(verdict_judge(run).verdict, run_verdict::data_lost);
 }
 
-TEST(verdict, exit_statuses_are_those_of_the_command_line) {
+TEST(verdict, has_fixed_exit_status) {
     EXPECT_EQ(verdict_exit_status(run_verdict::intact), 0);
     EXPECT_EQ(verdict_exit_status(run_verdict::data_lost), 65);
     EXPECT_EQ(verdict_exit_status(run_verdict::incomplete), 74);
@@ -314,7 +313,7 @@ TEST(verdict, exit_statuses_are_those_of_the_command_line) {
     EXPECT_EQ(verdict_exit_status(run_verdict::unproven), 75);
 }
 
-TEST(verdict, words_for_programs_are_fixed) {
+TEST(verdict, has_fixed_words) {
     EXPECT_STREQ(verdict_word(run_verdict::intact), "intact");
     EXPECT_STREQ(verdict_word(run_verdict::data_lost), "data_lost");
     EXPECT_STREQ(verdict_word(run_verdict::incomplete), "incomplete");
@@ -333,19 +332,19 @@ TEST(verdict, sentences_differ) {
     }
 }
 
-TEST(verdict, a_run_that_only_read_says_for_what_it_speaks) {
+TEST(verdict, notes_that_read_run_ignores_free_space) {
     EXPECT_EQ(verdict_judge(intact_reading()).notes,
-              std::vector<std::string>{"This run did not fill the volume: it speaks for what its "
-                                       "test files hold, not for the space that is free."});
+              std::vector<std::string>{"This run did not fill the volume: it covers the test "
+                                       "files, not the free space."});
     EXPECT_TRUE(verdict_judge(intact_run()).notes.empty());
 }
 
-TEST(verdict, files_that_were_left_out_on_request_are_a_note) {
+TEST(verdict, notes_skipped_files) {
     run_snapshot run = intact_run();
     run.scope.start_index = 4;
     EXPECT_EQ(verdict_judge(run).notes,
               std::vector<std::string>{
-                  "Test files before 5.fff were not part of this run, as asked for."});
+                  "Test files before 5.fff were not part of this run, as requested."});
 }
 
 static run_snapshot filled_run() {
@@ -356,7 +355,7 @@ static run_snapshot filled_run() {
     return run;
 }
 
-TEST(verdict, fill_a_volume_that_is_full_is_filled) {
+TEST(verdict, fill_passes_on_full_volume) {
     const fill_verdict verdict = fill_verdict_judge(filled_run());
     EXPECT_TRUE(verdict.filled);
     EXPECT_TRUE(verdict.reasons.empty());
@@ -364,7 +363,7 @@ TEST(verdict, fill_a_volume_that_is_full_is_filled) {
     EXPECT_EQ(fill_verdict_exit_status(verdict), 0);
 }
 
-TEST(verdict, fill_what_speaks_against_a_whole_run_speaks_against_filling) {
+TEST(verdict, fill_fails_for_reasons_of_a_whole_run) {
     run_snapshot not_ended = filled_run();
     not_ended.write.end = ENGINE_WRITE_NOT_ENDED;
     run_snapshot space_left = filled_run();
@@ -384,7 +383,7 @@ TEST(verdict, fill_what_speaks_against_a_whole_run_speaks_against_filling) {
     }
 }
 
-TEST(verdict, fill_space_below_one_percent_is_a_note) {
+TEST(verdict, fill_notes_space_below_one_percent) {
     run_snapshot run = filled_run();
     run.write.free_at_end = 4096;
     const fill_verdict verdict = fill_verdict_judge(run);
