@@ -297,21 +297,6 @@ void command_run::print_verdict(const std::string &sentence,
     }
 }
 
-static report_json_volume json_volume(const volume_info &volume) {
-    report_json_volume json;
-    json.root = volume.root;
-    json.name = volume.name;
-    json.file_system = volume.file_system;
-    json.identifier = volume.identifier;
-    json.capacity_bytes = volume.capacity_bytes;
-    json.free_bytes = volume.free_bytes;
-    json.read_only = volume.read_only;
-    json.removable = volume.removable;
-    json.ejectable = volume.ejectable;
-    json.internal = volume.internal;
-    return json;
-}
-
 // False, with the reason said, when a report that is wanted could not be written.
 bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     if (!m_json.is_wanted())
@@ -321,7 +306,7 @@ bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     input.version = cli_version_text();
     input.command = cli_command_name(m_arguments.command);
     input.ended_at = std::time(nullptr);
-    input.volume = json_volume(m_target.volume);
+    input.volume = m_target.volume;
     input.run = snapshot();
     input.verdict = verdict_judge(input.run);
     input.facts = m_facts;

@@ -62,7 +62,7 @@ static json error_object(int error) {
     return {{"number", error}, {"text", utf8_replace_invalid(error_text(error))}};
 }
 
-static json volume_object(const report_json_volume &volume) {
+static json volume_object(const volume_info &volume) {
     json object = json::object();
     set_raw_text(object, "root", volume.root);
     set_raw_text(object, "name", volume.name);

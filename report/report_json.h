@@ -11,20 +11,7 @@
 #include "report/report_facts.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
-
-// What is known of the volume; an empty text or optional is null in the document.
-struct report_json_volume {
-    std::string root;
-    std::string name;
-    std::string file_system;
-    std::string identifier;
-    std::optional<std::uint64_t> capacity_bytes;
-    std::optional<std::uint64_t> free_bytes;  // before the run
-    std::optional<bool> read_only;
-    std::optional<bool> removable;
-    std::optional<bool> ejectable;
-    std::optional<bool> internal;
-};
+#include "volume/volume_info.h"
 
 // A failure that ended the engine's process.
 struct report_json_fatal {
@@ -37,7 +24,7 @@ struct report_json_input {
     std::string version;
     std::string command;
     std::optional<std::time_t> ended_at;
-    report_json_volume volume;
+    volume_info volume;  // an empty text or optional is null in the document
     run_snapshot run;
     verdict_result verdict;             // of this run, from verdict_judge
     std::optional<report_facts> facts;  // nullopt when the run ended before its report

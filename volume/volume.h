@@ -11,39 +11,10 @@
 // shows them must see to it that no terminal obeys them.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
-struct volume_info {
-    std::string root;         // absolute path of the mount point, its real bytes
-    std::string name;         // label, else the last component of root ("/" for "/")
-    std::string identifier;   // the file system's UUID or serial, else "major:minor"
-    std::string file_system;  // as the system calls it: "exfat", "ext4", "fuseblk", ...
-    std::string source;       // what is mounted, as the mount table names it: "/dev/sdb1", ...
-    dev_t device = 0;         // the file system's device number in the mount table
-
-    // What tells this mount from a later one at the same place. 0 where the system does not tell.
-    int mount_id = 0;                                  // may be given to a later mount
-    std::uint64_t unique_mount_id = 0;                 // is not, as long as the system runs
-    std::pair<std::int64_t, std::int64_t> root_birth;  // of the root folder: seconds, nanoseconds
-
-    // Total bytes, and free bytes with those that are kept back for root. Both are unknown when the
-    // file system did not answer; capacity_error then holds the reason, and is empty otherwise.
-    std::optional<std::uint64_t> capacity_bytes;
-    std::optional<std::uint64_t> free_bytes;
-    std::string capacity_error;
-
-    // nullopt where the system cannot tell.
-    std::optional<bool> read_only;  // this mount, its file system or its device takes no writes
-    std::optional<bool> removable;  // the medium can be taken out: a card, a stick
-    std::optional<bool> ejectable;  // the medium or its whole device can be unplugged
-    std::optional<bool> internal;   // the device, or the slot of the medium, is built in
-};
+#include "volume/volume_info.h"
 
 // Describes the volume that `path` lies on; path may be any file or folder deep inside, or a
 // symbolic link to one. True and `info`, or false and `error`: the path does not exist, its volume

@@ -32,9 +32,9 @@ static auto perhaps(fuzz_input &input, made make) {
     return value;
 }
 
-static report_json_volume made_volume(fuzz_input &input) {
+static volume_info made_volume(fuzz_input &input) {
     const auto made_flag = [](fuzz_input &from) { return from.flag(); };
-    report_json_volume volume;
+    volume_info volume;
     volume.root = made_text(input);
     volume.name = made_text(input);
     volume.file_system = made_text(input);

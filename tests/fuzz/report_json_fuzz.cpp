@@ -69,7 +69,7 @@ static void expect_perhaps(const json_value &value, const std::optional<value_ty
         expect_null(value);
 }
 
-static void check_volume(const json_value &object, const report_json_volume &volume) {
+static void check_volume(const json_value &object, const volume_info &volume) {
     expect_raw_text(object, "root", volume.root);
     expect_raw_text(object, "name", volume.name);
     expect_raw_text(object, "identifier", volume.identifier);
