@@ -1,5 +1,5 @@
-// The command line: a word per line. It is refused with one line that a terminal can be shown, or
-// every value is in range and was asked for.
+// The command line. A case has one word per line. The program either refuses it with one printable
+// line, or accepts it with values that are in range and were given in its words.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -16,7 +16,7 @@ using words = std::vector<std::string>;
 
 namespace {
 
-// While it lives, a stream's file is one in memory.
+// Redirects a stream to a file in memory for its lifetime.
 class captured_stream {
  public:
     captured_stream(FILE *stream, int fd) : m_stream(stream), m_fd(fd) {
@@ -74,12 +74,12 @@ static outcome outcome_of(const words &typed) {
     return result;
 }
 
-static bool is_typed(const words &typed, const std::string &wanted) {
+static bool is_given(const words &typed, const std::string &wanted) {
     return std::find(typed.begin(), typed.end(), wanted) != typed.end();
 }
 
-// "--name=value", or "--name" and "value" behind it.
-static bool is_typed(const words &typed, const std::string &name, const std::string &value) {
+// As "--name=value", or as "--name" followed by "value".
+static bool is_given(const words &typed, const std::string &name, const std::string &value) {
     const std::string in_one = std::string(name).append("=").append(value);
     for (size_t i = 0; i < typed.size(); ++i) {
         if (typed[i] == in_one || (i > 0 && typed[i - 1] == name && typed[i] == value))
@@ -88,8 +88,8 @@ static bool is_typed(const words &typed, const std::string &name, const std::str
     return false;
 }
 
-static bool is_flag_typed(const words &typed, const std::string &name) {
-    return is_typed(typed, name) || is_typed(typed, name + "=") || is_typed(typed, name + "=true");
+static bool is_flag_given(const words &typed, const std::string &name) {
+    return is_given(typed, name) || is_given(typed, name + "=") || is_given(typed, name + "=true");
 }
 
 static void check_accepted(const outcome &result, const words &typed) {
@@ -97,19 +97,19 @@ static void check_accepted(const outcome &result, const words &typed) {
     FUZZ_REQUIRE(result.out.empty() && result.err.empty());
     FUZZ_REQUIRE(!typed.empty() && typed[0] == cli_command_name(got.command));
     if (got.command != cli_command::info || !got.volume.empty())
-        FUZZ_REQUIRE(is_typed(typed, got.volume) && !got.volume.empty());
+        FUZZ_REQUIRE(is_given(typed, got.volume) && !got.volume.empty());
     FUZZ_REQUIRE(got.start_index >= 0 && got.start_index < 2'000'000'000);
     FUZZ_REQUIRE(got.start_index == 0 ||
-                 is_typed(typed, "--start-at", std::to_string(got.start_index + 1)));
+                 is_given(typed, "--start-at", std::to_string(got.start_index + 1)));
     const int32_t block = got.block_size;
     FUZZ_REQUIRE(block >= 1024 && block <= 16 * 1024 * 1024 && (block & (block - 1)) == 0);
-    FUZZ_REQUIRE(block == 1024 || is_typed(typed, "--block-size", std::to_string(block)) ||
-                 is_typed(typed, "--block-size", std::to_string(block >> 10) + "K") ||
-                 is_typed(typed, "--block-size", std::to_string(block >> 20) + "M"));
-    FUZZ_REQUIRE(!got.keep_files || is_flag_typed(typed, "--keep-files"));
-    FUZZ_REQUIRE(!got.force || is_flag_typed(typed, "--force"));
+    FUZZ_REQUIRE(block == 1024 || is_given(typed, "--block-size", std::to_string(block)) ||
+                 is_given(typed, "--block-size", std::to_string(block >> 10) + "K") ||
+                 is_given(typed, "--block-size", std::to_string(block >> 20) + "M"));
+    FUZZ_REQUIRE(!got.keep_files || is_flag_given(typed, "--keep-files"));
+    FUZZ_REQUIRE(!got.force || is_flag_given(typed, "--force"));
     if (got.json)
-        FUZZ_REQUIRE(!got.json->empty() && is_typed(typed, "--json", *got.json));
+        FUZZ_REQUIRE(!got.json->empty() && is_given(typed, "--json", *got.json));
 }
 
 static void check_refused(const outcome &result, const words &typed) {
@@ -134,7 +134,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input input(data, size);
     words typed;
     while (!input.empty() && typed.size() < words_max)
-        typed.emplace_back(input.text_until('\n').c_str());  // up to a NUL, as all arguments
+        typed.emplace_back(input.text_until('\n').c_str());  // arguments end at a NUL
     const outcome result = outcome_of(typed);
     if (result.accepted)
         check_accepted(result, typed);

@@ -1,5 +1,5 @@
-// The classification of a sector, in every form that this processor can run. A case is an expected
-// and an own offset and what is changed about the sector, or a sector of any bytes.
+// The classification of a sector, with every implementation that this processor can run. A case is
+// a sector of any bytes, or the expected offset, the sector's own offset and changes to its words.
 #include <cstring>
 #include <vector>
 
@@ -8,8 +8,8 @@
 #include "model/sector_lanes.h"
 #include "sector_model.h"
 
-// The definition: words that differ from those of the sector's own offset word, counted up to the
-// first one beyond the tolerance.
+// The definition: counts the words that differ from the pattern of the sector's own offset, up to
+// the first one beyond the tolerance.
 static sector_class slow_class(const sector_words &sector, uint64_t expected_offset) {
     rng_state state;
     rng_seed(sector[0], &state);
@@ -30,14 +30,14 @@ static sector_class slow_class(const sector_words &sector, uint64_t expected_off
 static void change(sector_words &sector, fuzz_input &input) {
     while (!input.empty()) {
         const size_t word = input.byte() % sector.size();
-        const int bytes = input.byte() % 8 + 1;  // small changes as often as large ones
+        const int bytes = input.byte() % 8 + 1;
         sector[word] ^= input.number(bytes) << (8 * (input.byte() % 8));
     }
 }
 
 static void check(const sector_words &sector, uint64_t expected_offset, size_t misplaced) {
-    std::vector<char> buffer(SECTOR_SIZE +
-                             misplaced);  // right behind it lies what must not be read
+    // No byte behind the sector: reading beyond its end is an error of the address sanitizer.
+    std::vector<char> buffer(SECTOR_SIZE + misplaced);
     std::memcpy(buffer.data() + misplaced, sector.data(), SECTOR_SIZE);
     const char *const bytes = buffer.data() + misplaced;
     FUZZ_REQUIRE(f3read_classify_sector(bytes, expected_offset) ==
@@ -49,7 +49,7 @@ static void check(const sector_words &sector, uint64_t expected_offset, size_t m
         FUZZ_REQUIRE((sector_lanes_usable(i)->intact(bytes, 1, sector[0]) != 0) == intact);
 }
 
-// The same sector among sound ones: they are looked at in groups, and it ends their run.
+// The same sector in a row of intact ones, which the engine checks in groups.
 static void check_in_row(const sector_words &sector, uint64_t expected_offset, size_t place) {
     constexpr size_t length = 18;
     const bool intact = slow_class(sector, expected_offset) == SECTOR_OK;

@@ -1,6 +1,7 @@
-// The message log: any order of appending and draining, against a text that is cut behind 8192
-// bytes. A case is a list of steps: "t" and a text up to the line's end; "a", two bytes of a length
-// and one to fill it with; "d" and "v", the two ways to drain; "r", the drained text once more.
+// The message log: appends and drains in any order, compared with a text cut after 8192 bytes.
+// A case is a list of steps: "t" appends the text up to the end of the line; "a" appends a byte
+// repeatedly (two bytes of length, then the byte); "d" and "v" drain in the two ways; "r" drains
+// and appends the drained text again.
 #include <cstring>
 #include <string>
 
@@ -29,7 +30,7 @@ static void check_view(const log_model &model) {
     FUZZ_REQUIRE(std::string(view.text, view.length) == model.drained);
 }
 
-// Returns the drained text, all 8192 bytes of it.
+// Returns the drained text with all its 8192 bytes.
 static const char *check_take(const log_model &model) {
     const char *const text = engine_log_take();
     std::string whole = model.drained;
@@ -40,12 +41,12 @@ static const char *check_take(const log_model &model) {
 
 static void append(log_model &model, const std::string &text) {
     engine_log_append(text.c_str());
-    model.append(text.c_str());  // up to a NUL
+    model.append(text.c_str());  // ends at a NUL
 }
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input input(data, size);
-    engine_log_take();  // whatever the case before left
+    engine_log_take();  // empties the log
     log_model model;
     while (!input.empty()) {
         switch (input.byte()) {
@@ -64,7 +65,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             case 'r': {
                 model.drain();
                 const char *const text = check_take(model);
-                if (model.drained.size() < log_size) {  // else it has no end to append up to
+                if (model.drained.size() < log_size) {  // a full text has no NUL
                     engine_log_append(text);
                     model.append(model.drained);
                 }

@@ -1,4 +1,4 @@
-// Numbers of test files: digits of any length as a number, and an index as a path and back.
+// Numbers of test files: digits of any length to a number, and an index to a path and back.
 #include <algorithm>
 #include <string>
 

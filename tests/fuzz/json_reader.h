@@ -1,6 +1,6 @@
-// A strict reader of JSON documents (RFC 8259) that shares nothing with the library that writes
-// them: anything but exactly one well-formed value in valid UTF-8 ends the process, and so does a
-// key that an object has twice. Numbers are kept as they are written, so that none is rounded.
+// A strict reader of JSON documents (RFC 8259), independent of the library that writes them.
+// Anything but exactly one well-formed value in valid UTF-8 ends the process, and so does a
+// duplicate key in an object. Numbers are kept as text, so that none is rounded.
 #ifndef TROVIK_TESTS_FUZZ_JSON_READER_H
 #define TROVIK_TESTS_FUZZ_JSON_READER_H
 
@@ -11,7 +11,7 @@
 struct json_value {
     enum class kind { null, boolean, number, text, list, object };
     kind is = kind::null;
-    std::string text;  // of a text, decoded; of a number or a boolean, as written
+    std::string text;  // a text is decoded; a number or boolean is kept as written
     std::vector<json_value> items;
     std::map<std::string, json_value> members;
 

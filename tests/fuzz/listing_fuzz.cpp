@@ -1,5 +1,5 @@
-// The listing of a real folder. A case is text: the first index in decimal, then an entry per line,
-// what it is (f file, d folder, l link, p FIFO) before its name.
+// The listing of a real folder. A case is text: the first index in decimal, then one entry per
+// line, its type (f file, d folder, l symlink, p FIFO) followed by its name.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,8 +39,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (int i = 0; i < entries_max && !input.empty(); ++i) {
         const char kind = static_cast<char>(input.byte());
         const std::string line = input.text_until('\n');
-        const std::string name(line.c_str());  // up to a NUL, which no name has
-        // What cannot be made (no name, too long, a slash, twice) is not in the folder.
+        const std::string name(line.c_str());  // ends at a NUL
+        // Entries that cannot be created (empty, too long, with a slash, twice) are left out.
         if (name.find('/') != std::string::npos || !make_entry(kind, folder.path() + "/" + name))
             continue;
         if (name_model_is_test_file(name) && name_model_number(name) > start_at)

@@ -1,4 +1,4 @@
-// The shape of the document, field by field.
+// Reads a run from the bytes of a case, field by field.
 #include "made_run.h"
 
 #include <cstring>
@@ -11,7 +11,7 @@ static std::string made_text(fuzz_input &input) {
     return text;
 }
 
-// Small as often as huge: both have their own ways to be written.
+// Zero to eight bytes, so that small numbers are as frequent as large ones.
 static uint64_t made_number(fuzz_input &input) {
     return input.number(input.byte() % 9);
 }
@@ -25,7 +25,7 @@ static double made_double(fuzz_input &input) {
 }
 
 template <typename made>
-static auto perhaps(fuzz_input &input, made make) {
+static auto maybe(fuzz_input &input, made make) {
     std::optional<decltype(make(input))> value;
     if (input.flag())
         value = make(input);
@@ -39,12 +39,12 @@ static volume_info made_volume(fuzz_input &input) {
     volume.name = made_text(input);
     volume.file_system = made_text(input);
     volume.identifier = made_text(input);
-    volume.capacity_bytes = perhaps(input, made_number);
-    volume.free_bytes = perhaps(input, made_number);
-    volume.read_only = perhaps(input, made_flag);
-    volume.removable = perhaps(input, made_flag);
-    volume.ejectable = perhaps(input, made_flag);
-    volume.internal = perhaps(input, made_flag);
+    volume.capacity_bytes = maybe(input, made_number);
+    volume.free_bytes = maybe(input, made_number);
+    volume.read_only = maybe(input, made_flag);
+    volume.removable = maybe(input, made_flag);
+    volume.ejectable = maybe(input, made_flag);
+    volume.internal = maybe(input, made_flag);
     return volume;
 }
 
@@ -95,7 +95,7 @@ static run_snapshot made_run(fuzz_input &input) {
     run.volume_intact = (flags & 32) != 0;
     run.scope.start_index = input.number32();
     run.scope.removal_listing_error = input.byte();
-    // As in every snapshot, a phase that was not part of the run has left nothing.
+    // As in every snapshot, a phase that was not part of the run is empty.
     if (run.scope.has_write)
         make_write(input, run.write);
     if (run.scope.has_read)
@@ -132,13 +132,13 @@ report_json_input made_input(fuzz_input &input) {
     made.program = made_text(input);
     made.version = made_text(input);
     made.command = made_text(input);
-    made.ended_at = perhaps(
-        input, [](fuzz_input &from) { return static_cast<std::time_t>(made_number(from)); });
+    made.ended_at =
+        maybe(input, [](fuzz_input &from) { return static_cast<std::time_t>(made_number(from)); });
     made.volume = made_volume(input);
     made.run = made_run(input);
     made.verdict = verdict_judge(made.run);
-    made.facts = perhaps(input, made_facts);
-    made.fatal = perhaps(input, [](fuzz_input &from) {
+    made.facts = maybe(input, made_facts);
+    made.fatal = maybe(input, [](fuzz_input &from) {
         return report_json_fatal{made_text(from), static_cast<int>(from.byte()) - 1};
     });
     return made;

@@ -1,11 +1,11 @@
-// A run of any numbers and texts, from the bytes of a case.
+// A run with any numbers and texts, made from the bytes of a case.
 #ifndef TROVIK_TESTS_FUZZ_MADE_RUN_H
 #define TROVIK_TESTS_FUZZ_MADE_RUN_H
 
 #include "fuzz.h"
 #include "report/report_json.h"
 
-// With the verdict that the program itself gives.
+// Its verdict comes from verdict_judge.
 report_json_input made_input(fuzz_input &input);
 
 #endif

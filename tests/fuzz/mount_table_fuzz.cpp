@@ -1,5 +1,5 @@
-// The mount table. A case that begins with a "<" is a table that a kernel could have written, made
-// from the bytes behind it: what is read back is known. Any other is the file's text as it stands.
+// The mount table. The bytes after a "<" generate a table that a kernel could write, which must be
+// read back exactly. Any other case is the text of the file.
 #include <sys/mman.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include "fuzz.h"
 #include "volume/mount_table.h"
 
-// A file of memory with this text, under the path that leads to it.
+// A file in memory with this text.
 class memory_file {
  public:
     explicit memory_file(const std::string &text) : m_fd(memfd_create("mountinfo", MFD_CLOEXEC)) {
@@ -39,13 +39,13 @@ static std::vector<mount_entry> table_of(const std::string &text) {
     return table;
 }
 
-static bool is_of(const std::vector<mount_entry> &table, const mount_entry *entry) {
+static bool contains(const std::vector<mount_entry> &table, const mount_entry *entry) {
     return std::any_of(table.begin(), table.end(),
                        [entry](const mount_entry &each) { return &each == entry; });
 }
 
 // Whether a path without doubled slashes is the folder or lies in it.
-static bool leads_over(const std::string &path, const std::string &folder) {
+static bool lies_in(const std::string &path, const std::string &folder) {
     return folder == "/" || path == folder ||
            (path.starts_with(folder) && path[folder.size()] == '/');
 }
@@ -56,9 +56,9 @@ static void check_text(const std::string &text) {
     const std::vector<mount_entry> table = table_of(text);
     for (const mount_entry &entry : table) {
         const mount_entry *const same_id = mount_table_find_id(table, entry.id);
-        FUZZ_REQUIRE(is_of(table, same_id) && same_id->id == entry.id);
+        FUZZ_REQUIRE(contains(table, same_id) && same_id->id == entry.id);
         const mount_entry *const found = mount_table_find_path(table, entry.target);
-        FUZZ_REQUIRE(found == nullptr || is_of(table, found));
+        FUZZ_REQUIRE(found == nullptr || contains(table, found));
         mount_table_lies_in_remote(table, entry);
         mount_table_option(entry, "upperdir");
     }
@@ -68,7 +68,7 @@ static void check_text(const std::string &text) {
 
 // ---- a kernel's table
 
-// As the kernel writes a name: blanks, line feeds, backslashes and number signs in octal.
+// A name as the kernel writes it: blanks, line feeds, backslashes and number signs in octal.
 static std::string escaped(const std::string &name) {
     std::string text;
     for (const char character : name) {
@@ -82,7 +82,7 @@ static std::string escaped(const std::string &name) {
     return text;
 }
 
-// One to three components, of few different ones, so that mounts cover each other.
+// One to three components, often the same ones, so that mounts cover each other.
 static std::string made_path(fuzz_input &input) {
     std::string path;
     for (int left = input.byte() % 3; left >= 0; --left) {
@@ -150,19 +150,19 @@ static void expect_same(const mount_entry &read, const mount_entry &made) {
                  (comma == std::string::npos ? "" : made.options.substr(comma + 10)));
 }
 
-// The mount that was found is reached from the bottom over mounts that the path leads over, each
-// the last one at its place, and none lies upon it on the rest of the path.
+// No mount on the found one covers the rest of the path, and each mount from the found one down to
+// the root is the last one at its mount point and contains the path.
 static void check_path(const std::vector<mount_entry> &table, const std::string &path) {
     const mount_entry *const found = mount_table_find_path(table, path);
-    FUZZ_REQUIRE(is_of(table, found));
+    FUZZ_REQUIRE(contains(table, found));
     for (const mount_entry &entry : table) {
-        const bool upon =
+        const bool child =
             entry.parent_id == found->id && entry.target.size() >= found->target.size();
-        FUZZ_REQUIRE(!upon || !leads_over(path, entry.target));
+        FUZZ_REQUIRE(!child || !lies_in(path, entry.target));
     }
     const mount_entry *step = found;
     for (; step->id != 1; step = mount_table_find_id(table, step->parent_id)) {
-        FUZZ_REQUIRE(leads_over(path, step->target));
+        FUZZ_REQUIRE(lies_in(path, step->target));
         FUZZ_REQUIRE(std::none_of(table.begin(), table.end(), [step](const mount_entry &other) {
             return other.parent_id == step->parent_id && other.target == step->target &&
                    other.id > step->id;

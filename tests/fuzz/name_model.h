@@ -1,4 +1,4 @@
-// Test-file names as they are defined, told in another way than the engine tells it.
+// The definition of a test file's name, computed in another way than in the engine.
 #ifndef TROVIK_TESTS_FUZZ_NAME_MODEL_H
 #define TROVIK_TESTS_FUZZ_NAME_MODEL_H
 
@@ -12,7 +12,7 @@ inline bool name_model_is_test_file(const std::string &name) {
            name.find_first_not_of("0123456789") == name.size() - suffix.size();
 }
 
-// The number before the suffix, its low 32 bits, added up from the last digit on.
+// The low 32 bits of the number before the suffix, added up from the last digit.
 inline int32_t name_model_number(const std::string &name) {
     uint32_t number = 0;
     uint32_t weight = 1;

@@ -1,5 +1,5 @@
-// The pattern: buffers of sectors against the generator step by step, and that one against the C
-// library's own.
+// The pattern: buffers of sectors compared with the generator step by step, and the generator
+// compared with the C library's.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +12,7 @@
 static constexpr char guard = 0x55;
 static constexpr size_t guard_bytes = 64;
 
-// The C library keeps the state in the caller's hands here, as the engine does.
+// nrand48 is the C library's variant of this generator with the state in the caller's memory.
 static void check_generator(uint64_t offset) {
     unsigned short state[3] = {0x330E, static_cast<unsigned short>(offset),
                                static_cast<unsigned short>(offset >> 16)};

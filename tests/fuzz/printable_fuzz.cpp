@@ -1,5 +1,5 @@
-// Text for terminals and for documents: whatever the bytes, nothing that a terminal obeys comes
-// through, nothing else is changed, and what stands in a document can be had back.
+// Texts for terminals and documents, from any bytes: all control characters are escaped, nothing
+// else is changed, and percent escapes decode to the original bytes.
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -9,7 +9,7 @@
 #include "report/printable.h"
 #include "utf8_model.h"
 
-static std::string in_format(const char *format, std::string_view bytes) {
+static std::string formatted(const char *format, std::string_view bytes) {
     std::string text;
     for (const char byte : bytes) {
         char escape[8];
@@ -42,8 +42,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (std::string_view left = text; !left.empty();) {
         const size_t length = utf8_model_length(left);
         const std::string_view bytes = left.substr(0, length == 0 ? 1 : length);
-        const bool shown_as_is = length > 0 && !is_hidden(bytes);
-        shown += shown_as_is ? std::string(bytes) : in_format("\\x%02X", bytes);
+        const bool unescaped = length > 0 && !is_hidden(bytes);
+        shown += unescaped ? std::string(bytes) : formatted("\\x%02X", bytes);
         valid += length == 0 ? std::string("\uFFFD") : std::string(bytes);
         left.remove_prefix(bytes.size());
     }

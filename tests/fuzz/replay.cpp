@@ -1,5 +1,5 @@
-// Runs a fuzz target over the files of a corpus, each once, in the order of their names. A corpus
-// that is not there or empty is a failure: it would prove nothing.
+// Runs a fuzz target once on each file of a corpus, in the order of their names. A missing or empty
+// corpus is a failure.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -32,8 +32,8 @@ int main(int argc, char **argv) {
             std::fprintf(stderr, "%s: cannot be read\n", file.c_str());
             return 1;
         }
-        std::fprintf(stderr, "%s\n",
-                     file.filename().c_str());  // the last one shown is the one that failed
+        // When the target ends the process, the last name shown is that of the failing case.
+        std::fprintf(stderr, "%s\n", file.filename().c_str());
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
     }
     std::printf("%zu cases\n", files.size());

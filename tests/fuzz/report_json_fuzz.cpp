@@ -1,5 +1,5 @@
-// The JSON document: a run of any numbers and texts, written, read back by another reader and
-// compared. The verdict in it is the program's own and must agree with the run.
+// The JSON document: a run of any numbers and texts is written, read back with an independent
+// reader and compared. The verdict must agree with the run.
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -46,7 +46,7 @@ static std::string without_percent_escapes(const std::string &text) {
     return bytes;
 }
 
-// A text of any bytes: as it is where that can be, and where not, beside it in escapes.
+// A text of any bytes: unchanged when it is valid UTF-8, else with a second, escaped field.
 static void expect_raw_text(const json_value &object, const std::string &key,
                             const std::string &text) {
     const std::string escaped = key + "_percent_escaped";
@@ -61,8 +61,8 @@ static void expect_raw_text(const json_value &object, const std::string &key,
 }
 
 template <typename value_type, typename expect>
-static void expect_perhaps(const json_value &value, const std::optional<value_type> &expected,
-                           expect expect_value) {
+static void expect_optional(const json_value &value, const std::optional<value_type> &expected,
+                            expect expect_value) {
     if (expected)
         expect_value(value, *expected);
     else
@@ -73,12 +73,12 @@ static void check_volume(const json_value &object, const volume_info &volume) {
     expect_raw_text(object, "root", volume.root);
     expect_raw_text(object, "name", volume.name);
     expect_raw_text(object, "identifier", volume.identifier);
-    expect_perhaps(object["capacity_bytes"], volume.capacity_bytes, expect_integer<uint64_t>);
-    expect_perhaps(object["free_bytes"], volume.free_bytes, expect_integer<uint64_t>);
-    expect_perhaps(object["read_only"], volume.read_only, expect_bool);
-    expect_perhaps(object["removable"], volume.removable, expect_bool);
-    expect_perhaps(object["ejectable"], volume.ejectable, expect_bool);
-    expect_perhaps(object["internal"], volume.internal, expect_bool);
+    expect_optional(object["capacity_bytes"], volume.capacity_bytes, expect_integer<uint64_t>);
+    expect_optional(object["free_bytes"], volume.free_bytes, expect_integer<uint64_t>);
+    expect_optional(object["read_only"], volume.read_only, expect_bool);
+    expect_optional(object["removable"], volume.removable, expect_bool);
+    expect_optional(object["ejectable"], volume.ejectable, expect_bool);
+    expect_optional(object["internal"], volume.internal, expect_bool);
 }
 
 template <typename counts>
@@ -167,7 +167,7 @@ static void check_report(const json_value &object, const std::optional<report_fa
     expect_raw_text(object, "trovik_version", facts->version);
 }
 
-// Intact is said only of a run that nothing speaks against.
+// The verdict is intact only for a run without any fault.
 static void check_verdict(const json_value &document, const run_snapshot &run) {
     const bool intact = document["verdict"].text == "intact";
     FUZZ_REQUIRE(intact == document["reasons"].items.empty());

@@ -1,4 +1,4 @@
-// A sector as it is defined, one word after the other.
+// The definition of a sector, computed word by word.
 #ifndef TROVIK_TESTS_FUZZ_SECTOR_MODEL_H
 #define TROVIK_TESTS_FUZZ_SECTOR_MODEL_H
 

@@ -1,11 +1,12 @@
-// The start argument: any text, behind the right beginning and without it.
+// The start argument: any text, with and without the correct prefix.
 #include <climits>
 #include <string>
 
 #include "fuzz.h"
 #include "model/utils.h"
 
-// What a decimal integer at the start of the text is worth, held at the largest long.
+// The decimal integer at the start of the text, limited to the largest long; any negative one is
+// -1.
 static long leading_number(const std::string &text) {
     size_t at = text.find_first_not_of(" \t\n\v\f\r");
     if (at == std::string::npos)
@@ -17,7 +18,7 @@ static long leading_number(const std::string &text) {
     for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at)
         value = value > LONG_MAX ? value : value * 10 + (text[at] - '0');
     if (negative)
-        return value > 0 ? -1 : 0;  // how far below zero is of no interest
+        return value > 0 ? -1 : 0;
     return value > LONG_MAX ? LONG_MAX : static_cast<long>(value);
 }
 

@@ -1,4 +1,4 @@
-// udev's escapes in labels: what it escapes comes back, what is no escape stays.
+// udev's escapes in labels: an escaped label decodes to the original, other text stays unchanged.
 #include <cctype>
 #include <cstdio>
 #include <string>
@@ -6,7 +6,7 @@
 #include "fuzz.h"
 #include "volume/block_device.h"
 
-// As udev writes a label: what is no letter, digit or harmless mark of ASCII as "\xNN".
+// A label as udev writes it: ASCII except letters, digits and some marks becomes "\xNN".
 static std::string escaped(const std::string &label) {
     std::string text;
     for (const char character : label) {

@@ -1,12 +1,12 @@
-// UTF-8 by the table of well-formed byte sequences in the Unicode standard (table 3-7): another way
-// to tell it than by the code that comes out.
+// UTF-8 by the table of well-formed byte sequences in the Unicode standard (table 3-7). The engine
+// decodes the code point and checks its range.
 #ifndef TROVIK_TESTS_FUZZ_UTF8_MODEL_H
 #define TROVIK_TESTS_FUZZ_UTF8_MODEL_H
 
 #include <cstdint>
 #include <string_view>
 
-// Bytes of the character at the start of `text`; 0 when none is there.
+// Length of the character at the start of `text` in bytes; 0 when there is no valid one.
 inline size_t utf8_model_length(std::string_view text) {
     struct row {
         uint8_t first_from, first_to, second_from, second_to;
