@@ -8,8 +8,8 @@
 #include <mutex>
 #include <thread>
 
-#include "../mounts.h"
 #include "../process.h"
+#include "support/volumes.h"
 
 namespace system_tests {
 
