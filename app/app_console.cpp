@@ -8,7 +8,7 @@
 #include <QTextCursor>
 
 #include "app/TRAppDelegate.h"
-#include "report/size_text.h"
+#include "report/number_text.h"
 #include "report/time_stamp.h"
 
 QString TRAppDelegate::util_getSizeByByte(double bytes) const {

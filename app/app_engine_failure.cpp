@@ -14,7 +14,6 @@
 #include "app/controller_state.h"
 #include "model/engine_results.h"
 #include "model/fatal.h"
-#include "report/error_text.h"
 #include "report/printable.h"
 #include "report/report_block.h"
 #include "report/test_files.h"

@@ -12,7 +12,6 @@
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
 #include "app/volume_marker.h"
-#include "report/error_text.h"
 #include "report/printable.h"
 
 static std::string error_or_null(const remove_tree_error &error) {

@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "cli/exit_status.h"
+#include "report/number_text.h"
 #include "report/printable.h"
-#include "report/size_text.h"
 #include "volume/volume.h"
 
 static const char *yes_or_no(const std::optional<bool> &value) {

@@ -23,8 +23,6 @@
 #include "model/engine_log.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
-#include "report/error_text.h"
-#include "report/fill_verdict.h"
 #include "report/printable.h"
 #include "report/report_block.h"
 #include "report/report_facts.h"

@@ -10,10 +10,9 @@
 
 #include "model/plain_text.h"
 #include "model/test_sector.h"
-#include "report/error_text.h"
+#include "report/printable.h"
 #include "report/report_block.h"
 #include "report/time_stamp.h"
-#include "report/utf8.h"
 
 using json = nlohmann::ordered_json;
 

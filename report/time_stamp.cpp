@@ -1,10 +1,15 @@
-// localtime_r keeps no shared result, so stamps can be made on several threads.
-// It need not notice that the time zone has changed; tzset does, and a window
-// stays open for days.
+// localtime_r may keep the time zone it found first. A window stays open for days, so each
+// local stamp asks for the current zone with tzset.
 #include "report/time_stamp.h"
 
 #include <array>
 #include <cstdio>
+#include <mutex>
+
+// Held while the C library takes over the time zone, which gmtime_r does on its first call.
+// glibc locks its own copy of the zone, but the thread sanitizer cannot see that lock and would
+// report each pair of calls as a race.
+static std::mutex zone_mutex;
 
 static std::string formatted(const char *format, const std::tm &parts) {
     std::array<char, 80> text{};
@@ -16,6 +21,7 @@ static std::string formatted(const char *format, const std::tm &parts) {
 
 std::string time_stamp_format(std::time_t time) {
     std::tm parts{};
+    const std::lock_guard<std::mutex> lock(zone_mutex);
     tzset();
     if (localtime_r(&time, &parts) == nullptr)
         return "????.??.?? ??:??:??";
@@ -28,6 +34,7 @@ std::string time_stamp_now() {
 
 std::string time_stamp_utc(std::time_t time) {
     std::tm parts{};
+    const std::lock_guard<std::mutex> lock(zone_mutex);
     if (gmtime_r(&time, &parts) == nullptr)
         return {};
     return formatted("%04ld-%02ld-%02ldT%02ld:%02ld:%02ldZ", parts);

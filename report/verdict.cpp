@@ -2,6 +2,7 @@
 // no reason is intact, so no rule can be forgotten in one of two places.
 #include "report/verdict.h"
 
+#include "report/number_text.h"
 #include "report/verdict_reasons.h"
 
 static void add_notes(const run_snapshot &run, reason_list &notes) {
@@ -92,4 +93,27 @@ int verdict_exit_status(run_verdict verdict) {
             break;
     }
     return status_not_tested;
+}
+
+// Uses the reasons of a whole run, so that filling today and reading tomorrow give the verdict
+// that one run would have given.
+fill_verdict fill_verdict_judge(const run_snapshot &run) {
+    fill_verdict verdict;
+    add_reasons_volume_gone(run, verdict.reasons);
+    add_reasons_unfinished(run, verdict.reasons);
+    add_reasons_listing(run, verdict.reasons);
+    add_reasons_space_left(run, verdict.reasons, verdict.notes);
+    if (verdict.reasons.empty() && run.write.bytes_written == 0)
+        verdict.reasons.emplace_back("Nothing was written: the volume took no data.");
+    verdict.filled = verdict.reasons.empty();
+    const std::string files = std::to_string(run.write.files_created) +
+                              (run.write.files_created == 1 ? " test file" : " test files") +
+                              " with " + size_text_from_bytes(run.write.bytes_written);
+    verdict.sentence = verdict.filled ? "Filled: " + files + " to be read back."
+                                      : "Not filled: " + files + " were written.";
+    return verdict;
+}
+
+int fill_verdict_exit_status(const fill_verdict &verdict) {
+    return verdict.filled ? 0 : verdict_exit_status(run_verdict::incomplete);
 }

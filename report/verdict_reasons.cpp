@@ -6,9 +6,8 @@
 #include <cstdint>
 
 #include "model/test_sector.h"
-#include "report/error_text.h"
 #include "report/number_text.h"
-#include "report/size_text.h"
+#include "report/printable.h"
 
 static std::string counted(std::uint64_t count, const char *singular) {
     return std::to_string(count) + " " + singular + (count == 1 ? "" : "s");

@@ -7,7 +7,6 @@
 #include "fuzz.h"
 #include "hidden_model.h"
 #include "report/printable.h"
-#include "report/utf8.h"
 #include "utf8_model.h"
 
 static std::string in_format(const char *format, std::string_view bytes) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "model/plain_text.h"
@@ -94,4 +96,26 @@ TEST(printable, is_what_the_engine_shows_too) {
         EXPECT_EQ(printable_text(row.text), row.shown);
         EXPECT_EQ(printed_by_engine(row.text), row.shown);
     }
+}
+
+TEST(printable, utf8_replaces_only_the_bytes_that_are_not_utf8) {
+    EXPECT_EQ(utf8_replace_invalid("caf\xC3\xA9"), "caf\xC3\xA9");
+    EXPECT_EQ(utf8_replace_invalid("a\xFF"
+                                   "b"),
+              "a\xEF\xBF\xBD"
+              "b");
+    EXPECT_EQ(utf8_replace_invalid("\xE2\x82"), "\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(utf8_replace_invalid("a\0b"s), "a\0b"s);
+    EXPECT_EQ(utf8_replace_invalid(""), "");
+}
+
+TEST(printable, utf8_percent_escapes_keep_every_byte) {
+    EXPECT_EQ(utf8_percent_escape("/media/SD-1_a.b~"), "/media/SD-1_a.b~");
+    EXPECT_EQ(utf8_percent_escape("a b%\n\xFF\0"s), "a%20b%25%0A%FF%00");
+    EXPECT_EQ(utf8_percent_escape("\xC3\xA9"), "%C3%A9");
+}
+
+TEST(printable, error_text_is_the_systems_text) {
+    for (const int error : {EIO, ENOENT, ENOSPC, EACCES, ENODEV})
+        EXPECT_EQ(error_text(error), std::strerror(error));
 }

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "example_run.h"
+#include "report/printable.h"
 #include "report/report_block.h"
-#include "report/utf8.h"
 
 using json = nlohmann::ordered_json;
 
