@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "../cli_run.h"
 #include "../sector_oracle.h"
-#include "support/volumes.h"
 
 namespace system_tests {
 

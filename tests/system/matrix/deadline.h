@@ -8,8 +8,7 @@
 #include <mutex>
 #include <thread>
 
-#include "../process.h"
-#include "support/volumes.h"
+#include "../cli_run.h"
 
 namespace system_tests {
 
