@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "cli/exit_status.h"
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -31,7 +30,7 @@ cli_arguments parsed(std::initializer_list<const char *> words) {
 // error that says `part`.
 void expect_wrong_usage(const std::vector<std::string> &words, const std::string &part) {
     const outcome result = run_cli(words);
-    EXPECT_EQ(result.exit_status(), 64) << part;
+    EXPECT_EQ(result.exit_status, 64) << part;
     EXPECT_EQ(result.out, "") << part;
     EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
     EXPECT_EQ(result.err.rfind("trovik-cli: ", 0), 0U) << result.err;
@@ -180,7 +179,7 @@ TEST(arguments, one_volume_is_tested_at_a_time) {
 TEST(arguments, what_was_typed_cannot_reprogram_the_terminal) {
     for (const char *word : {"--\x1b[31mred\nline", "\x1b[31mred\nline"}) {
         const outcome result = run_cli({"test", "/nowhere", word});
-        EXPECT_EQ(result.exit_status(), 64);
+        EXPECT_EQ(result.exit_status, 64);
         EXPECT_FALSE(contains(result.err, "\x1b"));
         EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
     }
@@ -191,7 +190,7 @@ TEST(arguments, what_was_typed_cannot_reprogram_the_terminal) {
 
 TEST(arguments, help_goes_to_standard_output_and_succeeds) {
     const outcome result = run_cli({"--help"});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     for (const char *word : {"test", "write", "read", "clean", "info"})
         EXPECT_TRUE(contains(result.out, word)) << word;
@@ -203,7 +202,7 @@ TEST(arguments, help_goes_to_standard_output_and_succeeds) {
 
 TEST(arguments, every_command_explains_its_options) {
     const outcome result = run_cli({"test", "--help"});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     for (const char *word :
          {"VOLUME", "--start-at", "--block-size", "--keep-files", "--json", "--force"})
@@ -212,7 +211,7 @@ TEST(arguments, every_command_explains_its_options) {
 
 TEST(arguments, the_version_goes_to_standard_output_and_succeeds) {
     const outcome result = run_cli({"--version"});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, "trovik-cli " + cli_version_text() + "\n");
 }

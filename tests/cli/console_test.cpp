@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "process.h"
 #include "screen.h"
 #include "support.h"
 

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -143,8 +142,8 @@ TEST(guard, the_volume_of_the_running_program_is_refused_before_anything_is_chan
     const std::string program = volume.file("trovik-cli");
     std::filesystem::copy_file(TROVIK_CLI, program);
     set_file_content(volume.file("1.fff"), "old");
-    const cli_tests::outcome result = cli_tests::run_program(program, {"test", volume.path()});
-    EXPECT_EQ(result.exit_status(), 77);
+    const cli_tests::outcome result = cli_tests::run_program({program, "test", volume.path()});
+    EXPECT_EQ(result.exit_status, 77);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
     EXPECT_TRUE(contains(result.err, "the running program " + program)) << result.err;
@@ -252,12 +251,12 @@ TEST(guard, every_command_that_works_on_a_volume_is_refused_while_another_run_ha
     ASSERT_TRUE(other.take(volume.path()));
     for (const char *command : {"test", "write", "read", "clean"}) {
         const cli_tests::outcome result = cli_tests::run_cli({command, volume.path()});
-        EXPECT_EQ(result.exit_status(), 77) << command;
+        EXPECT_EQ(result.exit_status, 77) << command;
         EXPECT_EQ(result.out, "") << command;
         EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
         EXPECT_TRUE(contains(result.err, "refused: another run is at work on '")) << result.err;
     }
-    EXPECT_EQ(cli_tests::run_cli({"info", volume.path()}).exit_status(), 0);
+    EXPECT_EQ(cli_tests::run_cli({"info", volume.path()}).exit_status, 0);
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "theirs");
 }
 
@@ -297,12 +296,12 @@ TEST(guard, a_run_is_refused_while_another_has_its_volume_through_a_mount_of_a_p
         std::string refusal;
         ASSERT_TRUE(guard_begin(test_on(first), target, lock, refusal)) << refusal;
         const cli_tests::outcome result = cli_tests::run_cli({"test", second});
-        EXPECT_EQ(result.exit_status(), 77);
+        EXPECT_EQ(result.exit_status, 77);
         EXPECT_TRUE(contains(result.err, "refused: another run is at work on '" + second + "'"))
             << result.err;
         EXPECT_FALSE(cli_tests::exists(second + "/1.fff"));
     }
-    EXPECT_EQ(cli_tests::run_cli({"test", part.path()}).exit_status(), 0) << "free again";
+    EXPECT_EQ(cli_tests::run_cli({"test", part.path()}).exit_status, 0) << "free again";
 }
 
 TEST(guard, the_files_are_those_that_another_run_left_when_it_ended) {
@@ -325,7 +324,7 @@ TEST(guard, a_refusal_is_one_line_on_standard_error_with_status_77) {
     set_file_content(volume.file("2.fff"), "old");
     for (const char *command : {"test", "write", "clean"}) {
         const cli_tests::outcome result = cli_tests::run_cli({command, volume.path()});
-        EXPECT_EQ(result.exit_status(), 77) << command;
+        EXPECT_EQ(result.exit_status, 77) << command;
         EXPECT_EQ(result.out, "") << command;
         EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
         EXPECT_EQ(result.err.rfind("trovik-cli: refused: '", 0), 0U) << result.err;

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "../fuzz/utf8_model.h"
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -78,7 +77,7 @@ void expect_shown(const outcome &result, const hostile_name &each) {
 void expect_tame_refusal(const std::string &command, const std::string &path,
                          const hostile_name &each) {
     const outcome piped = run_cli({command, path});
-    EXPECT_EQ(piped.exit_status(), 77);
+    EXPECT_EQ(piped.exit_status, 77);
     EXPECT_EQ(cli_tests::line_count(piped.err), 1U) << piped.err;
     expect_nothing_obeyed(piped);
     expect_shown(piped, each);
@@ -139,7 +138,7 @@ TEST(hostile_path, of_a_volume_comes_out_of_every_command_tamely) {
         for (const char *command : all_commands) {
             SCOPED_TRACE(command);
             const outcome result = run_cli({command, volume.path()});
-            EXPECT_EQ(result.exit_status(), 0) << result.err;
+            EXPECT_EQ(result.exit_status, 0) << result.err;
             expect_nothing_obeyed(result);
             if (std::string_view("info test read").find(command) != std::string_view::npos)
                 expect_shown(result, each);
@@ -157,7 +156,7 @@ TEST(hostile_path, of_a_file_that_cannot_be_written_comes_out_tamely_twice) {
         const private_volume volume("size=1m", each.name);
         SKIP_WITHOUT(volume);
         const outcome result = run_cli({"write", volume.path()}, with_a_file_size_limit());
-        EXPECT_EQ(result.signal(), SIGABRT);
+        EXPECT_EQ(result.signal_number, SIGABRT);
         expect_nothing_obeyed(result);
         EXPECT_EQ(
             cli_tests::occurrences(result.out, "Write to file " + volume.path().substr(0, 10)), 2U)
@@ -175,7 +174,7 @@ TEST(hostile_path, of_a_report_is_refused_tamely) {
         for (const std::string &report :
              {folder.file(each.name) + "/report", volume.file(each.name)}) {
             const outcome result = run_cli({"test", volume.path(), "--json", report});
-            EXPECT_EQ(result.exit_status(), 64);
+            EXPECT_EQ(result.exit_status, 64);
             expect_nothing_obeyed(result);
             expect_shown(result, each);
         }
@@ -192,7 +191,7 @@ TEST(hostile_path, or_word_that_is_no_argument_is_refused_tamely) {
                                                            {"test", "/", "--block-size=" + wild}};
         for (const std::vector<std::string> &words : lines_of_words) {
             const outcome result = run_cli(words);
-            EXPECT_EQ(result.exit_status(), 64);
+            EXPECT_EQ(result.exit_status, 64);
             expect_nothing_obeyed(result);
         }
     }

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "model/engine_results.h"
-#include "process.h"
 #include "support.h"
 
 using cli_tests::private_volume;

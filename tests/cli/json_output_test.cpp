@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -172,7 +171,7 @@ TEST(json_output, standard_output_carries_the_report_alone) {
         json.write("{}\n", error);
         std::fputs("to standard error\n", stderr);
     });
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.out, "before\n{}\n");
     EXPECT_EQ(result.err, "to standard output\nto standard error\n");
 }

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include "model/f3write.h"
-#include "process.h"
 #include "support.h"
 
 using cli_tests::private_folder;

@@ -15,7 +15,6 @@
 #include "cli/json_output.h"
 #include "cli/run.h"
 #include "cli/stop_signals.h"
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -57,7 +56,7 @@ void expect_left_file(const outcome &result, const std::string &path) {
         << result.err;
     EXPECT_TRUE(contains(result.err, command)) << result.err;
     EXPECT_EQ(entries(path), names{"1.fff"});
-    EXPECT_EQ(run_cli({"clean", path}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"clean", path}).exit_status, 0);
     EXPECT_EQ(entries(path), names{});
 }
 
@@ -70,7 +69,7 @@ TEST(run_end, a_signal_stops_at_once_and_says_what_is_left_and_how_to_remove_it)
         const auto start = std::chrono::steady_clock::now();
         const outcome result = run_cli({"test", volume.path()}, stopped_by(signal_number));
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{4});
-        EXPECT_EQ(result.signal(), signal_number);
+        EXPECT_EQ(result.signal_number, signal_number);
         EXPECT_TRUE(contains(result.err, std::string("trovik-cli: stopped by ") +
                                              stop_signals_name(signal_number) + "\n"))
             << result.err;
@@ -110,7 +109,7 @@ TEST(run_end, a_second_run_removes_what_a_stopped_one_left) {
     const private_volume volume("size=400m");
     SKIP_WITHOUT(volume);
     const outcome first = run_cli({"write", volume.path()}, stopped_by(SIGINT));
-    EXPECT_EQ(first.signal(), SIGINT);
+    EXPECT_EQ(first.signal_number, SIGINT);
     ASSERT_EQ(entries(volume.path()), names{"1.fff"});
     const outcome second = run_cli({"clean", volume.path()});
     EXPECT_TRUE(contains(second.out, "Removed 1.fff.\n")) << second.out;
@@ -122,7 +121,7 @@ TEST(run_end, a_hangup_that_the_parent_ignores_does_not_stop_the_run) {
     process_options options = stopped_by(SIGHUP);
     options.prepare = [] { std::signal(SIGHUP, SIG_IGN); };
     const outcome result = run_cli({"test", volume.path()}, options);
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_TRUE(contains(result.out, "\nIntact: ")) << result.out;
 }
 
@@ -130,9 +129,10 @@ TEST(run_end, a_reader_that_has_gone_ends_the_run_as_it_ends_other_programs) {
     const private_volume volume(large);
     SKIP_WITHOUT(volume);
     const outcome result =
-        cli_tests::run_program("/bin/sh", {"-c", std::string("{ '") + TROVIK_CLI + "' test '" +
-                                                     volume.path() + "'; } | head -1 >/dev/null"});
-    EXPECT_EQ(result.exit_status(), 0);
+        cli_tests::run_program({"/bin/sh", "-c",
+                                std::string("{ '") + TROVIK_CLI + "' test '" + volume.path() +
+                                    "'; } | head -1 >/dev/null"});
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_TRUE(contains(result.err, "trovik-cli: stopped by SIGPIPE\n")) << result.err;
     expect_left_file(result, volume.path());
 }
@@ -154,7 +154,7 @@ TEST(run_end, a_process_whose_output_nobody_reads_can_be_stopped) {
         kill(child, SIGTERM);
     };
     const outcome result = run_cli({"test", volume.path()}, options);
-    EXPECT_EQ(result.signal(), SIGTERM);
+    EXPECT_EQ(result.signal_number, SIGTERM);
     close(ends[0]);
     close(ends[1]);
 }
@@ -167,7 +167,7 @@ TEST(run_end, a_full_disk_under_standard_output_is_told_and_not_called_a_signal)
     const outcome result = run_cli({"test", volume.path()}, options);
     EXPECT_FALSE(contains(result.err, "SIGPIPE")) << result.err;
     EXPECT_TRUE(contains(result.err, "No space left on device")) << result.err;
-    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_EQ(result.exit_status, 74);
     EXPECT_EQ(entries(volume.path()), names{});
 }
 
@@ -182,7 +182,7 @@ TEST(run_end, a_report_that_is_cut_off_by_a_full_disk_is_not_a_success) {
     };
     const outcome result = run_cli({"test", volume.path()}, options);
     ASSERT_FALSE(contains(cli_tests::file_content(log.file("out")), "Report End"));
-    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_EQ(result.exit_status, 74);
     EXPECT_TRUE(contains(result.err, "No space left on device")) << result.err;
 }
 
@@ -201,11 +201,11 @@ TEST(run_end, closed_streams_do_not_reach_the_test_files_or_the_report) {
         const outcome result =
             run_cli({"test", volume.path(), "--keep-files", "--json=" + report}, options);
         const std::string which = ::testing::PrintToString(closed);
-        EXPECT_EQ(result.exit_status(), 0) << which << result.out << result.err;
+        EXPECT_EQ(result.exit_status, 0) << which << result.out << result.err;
         const nlohmann::json json =
             nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
         EXPECT_FALSE(json.is_discarded()) << which;
-        EXPECT_EQ(run_cli({"read", volume.path()}).exit_status(), 0) << which;
+        EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 0) << which;
         std::filesystem::remove(report);
     }
 }
@@ -215,7 +215,7 @@ TEST(run_end, a_report_on_a_closed_standard_output_is_refused_at_the_start) {
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "old");
     const outcome result = run_cli({"test", volume.path(), "--json=-"}, closing({1}));
-    EXPECT_EQ(result.exit_status(), 64);
+    EXPECT_EQ(result.exit_status, 64);
     EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
 }
@@ -240,7 +240,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         stop_signals_begin();
         run_command(arguments, target, json);
     });
-    EXPECT_EQ(result.exit_status(), ENOENT);
+    EXPECT_EQ(result.exit_status, ENOENT);
     EXPECT_TRUE(contains(
         result.err, "Can't open path " + folder.file("gone") + ": No such file or directory\n"))
         << result.err;
@@ -267,7 +267,7 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
         stop_signals_begin();
         run_command(arguments, target, json);
     });
-    EXPECT_EQ(result.exit_status(), ELOOP);
+    EXPECT_EQ(result.exit_status, ELOOP);
     const std::string last_line =
         result.err.substr(result.err.rfind('\n', result.err.size() - 2) + 1);
     EXPECT_TRUE(contains(last_line, "ERR: Can't open file " + volume.file("1.fff"))) << result.err;
@@ -287,7 +287,7 @@ TEST(run_end, a_volume_that_is_replaced_during_the_run_is_not_cleaned) {
     const outcome result = run_cli({"test", volume.path()}, options);
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "another volume's");
     EXPECT_EQ(umount2(volume.path().c_str(), MNT_DETACH), 0);
-    EXPECT_NE(result.exit_status(), 0);
+    EXPECT_NE(result.exit_status, 0);
     EXPECT_TRUE(contains(result.err, "was unmounted or replaced during the run")) << result.err;
     EXPECT_FALSE(contains(result.out, "Report Begin")) << result.out;
 }

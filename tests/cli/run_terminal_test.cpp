@@ -9,7 +9,6 @@
 #include <csignal>
 #include <initializer_list>
 
-#include "process.h"
 #include "screen.h"
 #include "support.h"
 
@@ -49,7 +48,7 @@ TEST(run_terminal, a_whole_test_leaves_whole_lines_and_no_status_line) {
     const private_volume volume("size=16m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     const screen shown = screen_after(result.out, 80);
     expect_no_status_line(shown);
     for (const char *line :
@@ -68,7 +67,7 @@ TEST(run_terminal, the_status_line_is_shown_while_the_volume_is_filled_and_read)
     const private_volume volume("size=600m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_TRUE(contains(result.out, "\r\x1b[KWriting 1.fff  ")) << result.out;
     EXPECT_TRUE(contains(result.out, "\r\x1b[KReading 1.fff  ")) << result.out;
     expect_no_status_line(screen_after(result.out, 80));
@@ -81,7 +80,7 @@ TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
         process_options options = signal_at(first_file, SIGINT);
         options.columns = width;
         const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
-        EXPECT_EQ(result.signal(), SIGINT);
+        EXPECT_EQ(result.signal_number, SIGINT);
         // Lines longer than the terminal are the terminal's to break.
         const screen shown = screen_after(result.out, width == 0 ? 80 : width);
         expect_no_status_line(shown);
@@ -96,7 +95,7 @@ TEST(run_terminal, a_volume_s_name_cannot_reprogram_the_terminal) {
     const private_volume volume("size=1m", "card\x1b[2J\x07\nVolume intact: NO");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_FALSE(contains(result.out, "\x1b[2J"));
     EXPECT_FALSE(contains(result.out, "\x07"));
     EXPECT_TRUE(screen_after(result.out, 80).understood);
@@ -117,7 +116,7 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_write_fails) {
     const private_volume volume("size=1m", wild_name);
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()}, with_a_file_size_limit());
-    EXPECT_EQ(result.signal(), SIGABRT);
+    EXPECT_EQ(result.signal_number, SIGABRT);
     EXPECT_TRUE(contains(result.out, "Write to file ")) << result.out;
     EXPECT_TRUE(contains(result.out, "remove them with: trovik-cli clean $'")) << result.out;
     expect_tame(result.out);
@@ -138,7 +137,7 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_file_cannot_be_removed) {
     flags = 0;
     EXPECT_EQ(ioctl(fd, FS_IOC_SETFLAGS, &flags), 0);
     close(fd);
-    EXPECT_EQ(result.exit_status(), EPERM);
+    EXPECT_EQ(result.exit_status, EPERM);
     EXPECT_TRUE(contains(result.out, "ERR: Can't remove file ")) << result.out;
     EXPECT_TRUE(contains(result.out, "\\xC2\\x9B2J\\x0AVolume intact: YES/1.fff: ")) << result.out;
     expect_tame(result.out);
@@ -149,7 +148,7 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_run_is_stopped) {
     SKIP_WITHOUT(volume);
     const outcome result =
         run_cli_in_terminal({"write", volume.path()}, signal_at(first_file, SIGTERM));
-    EXPECT_EQ(result.signal(), SIGTERM);
+    EXPECT_EQ(result.signal_number, SIGTERM);
     expect_tame(result.out);
 }
 
@@ -157,7 +156,7 @@ TEST(run_terminal, with_json_on_a_terminal_the_report_comes_last_and_whole) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"read", volume.path(), "--json=-"});
-    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_EQ(result.exit_status, 74);
     const screen shown = screen_after(result.out, 1000);
     EXPECT_EQ(shown.count("{"), 1U) << shown.text();
     EXPECT_EQ(shown.lines.back(), "}");

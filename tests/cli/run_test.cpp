@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "process.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -43,7 +42,7 @@ TEST(run, a_sound_volume_passes_the_whole_test_and_is_empty_afterwards) {
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "an old test file");
     const outcome result = run_cli({"test", volume.path()});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(entries(volume.path()), names{});
     for (const char *part :
          {"Removing old file number 1 ...\n", "Creating test file number 1 ...\n",
@@ -67,21 +66,21 @@ TEST(run, no_line_is_printed_twice) {
 TEST(run, files_that_are_kept_can_be_read_and_cleaned_later) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
-    EXPECT_EQ(run_cli({"test", volume.path(), "--keep-files"}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"test", volume.path(), "--keep-files"}).exit_status, 0);
     EXPECT_EQ(entries(volume.path()), names{"1.fff"});
 
     const outcome read = run_cli({"read", volume.path()});
-    EXPECT_EQ(read.exit_status(), 0);
+    EXPECT_EQ(read.exit_status, 0);
     EXPECT_TRUE(contains(read.out, "\nIntact: ")) << read.out;
     EXPECT_EQ(entries(volume.path()), names{"1.fff"});
 
     const outcome clean = run_cli({"clean", volume.path()});
-    EXPECT_EQ(clean.exit_status(), 0);
+    EXPECT_EQ(clean.exit_status, 0);
     EXPECT_TRUE(contains(clean.out, "Removed 1.fff.\n")) << clean.out;
     EXPECT_EQ(entries(volume.path()), names{});
 
     const outcome again = run_cli({"clean", volume.path()});
-    EXPECT_EQ(again.exit_status(), 0);
+    EXPECT_EQ(again.exit_status, 0);
     EXPECT_EQ(again.out, "There were no test files.\n");
 }
 
@@ -89,7 +88,7 @@ TEST(run, write_fills_the_volume_and_says_how_much) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"write", volume.path()});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_TRUE(contains(result.out, "\nFilled: 1 test file with 2.0 MB")) << result.out;
     EXPECT_FALSE(contains(result.out, "Report Begin"));
     EXPECT_EQ(cli_tests::file_size(volume.file("1.fff")), 2U * 1024 * 1024);
@@ -99,18 +98,18 @@ TEST(run, a_full_volume_cannot_be_tested) {
     const private_volume volume("size=64k");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("photos"), std::string(65536, 'p'));
-    EXPECT_EQ(run_cli({"write", volume.path()}).exit_status(), 74);
-    EXPECT_EQ(run_cli({"test", volume.path()}).exit_status(), 74);
+    EXPECT_EQ(run_cli({"write", volume.path()}).exit_status, 74);
+    EXPECT_EQ(run_cli({"test", volume.path()}).exit_status, 74);
     EXPECT_EQ(entries(volume.path()), names{"photos"});
 }
 
 TEST(run, damaged_data_is_lost_data_and_the_files_stay) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
-    ASSERT_EQ(run_cli({"write", volume.path()}).exit_status(), 0);
+    ASSERT_EQ(run_cli({"write", volume.path()}).exit_status, 0);
     flip_byte(volume.file("1.fff"), 100000);
     const outcome result = run_cli({"read", volume.path()});
-    EXPECT_EQ(result.exit_status(), 65);
+    EXPECT_EQ(result.exit_status, 65);
     EXPECT_TRUE(contains(result.out, "Volume intact .............. : NO\n")) << result.out;
     EXPECT_TRUE(contains(result.out, "\nData lost: ")) << result.out;
     EXPECT_EQ(entries(volume.path()), names{"1.fff"});
@@ -119,12 +118,12 @@ TEST(run, damaged_data_is_lost_data_and_the_files_stay) {
 TEST(run, missing_files_and_nothing_to_read_are_74) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
-    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status(), 74);
-    ASSERT_EQ(run_cli({"write", volume.path(), "--start-at=3"}).exit_status(), 0);
-    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status(), 74);
-    EXPECT_EQ(run_cli({"read", volume.path(), "--start-at=3"}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 74);
+    ASSERT_EQ(run_cli({"write", volume.path(), "--start-at=3"}).exit_status, 0);
+    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 74);
+    EXPECT_EQ(run_cli({"read", volume.path(), "--start-at=3"}).exit_status, 0);
     flip_byte(volume.file("3.fff"), 5);
-    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status(), 65);
+    EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 65);
 }
 
 TEST(run, files_below_the_start_are_left_alone) {
@@ -132,7 +131,7 @@ TEST(run, files_below_the_start_are_left_alone) {
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "one");
     set_file_content(volume.file("2.fff"), "two");
-    EXPECT_EQ(run_cli({"test", volume.path(), "--start-at=2"}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"test", volume.path(), "--start-at=2"}).exit_status, 0);
     EXPECT_EQ(entries(volume.path()), names{"1.fff"});
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "one");
 }
@@ -142,9 +141,9 @@ TEST(run, a_folder_inside_a_volume_is_tested_with_force) {
     SKIP_WITHOUT(volume);
     std::filesystem::create_directory(volume.file("inside"));
     const outcome result = run_cli({"test", volume.file("inside"), "--force", "--keep-files"});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(entries(volume.file("inside")), names{"1.fff"});
-    EXPECT_EQ(run_cli({"clean", volume.file("inside"), "--force"}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"clean", volume.file("inside"), "--force"}).exit_status, 0);
     EXPECT_EQ(entries(volume.path()), names{"inside"});
 }
 
@@ -153,7 +152,7 @@ TEST(run, the_report_file_says_what_the_run_found) {
     SKIP_WITHOUT(volume);
     const private_folder folder;
     const std::string report = folder.file("report.json");
-    EXPECT_EQ(run_cli({"test", volume.path(), "--json=" + report}).exit_status(), 0);
+    EXPECT_EQ(run_cli({"test", volume.path(), "--json=" + report}).exit_status, 0);
     const nlohmann::json json = document(cli_tests::file_content(report));
     EXPECT_EQ(json.value("schema", 0), 1);
     EXPECT_EQ(json.value("command", ""), "test");
@@ -165,7 +164,7 @@ TEST(run, with_a_dash_standard_output_is_json_and_nothing_else) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"test", volume.path(), "--json=-"});
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(document(result.out).value("command", ""), "test");
     EXPECT_TRUE(contains(result.err, "Report Begin")) << result.err;
     EXPECT_TRUE(contains(result.err, "Creating test file number 1 ...")) << result.err;
@@ -175,7 +174,7 @@ TEST(run, a_report_that_cannot_be_written_is_told_and_not_a_success) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"test", volume.path(), "--json=/dev/full"});
-    EXPECT_EQ(result.exit_status(), 74);
+    EXPECT_EQ(result.exit_status, 74);
     EXPECT_TRUE(contains(result.err,
                          "the JSON report could not be written to '/dev/full': "
                          "No space left on device\n"))
@@ -190,7 +189,7 @@ TEST(run, a_wrong_place_for_the_report_is_wrong_usage_before_anything_is_changed
     for (const std::string &place :
          {std::string("/nowhere/report"), volume.file("report"), std::string("/tmp")}) {
         const outcome result = run_cli({"test", volume.path(), "--json=" + place});
-        EXPECT_EQ(result.exit_status(), 64) << place;
+        EXPECT_EQ(result.exit_status, 64) << place;
         EXPECT_EQ(result.out, "") << place;
         EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
         EXPECT_TRUE(contains(result.err, "--json: ")) << result.err;

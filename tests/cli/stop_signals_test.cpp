@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "process.h"
+#include "support.h"
 
 using cli_tests::outcome;
 using cli_tests::process_options;
@@ -36,7 +36,7 @@ TEST(stop_signals, each_of_them_is_handed_on) {
             print_signal();
         });
         EXPECT_EQ(result.out, stop_signals_name(signal_number));
-        EXPECT_EQ(result.exit_status(), 0);
+        EXPECT_EQ(result.exit_status, 0);
     }
 }
 
@@ -84,7 +84,7 @@ TEST(stop_signals, what_the_parent_ignores_stays_ignored) {
             },
             options);
         EXPECT_EQ(result.out, "0") << stop_signals_name(signal_number);
-        EXPECT_EQ(result.exit_status(), 0);
+        EXPECT_EQ(result.exit_status, 0);
     }
 }
 
@@ -98,7 +98,7 @@ TEST(stop_signals, a_reader_that_has_gone_is_an_error_number_and_not_an_end) {
         std::fputs(write(ends[1], "x", 1) < 0 && errno == EPIPE ? "EPIPE" : "?", stdout);
     });
     EXPECT_EQ(result.out, "EPIPE");
-    EXPECT_EQ(result.exit_status(), 0);
+    EXPECT_EQ(result.exit_status, 0);
 }
 
 TEST(stop_signals, the_process_ends_by_the_signal_itself) {
@@ -107,7 +107,7 @@ TEST(stop_signals, the_process_ends_by_the_signal_itself) {
             stop_signals_begin();
             stop_signals_die_of(signal_number);
         });
-        EXPECT_EQ(result.signal(), signal_number);
+        EXPECT_EQ(result.signal_number, signal_number);
     }
 }
 
@@ -120,7 +120,7 @@ TEST(stop_signals, an_ignored_signal_ends_the_process_all_the_same) {
             stop_signals_die_of(SIGPIPE);
         },
         options);
-    EXPECT_EQ(result.signal(), SIGPIPE);
+    EXPECT_EQ(result.signal_number, SIGPIPE);
 }
 
 TEST(stop_signals, a_process_that_is_stuck_is_ended_all_the_same) {
@@ -130,5 +130,5 @@ TEST(stop_signals, a_process_that_is_stuck_is_ended_all_the_same) {
         for (;;)
             pause();
     });
-    EXPECT_EQ(result.signal(), SIGTERM);
+    EXPECT_EQ(result.signal_number, SIGTERM);
 }

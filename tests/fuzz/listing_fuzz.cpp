@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "../support/folder.h"
 #include "fuzz.h"
 #include "model/utils.h"
 #include "name_model.h"
-#include "private_folder.h"
 
 static bool make_entry(char kind, const std::string &path) {
     switch (kind) {
@@ -34,7 +34,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input input(data, size);
     const auto start_at =
         static_cast<int32_t>(std::strtoll(input.text_until('\n').c_str(), nullptr, 10));
-    const private_folder folder;
+    const test_support::private_folder folder;
     std::vector<int32_t> expected;
     for (int i = 0; i < entries_max && !input.empty(); ++i) {
         const char kind = static_cast<char>(input.byte());

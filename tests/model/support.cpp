@@ -1,30 +1,18 @@
-/* See support.h. Children are forked and not started anew: a test's folders and
- * volumes are then the child's too, and are cleaned up once, by the parent.
- * Nothing here uses the engine to judge the engine, except to learn how it
+/* Nothing here uses the engine to judge the engine, except to learn how it
  * words a broken invariant around the three facts that it must name. */
 #include "support.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
-#include <thread>
 
 #include "model/engine_log.h"
 #include "model/fatal.h"
@@ -33,27 +21,6 @@ namespace model_tests {
 
 namespace {
 
-constexpr std::chrono::seconds child_deadline{20};
-
-void redirect(int descriptor, const std::string &path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0 || dup2(fd, descriptor) < 0)
-        _exit(99);
-}
-
-bool ended_within_deadline(pid_t child, int *wait_status) {
-    const auto deadline = std::chrono::steady_clock::now() + child_deadline;
-    while (waitpid(child, wait_status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(child, SIGKILL);
-            waitpid(child, wait_status, 0);
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
 void replace(std::string &text, const std::string &what, const std::string &with) {
     const size_t at = text.find(what);
     ASSERT_NE(at, std::string::npos) << "'" << what << "' is missing in: " << text;
@@ -61,35 +28,6 @@ void replace(std::string &text, const std::string &what, const std::string &with
 }
 
 }  // namespace
-
-bool child_outcome::exited_with(int status) const {
-    return !timed_out && WIFEXITED(wait_status) && WEXITSTATUS(wait_status) == status;
-}
-
-bool child_outcome::aborted() const {
-    return !timed_out && WIFSIGNALED(wait_status) && WTERMSIG(wait_status) == SIGABRT;
-}
-
-child_outcome run_in_child(const std::function<void()> &body) {
-    const private_folder folder;
-    const std::string out_path = folder.file("out");
-    const std::string err_path = folder.file("err");
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        redirect(STDOUT_FILENO, out_path);
-        redirect(STDERR_FILENO, err_path);
-        body();
-        fflush(nullptr);
-        _exit(0);
-    }
-    child_outcome outcome;
-    EXPECT_GT(child, 0) << strerror(errno);
-    outcome.timed_out = child < 0 || !ended_within_deadline(child, &outcome.wait_status);
-    outcome.out = file_content(out_path);
-    outcome.err = file_content(err_path);
-    return outcome;
-}
 
 std::string own_program_name() {
     return std::filesystem::read_symlink("/proc/self/exe").filename().string();
@@ -112,76 +50,21 @@ std::string refusal_line(const std::string &message, int error) {
 
 void expect_assertion(const child_outcome &outcome, const std::string &condition,
                       const std::string &function, const std::string &module) {
-    EXPECT_TRUE(outcome.aborted()) << "wait status " << outcome.wait_status;
+    EXPECT_TRUE(outcome.aborted())
+        << "status " << outcome.exit_status << ", signal " << outcome.signal_number;
     const std::string line = assertion_line(condition, function, module);
     EXPECT_TRUE(outcome.err.ends_with(line)) << "not at the end: " << line << outcome.err;
 }
 
 void expect_refusal(const child_outcome &outcome, const std::string &message, int error) {
-    EXPECT_TRUE(outcome.exited_with(error)) << "wait status " << outcome.wait_status;
+    EXPECT_TRUE(outcome.exited_with(error))
+        << "status " << outcome.exit_status << ", signal " << outcome.signal_number;
     EXPECT_EQ(outcome.err, refusal_line(message, error));
-}
-
-private_folder::private_folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "trovik-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        perror(name.c_str());
-        abort();
-    }
-    m_path = name;
-}
-
-private_folder::~private_folder() {
-    std::error_code error;
-    std::filesystem::remove_all(m_path, error);
-}
-
-std::string enter_private_mounts() {
-    static const std::string reason = [] {
-        if (unshare(CLONE_NEWNS) != 0 ||
-            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            return std::string("needs the right to mount: ") + strerror(errno);
-        return std::string();
-    }();
-    return reason;
-}
-
-private_volume::private_volume(const std::string &options) : m_reason(enter_private_mounts()) {
-    if (m_reason.empty() && mount("tmpfs", m_folder.c_path(), "tmpfs", 0, options.c_str()) != 0)
-        m_reason = std::string("needs tmpfs mounts: ") + strerror(errno);
-}
-
-private_volume::~private_volume() {
-    if (mounted() && umount2(m_folder.c_path(), MNT_DETACH) != 0)
-        ADD_FAILURE() << "umount " << m_folder.path() << ": " << strerror(errno);
 }
 
 std::string drained_log() {
     const engine_log_view view = engine_log_take_view();
     return {view.text, view.length};
-}
-
-std::string file_content(const std::string &path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream content;
-    content << stream.rdbuf();
-    return content.str();
-}
-
-void set_file_content(const std::string &path, const std::string &content) {
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    ASSERT_TRUE(stream) << path;
-}
-
-bool exists(const std::string &path) {
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0;
-}
-
-uint64_t file_size(const std::string &path) {
-    return std::filesystem::file_size(path);
 }
 
 uint64_t word_at(const std::string &bytes, size_t at) {

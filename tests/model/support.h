@@ -1,5 +1,4 @@
-/* What the engine's tests share: a child process whose end and whose output can
- * be looked at, folders and volumes of their own, the log, and the sector
+/* The engine's lines and records as its tests compare them, and the sector
  * pattern as the C library's own generator gives it. */
 #ifndef TROVIK_TESTS_MODEL_SUPPORT_H
 #define TROVIK_TESTS_MODEL_SUPPORT_H
@@ -7,29 +6,29 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "model/engine_results.h"
 #include "model/f3write.h"
+#include "support/folder.h"
+#include "support/mounts.h"
+#include "support/process.h"
+#include "support/volumes.h"
 
 namespace model_tests {
 
-/* How a child process ended, and all that it wrote. */
-struct child_outcome {
-    bool timed_out = false;
-    int wait_status = 0;
-    std::string out;
-    std::string err;
+using child_outcome = test_support::process_result;
+using test_support::enter_private_mounts;
+using test_support::exists;
+using test_support::file_content;
+using test_support::file_size;
+using test_support::private_folder;
+using private_volume = test_support::tmpfs_volume;
+using test_support::set_file_content;
 
-    bool exited_with(int status) const;
-    bool aborted() const;
-};
-
-/* Runs `body` in a forked child with standard output and standard error in
- * files (so that output which the engine does not flush in time is really
- * missing). A child that blocks is killed after 20 seconds. A body that returns
- * ends the child with status 0. */
-child_outcome run_in_child(const std::function<void()> &body);
+/* Runs `body` in a forked child. Output that the engine does not flush stays in the child. */
+inline child_outcome run_in_child(const std::function<void()> &body) {
+    return test_support::run_body(body);
+}
 
 /* The program's name as the engine prints it. */
 std::string own_program_name();
@@ -50,54 +49,8 @@ void expect_assertion(const child_outcome &outcome, const std::string &condition
  * error. */
 void expect_refusal(const child_outcome &outcome, const std::string &message, int error);
 
-/* A folder that is removed with all that is in it. */
-class private_folder {
- public:
-    private_folder();
-    ~private_folder();
-    private_folder(const private_folder &) = delete;
-    private_folder &operator=(const private_folder &) = delete;
-
-    const std::string &path() const { return m_path; }
-    const char *c_path() const { return m_path.c_str(); }
-    std::string file(const std::string &name) const { return m_path + "/" + name; }
-
- private:
-    std::string m_path;
-};
-
-/* A small volume of its own (tmpfs with `options`), mounted where only this
- * process sees it: nothing stays behind even when the process is killed.
- * `reason()` says why there is none when mounted() is false. */
-class private_volume {
- public:
-    explicit private_volume(const std::string &options);
-    ~private_volume();
-    private_volume(const private_volume &) = delete;
-    private_volume &operator=(const private_volume &) = delete;
-
-    bool mounted() const { return m_reason.empty(); }
-    const std::string &reason() const { return m_reason; }
-    const std::string &path() const { return m_folder.path(); }
-    const char *c_path() const { return m_folder.c_path(); }
-    std::string file(const std::string &name) const { return m_folder.file(name); }
-
- private:
-    private_folder m_folder;
-    std::string m_reason;
-};
-
-/* Puts this process into a mount namespace of its own, once. Empty on success,
- * else the reason. */
-std::string enter_private_mounts();
-
 /* Empties the log and returns its text. */
 std::string drained_log();
-
-std::string file_content(const std::string &path);
-void set_file_content(const std::string &path, const std::string &content);
-bool exists(const std::string &path);
-uint64_t file_size(const std::string &path);
 
 /* `size` bytes of test sectors, the first one at `offset`, made with
  * srand48/lrand48. */
@@ -123,13 +76,6 @@ engine_read_results read_results();
 /* A seed for random cases: TROVIK_TEST_SEED when set, else fresh. Put it into a
  * SCOPED_TRACE. */
 uint32_t random_seed();
-
-/* Leaves the current test when there is no `volume`, with the reason. */
-#define SKIP_WITHOUT(volume)                   \
-    do {                                       \
-        if (!(volume).mounted())               \
-            GTEST_SKIP() << (volume).reason(); \
-    } while (0)
 
 }  // namespace model_tests
 

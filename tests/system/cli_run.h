@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "mounts.h"
-#include "process.h"
 #include "sector_oracle.h"
+#include "support/process.h"
+#include "support/volumes.h"
 
 namespace system_tests {
+
+using namespace test_support;
 
 struct cli_result : process_result {
     nlohmann::json json;  // the report, null when there is none

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

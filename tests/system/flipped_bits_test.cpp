@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 #include "user_files.h"
 
 using namespace system_tests;
@@ -165,7 +165,7 @@ TEST(read_only_volume, is_refused_for_everything_but_reading) {
     const std::vector<user_file> files = user_tree();
     const user_files users(where.path(), files);
     ASSERT_EQ(run_cli({"write", where.path()}).exit_status, 0);
-    where.remount_read_only();
+    where.set_read_only(true);
 
     for (const char *command : {"test", "write", "clean"}) {
         for (const bool force : {false, true}) {

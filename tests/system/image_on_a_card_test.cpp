@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

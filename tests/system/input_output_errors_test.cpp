@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 #include "user_files.h"
 
 using namespace system_tests;

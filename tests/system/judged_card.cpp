@@ -7,9 +7,9 @@
 #include <fstream>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "random_card.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 namespace system_tests {
 

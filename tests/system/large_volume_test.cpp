@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 #include "user_files.h"
 
 using namespace system_tests;

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

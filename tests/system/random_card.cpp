@@ -3,8 +3,8 @@
 #include <array>
 
 #include "chance.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 namespace system_tests {
 

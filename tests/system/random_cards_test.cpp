@@ -8,7 +8,7 @@
 #include <iostream>
 
 #include "judged_card.h"
-#include "mounts.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

@@ -11,8 +11,8 @@
 #include <fstream>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

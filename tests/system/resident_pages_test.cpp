@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "../support/locked_pages.h"
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/locked_pages.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 using test_support::locked_pages;

@@ -8,7 +8,7 @@
 #include <csignal>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 #include "user_files.h"
 
 using namespace system_tests;

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

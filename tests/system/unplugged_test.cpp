@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 #include "user_files.h"
 
 using namespace system_tests;

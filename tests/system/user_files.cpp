@@ -11,8 +11,8 @@
 #include <filesystem>
 
 #include "entries.h"
-#include "mounts.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 namespace system_tests {
 

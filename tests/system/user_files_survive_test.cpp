@@ -20,9 +20,9 @@
 #include <thread>
 
 #include "cli_run.h"
-#include "mounts.h"
 #include "random_tree.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

@@ -4,7 +4,7 @@
 #include <csignal>
 
 #include "cli_run.h"
-#include "mounts.h"
+#include "support/volumes.h"
 
 using namespace system_tests;
 

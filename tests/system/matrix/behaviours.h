@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "../mounts.h"
+#include "../cli_run.h"
 #include "../sector_oracle.h"
 
 namespace system_tests {

@@ -8,8 +8,7 @@
 #include <mutex>
 #include <thread>
 
-#include "../mounts.h"
-#include "../process.h"
+#include "../cli_run.h"
 
 namespace system_tests {
 

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "../cli_run.h"
-#include "../mounts.h"
 #include "behaviours.h"
 #include "deadline.h"
+#include "support/volumes.h"
 
 namespace system_tests {
 
