@@ -20,7 +20,7 @@
 #include "model/fatal.h"
 #include "model/utils.h"
 #include "report/printable.h"
-#include "report/test_files.h"
+#include "runner/test_files.h"
 #include "report/time_stamp.h"
 #include "volume/folder_anchor.h"
 #include "volume/medium_doubt.h"
@@ -103,7 +103,7 @@ void TRAppDelegate::UI_start_pressed() {
     m_lock = std::make_unique<run_lock>();
     if (!mayTestVolume())
         return;
-    jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
+    jobThread = std::make_unique<run_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
     UI_removeSpotlightData_outlet->setEnabled(false);

@@ -11,9 +11,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "cli/guard.h"
+#include "cli/commands.h"
 #include "cli/json_output.h"
-#include "cli/run.h"
 #include "cli/stop_signals.h"
 #include "support.h"
 
@@ -228,9 +227,8 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         // begins.
         cli_arguments arguments;
         arguments.command = cli_command::test;
-        run_target target;
-        target.folder = folder.file("gone");
-        target.anchor = std::make_unique<folder_anchor>(target.folder);
+        run_guard guard;
+        guard.look({.path = folder.file("gone"), .judge_volume = false, .pass_unreadable = true});
         json_output json;
         std::string error;
         volume_info elsewhere;
@@ -238,7 +236,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         if (!json.open(report, elsewhere, error))
             _exit(1);
         stop_signals_begin();
-        run_command(arguments, target, json);
+        run_command(arguments, guard, json);
     });
     EXPECT_EQ(result.exit_status, ENOENT);
     EXPECT_TRUE(contains(
@@ -258,14 +256,13 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
     const outcome result = cli_tests::run_body([&] {
         cli_arguments arguments;
         arguments.command = cli_command::read;
-        run_target target;
-        target.folder = volume.path();
-        target.anchor = std::make_unique<folder_anchor>(target.folder);
+        run_guard guard;
+        guard.look({.path = volume.path()});
         // Behind the guard's back: the engine follows no link.
         std::filesystem::create_symlink("/etc/passwd", volume.file("1.fff"));
         json_output json;
         stop_signals_begin();
-        run_command(arguments, target, json);
+        run_command(arguments, guard, json);
     });
     EXPECT_EQ(result.exit_status, ELOOP);
     const std::string last_line =
