@@ -1,9 +1,12 @@
-// Looks from the file system downwards, since what is written out above lands below.
+// Walks from the file system down to the last backing file, because flushing one layer dirties the
+// one below.
 //
-// The kernel's own file systems keep a file's data with the file, and a volume in memory is its own
-// medium. User-space file systems have buffers below them: those of their block device, or the copy
-// that is kept of the folder or image that they lie in. The latter cannot be told from here. Below
-// any file system a loop device may read from the pages that memory holds of its image.
+// The kernel's own file systems keep a file's data in the file's pages only. FUSE file systems have
+// more below them: the pages of their block device, or of the folder or file that their data lies
+// in, which cannot be seen from here. A loop device below any file system reads its backing file
+// through the page cache, unless it uses direct I/O.
+#include "volume/cold_read.h"
+
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <linux/loop.h>
@@ -16,16 +19,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "volume/block_device.h"
-#include "volume/device_buffers.h"
 #include "volume/owned_descriptor.h"
-#include "volume/page_residency.h"
+#include "volume/page_cache.h"
 
 static bool runs_in_user_space(const std::string &file_system) {
     return file_system == "fuseblk" || file_system.rfind("fuse.", 0) == 0 || file_system == "fuse";
@@ -42,23 +43,24 @@ static bool lies_in_memory(int fd) {
            (status.f_type == TMPFS_MAGIC || status.f_type == RAMFS_MAGIC);
 }
 
-// Whether the path may lead to something, seen from here.
+// Whether the path may lead to something. Yes if that cannot be seen from here.
 static bool may_exist(const std::string &path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
-// What keeps pages: a device, or the file that is the image of one.
+// An open block device or backing file.
 struct page_holder {
     int fd = -1;
     bool is_device = false;
 };
 
-// 0, or the error number of what failed. Only what has been written out can be dropped.
-static int drop_pages(const page_holder &holder) {
-    if (fsync(holder.fd) != 0)
-        return errno;
-    // Drops everything at once, but only root may ask for it; any reader may give advice.
+// Flushes, then drops. Returns 0 or the error number.
+static int flush_and_drop(const page_holder &holder) {
+    const int error = page_cache_flush(holder.fd);
+    if (error != 0)
+        return error;
+    // BLKFLSBUF drops all pages at once but needs root.
     if (holder.is_device && ioctl(holder.fd, BLKFLSBUF, 0) == 0)
         return 0;
     return posix_fadvise(holder.fd, 0, 0, POSIX_FADV_DONTNEED);
@@ -74,32 +76,34 @@ static std::uint64_t size_of(const page_holder &holder, int &error) {
 }
 
 static bool has_resident_page(int fd, std::uint64_t offset, std::uint64_t bytes, int &error) {
-    const std::optional<std::uint64_t> resident = page_residency_bytes(fd, offset, bytes, error);
+    const std::optional<std::uint64_t> resident =
+        page_cache_resident_bytes(fd, offset, bytes, error);
     if (!resident && error == 0)
         error = EPERM;
     return error == 0 && *resident != 0;
 }
 
-// Whether a page of these stays when it is dropped; sets `error` when that cannot be known.
+// Whether a page of the range stays resident when it is dropped. Sets `error` if that cannot be
+// known.
 //
-// Both ways to drop say yes also when they left pages that are mapped or locked, so each must be
-// asked for. None stay of a sound volume that nobody uses. Where its daemon or the file system
-// above an image is busy for another program, one or two pages of the tables are back before all of
-// a large device has been asked for. Those have been read again, from the medium, or are about to
-// be written out: doing that, dropping them once more just before the question, and halving what is
-// asked until it is a single page, leaves them no time to come back.
+// BLKFLSBUF and POSIX_FADV_DONTNEED succeed even if mapped or locked pages remain, so every page is
+// checked. On a sound volume in use, a FUSE daemon or the file system above a backing file reads a
+// page or two of its tables again before the check of a large device is over. Those pages are no
+// reason to doubt: they come from the medium or are about to be written to it. To tell them from
+// pages that stay, the range is dropped again and halved, down to a single page, which leaves no
+// time to read it again.
 static bool has_staying_page(const page_holder &holder, std::uint64_t offset, std::uint64_t bytes,
                              int &error) {
     if (!has_resident_page(holder.fd, offset, bytes, error))
         return false;
     const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
     if (bytes <= page) {
-        error = drop_pages(holder);
+        error = flush_and_drop(holder);
         return error == 0 && has_resident_page(holder.fd, offset, bytes, error);
     }
     const std::uint64_t half = (bytes / page + 1) / 2 * page;
     for (const std::uint64_t start : {std::uint64_t{0}, half}) {
-        page_residency_release(holder.fd, 0);
+        page_cache_drop(holder.fd, 0);
         const std::uint64_t part = start == 0 ? half : bytes - half;
         if (has_staying_page(holder, offset + start, part, error))
             return true;
@@ -117,53 +121,55 @@ static bool has_staying_pages(const page_holder &holder, std::uint64_t size, int
     return false;
 }
 
-// Empty when nothing is left in memory, else why something may be.
-static std::string staying_pages(const page_holder &holder) {
+// Empty if all pages are dropped, else the reason why some may stay.
+static std::string drop_all(const page_holder &holder) {
     int error = 0;
     const std::uint64_t size = size_of(holder, error);
-    const bool stay = error == 0 && page_residency_insist([&](bool /*again*/) {
-                          error = drop_pages(holder);
+    const bool stay = error == 0 && page_cache_retry([&](bool /*again*/) {
+                          error = flush_and_drop(holder);
                           return error == 0 && has_staying_pages(holder, size, error);
                       });
     if (error != 0)
         return "cannot be dropped: " + std::generic_category().message(error);
     if (!stay)
         return {};
-    const std::uint64_t bytes = page_residency_bytes(holder.fd, 0, size, error).value_or(0);
+    const std::uint64_t bytes = page_cache_resident_bytes(holder.fd, 0, size, error).value_or(0);
     return "cannot be dropped, " + std::to_string(bytes) + " bytes of them stay";
 }
 
-// Likewise for a file system in user space whose source is no block device.
-static std::string other_source(const volume_info &volume) {
+// The same for a FUSE file system whose source is not a block device.
+static std::string drop_other_source(const volume_info &volume, bool medium_is_memory) {
     // The simulated card says so when memory is its medium. Of cells in a file there would be a
     // copy in memory. No other daemon has both of these names by accident.
     if (volume.file_system == "fuse.trovik-cardsim" && volume.source == "trovik-cardsim:memory")
         return {};
-    // A source in /dev that cannot be seen from here may be a device all the same.
+    // A source in /dev may be a device even if it cannot be seen from here.
     if (volume.file_system == "fuseblk" || volume.source.rfind("/dev/", 0) == 0)
         return "the device " + volume.source + " cannot be reached";
-    // Another volume's folder or an image on one, as bindfs and gocryptfs use.
+    // A folder or an image on another volume, as bindfs and gocryptfs use.
     if (volume.source.rfind('/', 0) == 0 && may_exist(volume.source))
         return "the volume's data lies in " + volume.source + ", of which memory holds a copy, too";
-    // Several folders ("/a:/b"), another machine, or any text: a daemon may call its source what it
+    // Several folders ("/a:/b"), another machine, or any text: a daemon names its source as it
     // likes.
+    if (medium_is_memory)
+        return {};
     return "what a file system of type " + volume.file_system + " keeps in memory is not known";
 }
 
-// Likewise for any file system in user space.
-static std::string user_space_copy(const volume_info &volume) {
+// The same for any FUSE file system.
+static std::string drop_fuse_source(const volume_info &volume, bool medium_is_memory) {
     if (!is_block_device(volume.source))
-        return other_source(volume);
+        return drop_other_source(volume, medium_is_memory);
     const owned_descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string why = device.is_open()
-                                ? staying_pages({device.get(), true})
+                                ? drop_all({device.get(), true})
                                 : "cannot be dropped: " + std::generic_category().message(errno);
     return why.empty() ? why : "the buffers of " + volume.source + " " + why;
 }
 
-// What a loop device reads from, opened; else `error` is set. The name is the one that the system
-// tells, which leads elsewhere when the device was set up below another root: it must be the same
-// file that the device has, or there is no telling.
+// Opens the backing file of a loop device, or sets `error`. The system's name for it leads
+// elsewhere if the device was set up below another root, so the device and inode numbers must
+// match.
 static owned_descriptor open_backing(const std::string &node, const std::string &backing,
                                      int &error) {
     error = 0;
@@ -187,11 +193,13 @@ static void add(std::string &reasons, const std::string &reason) {
         reasons += (reasons.empty() ? "" : ", and ") + reason;
 }
 
-static void look_below(const volume_info &volume, int depth, std::string &reasons);
-static void look_below(dev_t device, int depth, std::string &reasons);
+static void drop_below(const volume_info &volume, bool medium_is_memory, int depth,
+                       std::string &reasons);
+static void drop_below(dev_t device, bool medium_is_memory, int depth, std::string &reasons);
 
-// What lies in memory is its own medium. What is read past its pages may still stand on others.
-static void look_below(const block_device_loop &loop, int depth, std::string &reasons) {
+// Goes on below a loop device with direct I/O, too: its backing file may lie on another one.
+static void drop_below(const block_device_loop &loop, bool medium_is_memory, int depth,
+                       std::string &reasons) {
     const std::string node = "/dev/" + loop.name;
     int error = 0;
     const owned_descriptor backing = open_backing(node, loop.backing, error);
@@ -205,21 +213,21 @@ static void look_below(const block_device_loop &loop, int depth, std::string &re
     const bool is_device = S_ISBLK(status.st_mode);
     if (!is_device && lies_in_memory(backing.get()))
         return;
-    const std::string why = loop.direct ? "" : staying_pages({backing.get(), is_device});
+    const std::string why = loop.direct ? "" : drop_all({backing.get(), is_device});
     if (!why.empty())
         add(reasons, "the pages of " + loop.backing + ", which " + node + " reads from, " + why);
     volume_info volume;
     std::string unknown;
     if (is_device)
-        look_below(status.st_rdev, depth + 1, reasons);
+        drop_below(status.st_rdev, medium_is_memory, depth + 1, reasons);
     else if (volume_describe(loop.backing, volume, unknown))
-        look_below(volume, depth + 1, reasons);
+        drop_below(volume, medium_is_memory, depth + 1, reasons);
     else
         add(reasons, unknown);
 }
 
-static void look_below(dev_t device, int depth, std::string &reasons) {
-    // Images in images in images: deeper than anybody builds.
+static void drop_below(dev_t device, bool medium_is_memory, int depth, std::string &reasons) {
+    // Deeper than images in images are ever nested.
     constexpr int max_depth = 8;
     const std::vector<block_device_loop> loops =
         block_device_loops(device, block_device_system_places());
@@ -228,25 +236,23 @@ static void look_below(dev_t device, int depth, std::string &reasons) {
         return;
     }
     for (const block_device_loop &loop : loops)
-        look_below(loop, depth, reasons);
+        drop_below(loop, medium_is_memory, depth, reasons);
 }
 
-static void look_below(const volume_info &volume, int depth, std::string &reasons) {
+static void drop_below(const volume_info &volume, bool medium_is_memory, int depth,
+                       std::string &reasons) {
     if (runs_in_user_space(volume.file_system))
-        add(reasons, user_space_copy(volume));
+        add(reasons, drop_fuse_source(volume, medium_is_memory));
     const std::optional<dev_t> device =
         major(volume.device) != 0
             ? volume.device
             : block_device_number(volume.source, block_device_system_places());
     if (device)
-        look_below(*device, depth, reasons);
+        drop_below(*device, medium_is_memory, depth, reasons);
 }
 
-bool device_buffers_drop(const volume_info &volume, std::string &reason) noexcept try {
-    reason.clear();
-    look_below(volume, 0, reason);
-    return reason.empty();
-} catch (const std::exception &error) {
-    reason = error.what();
-    return false;
+std::string cold_read_device(const volume_info &volume, bool medium_is_memory) {
+    std::string reasons;
+    drop_below(volume, medium_is_memory, 0, reasons);
+    return reasons;
 }

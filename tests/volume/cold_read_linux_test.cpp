@@ -1,5 +1,5 @@
-// Buffers below a file system: which volumes have them, and what is said when they cannot be
-// dropped. Whole runs on counterfeit devices below exFAT and NTFS are among the system's tests.
+// Pages below a file system: which volumes have them, and the reason given when they cannot be
+// dropped. Whole runs on counterfeit devices below exFAT and NTFS are in tests/system.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/loop.h>
@@ -19,8 +19,8 @@
 
 #include "../support/locked_pages.h"
 #include "support.h"
-#include "volume/device_buffers.h"
-#include "volume/page_residency.h"
+#include "volume/cold_read.h"
+#include "volume/page_cache.h"
 
 using namespace volume_tests;
 using test_support::locked_pages;
@@ -32,72 +32,64 @@ static volume_info volume_on(const std::string &file_system, const std::string &
     return volume;
 }
 
-TEST(device_buffers, the_kernels_own_file_systems_have_none_below_them) {
-    std::string reason;
+TEST(cold_read_linux, kernel_file_systems_have_no_pages_below) {
     for (const char *type : {"ext4", "vfat", "exfat", "ntfs3", "btrfs", "tmpfs"})
-        EXPECT_TRUE(device_buffers_drop(volume_on(type, "/dev/no-such-device"), reason)) << type;
-    EXPECT_EQ(reason, "");
+        EXPECT_EQ(cold_read_device(volume_on(type, "/dev/no-such-device"), false), "") << type;
 }
 
-TEST(device_buffers, a_simulated_card_in_memory_has_none_below_it) {
+TEST(cold_read_linux, trusts_simulated_card_in_memory) {
     const char *const card = "fuse.trovik-cardsim";
-    std::string reason;
-    EXPECT_TRUE(device_buffers_drop(volume_on(card, "trovik-cardsim:memory"), reason));
-    EXPECT_EQ(reason, "");
+    EXPECT_EQ(cold_read_device(volume_on(card, "trovik-cardsim:memory"), false), "");
     for (const char *other : {"trovik-cardsim:file", "trovik-cardsim", "trovik-cardsim:memory2",
                               "trovik-cardsim:memor", "/tmp", "none", ""})
-        EXPECT_FALSE(device_buffers_drop(volume_on(card, other), reason)) << other;
-    EXPECT_EQ(reason,
+        EXPECT_NE(cold_read_device(volume_on(card, other), false), "") << other;
+    EXPECT_EQ(cold_read_device(volume_on(card, ""), false),
               "what a file system of type fuse.trovik-cardsim keeps in memory is not known");
     for (const char *type : {"fuse.trovik-cardsim2", "fuse.bindfs", "fuse", "fuseblk"})
-        EXPECT_FALSE(device_buffers_drop(volume_on(type, "trovik-cardsim:memory"), reason)) << type;
+        EXPECT_NE(cold_read_device(volume_on(type, "trovik-cardsim:memory"), false), "") << type;
 }
 
-TEST(device_buffers, what_a_user_space_file_system_without_a_device_keeps_is_not_known) {
-    std::string reason;
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuse.encfs\n", "encfs"), reason));
-    EXPECT_EQ(reason, "what a file system of type fuse.encfs\n keeps in memory is not known");
+TEST(cold_read_linux, doubts_fuse_file_system_without_device) {
+    EXPECT_EQ(cold_read_device(volume_on("fuse.encfs\n", "encfs"), false),
+              "what a file system of type fuse.encfs\n keeps in memory is not known");
     const std::vector<std::pair<const char *, const char *>> others = {
         {"fuse.mergerfs", "/tmp:/var"},    {"fuse.unionfs", "unionfs"},
         {"fuse.cryfs", "cryfs@/tmp"},      {"fuse.fuse2fs", "card.img"},
         {"fuse.sshfs", "host:/folder"},    {"fuse", "none"},
         {"fuse.bindfs", "trovik-cardsim"}, {"fuse.kind", "/tmp/no-such-folder"}};
     for (const auto &[type, source] : others)
-        EXPECT_FALSE(device_buffers_drop(volume_on(type, source), reason)) << type;
+        EXPECT_NE(cold_read_device(volume_on(type, source), false), "") << type;
 }
 
-TEST(device_buffers, a_device_that_cannot_be_reached_is_a_reason_to_doubt) {
-    std::string reason;
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuseblk", "/dev/no\nsuch"), reason));
-    EXPECT_EQ(reason, "the device /dev/no\nsuch cannot be reached");
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuse.ntfs-3g", "/dev/no-such-device"), reason));
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuseblk", "card"), reason));
+TEST(cold_read_linux, doubts_unreachable_device) {
+    EXPECT_EQ(cold_read_device(volume_on("fuseblk", "/dev/no\nsuch"), false),
+              "the device /dev/no\nsuch cannot be reached");
+    EXPECT_NE(cold_read_device(volume_on("fuse.ntfs-3g", "/dev/no-such-device"), false), "");
+    EXPECT_NE(cold_read_device(volume_on("fuseblk", "card"), false), "");
 }
 
-TEST(device_buffers, what_lies_on_another_volume_is_a_reason_to_doubt) {
+TEST(cold_read_linux, doubts_source_on_another_volume) {
     const private_folder lower;
     std::string reason;
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuse.bindfs", lower.path()), reason));
-    EXPECT_EQ(reason,
+    EXPECT_EQ(cold_read_device(volume_on("fuse.bindfs", lower.path()), false),
               "the volume's data lies in " + lower.path() + ", of which memory holds a copy, too");
     const std::string image = lower.make_file("image\n", "");
-    EXPECT_FALSE(device_buffers_drop(volume_on("fuse.fuse2fs", image), reason));
+    reason = cold_read_device(volume_on("fuse.fuse2fs", image), false);
     EXPECT_NE(reason.find("image\n, "), std::string::npos) << reason;
-    EXPECT_TRUE(device_buffers_drop(volume_on("ext4", lower.path()), reason));
-    EXPECT_EQ(reason, "");
+    EXPECT_EQ(cold_read_device(volume_on("ext4", lower.path()), false), "");
 }
 
 namespace {
 
-// A loop device in which a file system may be made; empty where none can be had.
+// A loop device for a new file system; empty if there is none.
 std::string device_of(private_mounts &mounts, std::uintmax_t bytes) {
     const std::string image = mounts.folder().make_file("image", "");
     std::filesystem::resize_file(image, bytes);
     return mounts.attach_loop(image);
 }
 
-// A second image, in an ext4 of this test's own that lies on the first. Nothing is left for the
-// kernel to clear later: that takes pages of the first image away, locked or not.
+// An image in an ext4 on another image. mkfs.ext4 clears everything at once: the kernel's later
+// clearing would discard pages of the outer image, even locked ones.
 class image_in_image {
  public:
     explicit image_in_image(private_mounts &mounts) {
@@ -115,7 +107,7 @@ class image_in_image {
     static constexpr std::size_t bytes = std::size_t{8} << 20;
     std::string path() const { return m_folder + "/image"; }
     const std::string &folder() const { return m_folder; }
-    // Empty when it cannot be had.
+    // Empty if there is no loop device.
     const std::string &node() const { return m_node; }
     void write_through_the_device() const {
         const int fd = open(m_node.c_str(), O_WRONLY | O_CLOEXEC);
@@ -127,7 +119,7 @@ class image_in_image {
     std::uint64_t bytes_in_memory() const {
         const int fd = open(path().c_str(), O_RDONLY | O_CLOEXEC);
         int error = 0;
-        const auto resident = page_residency_bytes(fd, 0, bytes, error);
+        const auto resident = page_cache_resident_bytes(fd, 0, bytes, error);
         EXPECT_TRUE(resident.has_value()) << error;
         close(fd);
         return resident.value_or(0);
@@ -139,90 +131,92 @@ class image_in_image {
 
 }  // namespace
 
-TEST(device_buffers, that_stay_are_a_reason_to_doubt_until_they_can_go) {
+TEST(cold_read_linux, doubts_locked_device_pages) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string node = device_of(mounts, (std::uintmax_t{150} << 20) + 512);
     if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
     std::string reason;
-    EXPECT_TRUE(device_buffers_drop(volume_on("fuseblk", node), reason)) << reason;
+    EXPECT_EQ(cold_read_device(volume_on("fuseblk", node), false), "");
     const std::string stay = "the buffers of " + node + " cannot be dropped, ";
     {
         const locked_pages locked(node, off_t{100} << 20, std::size_t{1} << 20);
-        EXPECT_FALSE(device_buffers_drop(volume_on("fuseblk", node), reason));
+        reason = cold_read_device(volume_on("fuseblk", node), false);
         EXPECT_EQ(reason.rfind(stay, 0), 0U) << reason;
-        // More where the system keeps them in larger pieces.
+        // More if the kernel uses larger pages.
         EXPECT_GE(std::stoull(reason.substr(stay.size())), 1U << 20) << reason;
     }
     {
         const locked_pages locked(node, (off_t{150} << 20) - 4096, 4096);
-        EXPECT_FALSE(device_buffers_drop(volume_on("fuse.kind", node), reason));
+        reason = cold_read_device(volume_on("fuse.kind", node), false);
         EXPECT_EQ(reason.rfind(stay, 0), 0U) << reason;
     }
-    EXPECT_TRUE(device_buffers_drop(volume_on("fuseblk", node), reason)) << reason;
-    EXPECT_EQ(reason, "");
+    EXPECT_EQ(cold_read_device(volume_on("fuseblk", node), false), "");
 }
 
 #define SKIP_WITHOUT_IMAGES(image) \
     if ((image).node().empty())    \
     GTEST_SKIP() << "no loop device, or no mkfs.ext4, can be had here"
 
-TEST(image_below, its_pages_are_dropped_below_every_file_system) {
+TEST(cold_read_linux, drops_backing_file_below_any_file_system) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const image_in_image image(mounts);
     SKIP_WITHOUT_IMAGES(image);
     for (const char *type : {"ext4", "fuseblk"}) {
-        image.write_through_the_device();
-        EXPECT_EQ(image.bytes_in_memory(), image_in_image::bytes) << type;
-        std::string reason;
-        EXPECT_TRUE(device_buffers_drop(volume_on(type, image.node()), reason)) << reason;
-        EXPECT_EQ(image.bytes_in_memory(), 0U) << type;
+        EXPECT_TRUE(within_a_minute([&] {
+            image.write_through_the_device();
+            return image.bytes_in_memory() == image_in_image::bytes;
+        })) << type;
+        EXPECT_TRUE(within_a_minute([&] {
+            EXPECT_EQ(cold_read_device(volume_on(type, image.node()), false), "");
+            return image.bytes_in_memory() == 0;
+        })) << type;
     }
 }
 
-TEST(image_below, pages_that_stay_are_a_reason_to_doubt_unless_they_are_read_past) {
+TEST(cold_read_linux, doubts_locked_backing_file_without_direct_io) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const image_in_image image(mounts);
     SKIP_WITHOUT_IMAGES(image);
-    std::string reason;
     volume_info by_number;
     by_number.file_system = "ext4";
     by_number.device = node_number(image.node());
     {
         const locked_pages locked(image.path(), 1 << 20, 4096);
-        EXPECT_FALSE(device_buffers_drop(by_number, reason));
-        EXPECT_EQ(reason, "the pages of " + image.path() + ", which " + image.node() +
-                              " reads from, cannot be dropped, 4096 bytes of them stay");
+        const std::string stay = "the pages of " + image.path() + ", which " + image.node() +
+                                 " reads from, cannot be dropped, ";
+        const std::string reason = cold_read_device(by_number, false);
+        EXPECT_EQ(reason.rfind(stay, 0), 0U) << reason;
+        EXPECT_GE(std::stoull(reason.substr(stay.size())), 4096U) << reason;
         const int loop = open(image.node().c_str(), O_RDONLY | O_CLOEXEC);
         if (ioctl(loop, LOOP_SET_DIRECT_IO, 1UL) == 0) {
-            EXPECT_TRUE(device_buffers_drop(by_number, reason)) << reason;
+            EXPECT_EQ(cold_read_device(by_number, false), "");
         }
         ioctl(loop, LOOP_SET_DIRECT_IO, 0UL);
         close(loop);
     }
-    EXPECT_TRUE(device_buffers_drop(by_number, reason)) << reason;
+    EXPECT_EQ(cold_read_device(by_number, false), "");
 }
 
-TEST(image_below, an_image_below_that_image_is_seen_to_as_well) {
+TEST(cold_read_linux, follows_backing_file_onto_another_loop_device) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const image_in_image image(mounts);
     SKIP_WITHOUT_IMAGES(image);
-    // Somewhere that is not memory, or there is nothing to doubt.
     struct statfs below = {};
     ASSERT_EQ(statfs(mounts.folder().path().c_str(), &below), 0);
     const bool is_memory = below.f_type == TMPFS_MAGIC;
     const std::string outer = mounts.folder().path() + "/image";
     const locked_pages locked(outer, 20 << 20, 4096);
-    std::string reason;
-    EXPECT_EQ(device_buffers_drop(volume_on("ext4", image.node()), reason), is_memory);
+    const std::string reason = cold_read_device(volume_on("ext4", image.node()), false);
+    EXPECT_EQ(reason.empty(), is_memory);
     EXPECT_EQ(reason.rfind("the pages of " + outer + ", which ", 0) == 0, !is_memory) << reason;
 }
 
-TEST(image_below, an_image_in_memory_has_it_for_its_medium) {
+TEST(cold_read_linux, accepts_backing_file_in_memory) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string folder = mounts.folder().make_folder("memory");
@@ -232,26 +226,24 @@ TEST(image_below, an_image_in_memory_has_it_for_its_medium) {
     if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
     const locked_pages locked(image, 0, 4096);
-    std::string reason;
-    EXPECT_TRUE(device_buffers_drop(volume_on("ext4", node), reason)) << reason;
+    EXPECT_EQ(cold_read_device(volume_on("ext4", node), false), "");
 }
 
-TEST(image_below, an_image_that_another_file_covers_or_that_is_removed_is_a_reason_to_doubt) {
+TEST(cold_read_linux, doubts_covered_or_removed_backing_file) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const image_in_image image(mounts);
     SKIP_WITHOUT_IMAGES(image);
     const std::string doubt = "the file that " + image.node() + " reads from cannot be reached: ";
-    std::string reason;
     ASSERT_EQ(mount("none", image.folder().c_str(), "tmpfs", 0, "size=1m"), 0);
     EXPECT_TRUE(std::ofstream(image.path()) << "another");
-    EXPECT_FALSE(device_buffers_drop(volume_on("ext4", image.node()), reason));
-    EXPECT_EQ(reason, doubt + std::strerror(ESTALE));
+    EXPECT_EQ(cold_read_device(volume_on("ext4", image.node()), false),
+              doubt + std::strerror(ESTALE));
     ASSERT_EQ(umount2(image.folder().c_str(), 0), 0);
-    EXPECT_TRUE(device_buffers_drop(volume_on("ext4", image.node()), reason)) << reason;
+    EXPECT_EQ(cold_read_device(volume_on("ext4", image.node()), false), "");
     std::filesystem::remove(image.path());
-    EXPECT_FALSE(device_buffers_drop(volume_on("ext4", image.node()), reason));
-    EXPECT_EQ(reason, doubt + std::strerror(ENOENT));
+    EXPECT_EQ(cold_read_device(volume_on("ext4", image.node()), false),
+              doubt + std::strerror(ENOENT));
 }
 
 namespace {
@@ -265,12 +257,12 @@ void PrintTo(const user_space_kind &kind, std::ostream *out) {
     *out << kind.name;
 }
 
-class sound_device_buffers : public testing::TestWithParam<user_space_kind> {};
+class cold_read_below_fuse : public testing::TestWithParam<user_space_kind> {};
 
 }  // namespace
 
-// Files written, read and removed before, and another program that goes on using the volume.
-TEST_P(sound_device_buffers, are_no_reason_to_doubt) {
+// Another thread uses the volume while files are written to it.
+TEST_P(cold_read_below_fuse, passes_sound_volume_in_use) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     for (const std::string &program : {GetParam().make[0], GetParam().mount[0]})
@@ -297,15 +289,14 @@ TEST_P(sound_device_buffers, are_no_reason_to_doubt) {
     for (int time = 0; time < 8; ++time) {
         const std::string name = folder + "/" + std::to_string(time % 3) + ".fff";
         EXPECT_TRUE(std::ofstream(name) << std::string(std::size_t{8} << 20, 'x'));
-        std::string reason;
-        EXPECT_TRUE(device_buffers_drop(volume_on("fuseblk", node), reason)) << reason;
+        EXPECT_EQ(cold_read_device(volume_on("fuseblk", node), false), "");
     }
     ends = true;
     other.join();
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    of_each_kind, sound_device_buffers,
+    of_each_kind, cold_read_below_fuse,
     testing::Values(user_space_kind{"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse"}},
                     user_space_kind{"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g"}}),
     [](const auto &test) { return std::string(test.param.name); });
