@@ -29,7 +29,7 @@
 #include "report/report_json.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
-#include "volume/medium_doubt.h"
+#include "volume/cold_read.h"
 
 constexpr std::chrono::milliseconds poll_interval{100};
 
@@ -226,7 +226,8 @@ void command_run::see_to_medium() {
     std::vector<std::string> names;
     std::string unlisted;
     test_files_names(m_target.folder, m_arguments.start_index, names, unlisted);
-    const std::string reason = medium_doubt(m_target.volume, m_target.folder, names, unlisted);
+    const std::string reason =
+        cold_read_prepare(m_target.volume, m_target.folder, names, unlisted, false);
     if (reason.empty())
         return;
     m_may_rest_on_memory = true;
