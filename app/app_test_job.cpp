@@ -20,10 +20,10 @@
 #include "model/fatal.h"
 #include "model/utils.h"
 #include "report/printable.h"
-#include "runner/test_files.h"
 #include "report/time_stamp.h"
+#include "runner/test_files.h"
+#include "volume/cold_read.h"
 #include "volume/folder_anchor.h"
-#include "volume/medium_doubt.h"
 #include "volume/run_lock.h"
 
 // Long enough for the display to show a state before the next thing happens.
@@ -154,7 +154,8 @@ void TRAppDelegate::seeToMedium() {
     std::vector<std::string> names;
     std::string unlisted;
     test_files_names(selectedVolumePath, 0, names, unlisted);
-    const std::string reason = medium_doubt(*selectedVolume, selectedVolumePath, names, unlisted);
+    const std::string reason =
+        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, false);
     if (reason.empty())
         return;
     m_scope.may_rest_on_memory = true;

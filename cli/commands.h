@@ -13,7 +13,8 @@
 run_request cli_run_request(const cli_arguments &arguments);
 
 // Said, with EXIT_STATUS_NO_THREAD, when a run has no thread to run on.
-constexpr char cli_no_thread_text[] = "the run could not be started: the system has no thread to spare";
+constexpr char cli_no_thread_text[] =
+    "the run could not be started: the system has no thread to spare";
 
 // Runs test, write, read or clean on the volume that `guard` has taken. Prints the engine's lines,
 // the report and the verdict, and writes the JSON report if one is wanted. Returns the exit status.

@@ -169,8 +169,9 @@ int command_run::read_back() {
     }
     print_verdict(verdict_sentence(verdict.verdict), verdict.reasons, verdict.notes);
     const bool cleans_up = m_arguments.command == cli_command::test && !m_arguments.keep_files;
+    // Without a thread, the files go all the same; only nothing is shown meanwhile.
     if (cleans_up && !run_on_thread(&run_steps::clean_up))
-        return end_without_thread();
+        m_steps.clean_up();
     return finish(verdict_exit_status(verdict.verdict));
 }
 
@@ -187,8 +188,8 @@ int command_run::finish(int status) {
     if (m_steps.is_volume_gone())
         fail(volume_gone_text(m_guard.folder()));
     if (listing_error != 0)
-        fail(folder + " could not be read to its end, test files may be left: " +
-             error_text(listing_error));
+        fail(folder +
+             " could not be read to its end, test files may be left: " + error_text(listing_error));
     if (m_console.output_error() != 0)
         fail("standard output could not be written: " + error_text(m_console.output_error()));
     if (!write_json(std::nullopt))
@@ -241,7 +242,8 @@ void command_run::show_status() {
     } else if (input.phase == ENGINE_PHASE_READING) {
         input.index = read.current_index;
         input.bytes_done = read.bytes_read;
-        input.bytes_expected = m_steps.scope().has_write ? written.bytes_written : m_guard.files().bytes;
+        input.bytes_expected =
+            m_steps.scope().has_write ? written.bytes_written : m_guard.files().bytes;
     }
     if (input.phase != m_phase)
         m_speed.reset();
@@ -304,9 +306,6 @@ void command_run::print_left_files() {
 
 int command_run::end_without_thread() {
     m_console.print_error(std::string("trovik-cli: ") + cli_no_thread_text);
-    // With a report, it was the clean-up that had no thread.
-    if (m_facts)
-        print_left_files();
     write_json(report_json_fatal{cli_no_thread_text, EXIT_STATUS_NO_THREAD});
     return EXIT_STATUS_NO_THREAD;
 }

@@ -19,8 +19,7 @@ left_files left_files_look(const run_guard &guard, std::chrono::milliseconds pat
                        volume = guard.volume(), anchor = guard.anchor()] {
         left_files found;
         found.volume_replaced = anchor && !anchor->is_in_place();
-        found.volume_gone =
-            found.volume_replaced || (volume && !is_described_as(*volume, folder));
+        found.volume_gone = found.volume_replaced || (volume && !is_described_as(*volume, folder));
         // None of the files in a replaced folder is ours.
         if (!found.volume_gone)
             found.files = test_files_text_of(folder, start_index);

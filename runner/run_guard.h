@@ -21,14 +21,14 @@
 
 enum class refusal_kind {
     none,
-    no_folder,          // the path leads to no folder: `reason`
-    unknown_volume,     // the folder's volume cannot be described: `reason` names the path, too
-    read_only,          // the volume takes no writes
-    not_mount_root,     // the folder lies inside the volume that is mounted on `volume_root`
-    system_volume,      // the volume holds `system_use`
-    volume_gone,        // the chosen volume cannot be described any more
-    other_volume,       // another volume has taken the place of the one that was chosen or looked at
-    other_run,          // another run works on the volume
+    no_folder,       // the path leads to no folder: `reason`
+    unknown_volume,  // the folder's volume cannot be described: `reason` names the path, too
+    read_only,       // the volume takes no writes
+    not_mount_root,  // the folder lies inside the volume that is mounted on `volume_root`
+    system_volume,   // the volume holds `system_use`
+    volume_gone,     // the chosen volume cannot be described any more
+    other_volume,    // another volume has taken the place of the one that was chosen or looked at
+    other_run,       // another run works on the volume
     unreadable_folder,  // the folder cannot be read to its end: `reason` names it, too
     foreign_entries,    // `foreign`: entries with a test file's name that are not ours
 };
@@ -49,11 +49,12 @@ struct run_request {
     std::string path;     // of the folder that holds the test files
     int start_index = 0;  // of the first test file
     // Refuse a volume that a run should not fill: read-only, the system's own, or one that the path
-    // is not the root of. Off for a run that only reads, and where the user has confirmed the volume.
+    // is not the root of. Off for a run that only reads, and where the user has confirmed the
+    // volume.
     bool judge_volume = true;
     bool force = false;  // override what can be overridden
     // The volume that the user chose earlier; another one in its place is refused.
-    std::optional<volume_info> chosen;
+    std::optional<volume_info> chosen = std::nullopt;
     // Let the run begin on a folder that does not exist or cannot be read: the engine ends the
     // process with the reason.
     bool pass_unreadable = false;

@@ -12,7 +12,7 @@
 #include "model/utils.h"
 #include "report/printable.h"
 #include "runner/test_files.h"
-#include "volume/medium_doubt.h"
+#include "volume/cold_read.h"
 
 run_steps::run_steps(const run_guard &guard, run_plan plan, run_callbacks callbacks)
     : m_guard(guard), m_plan(plan), m_callbacks(std::move(callbacks)) {}
@@ -46,7 +46,8 @@ void run_steps::make_reading_cold() {
     std::vector<std::string> names;
     std::string unlisted;
     test_files_names(m_guard.folder(), m_guard.start_index(), names, unlisted);
-    const std::string reason = medium_doubt(*m_guard.volume(), m_guard.folder(), names, unlisted);
+    const std::string reason = cold_read_prepare(*m_guard.volume(), m_guard.folder(), names,
+                                                 unlisted, m_plan.medium_is_memory);
     if (reason.empty())
         return;
     m_may_rest_on_memory = true;

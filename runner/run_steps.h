@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The steps of a run in their order: remove old test files, fill, make the reading cold, list, read;
-// later, clean up. Before each step and after the last one the volume is looked at: once another
-// one has taken its place, no further step begins, and the scope says so.
+// The steps of a run in their order: remove old test files, fill, make the reading cold, list,
+// read; later, clean up. Before each step and after the last one the volume is looked at: once
+// another one has taken its place, no further step begins, and the scope says so.
 //
 // The engine's failures are not handled here: they end the process (model/fatal.h).
 #ifndef TROVIK_RUNNER_RUN_STEPS_H
@@ -23,6 +23,7 @@ struct run_plan {
     bool fill = false;
     bool read = false;                             // list and read
     std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
+    bool medium_is_memory = false;                 // see cold_read_prepare()
 };
 
 // Called on the thread of the steps. Each may be left out.

@@ -42,8 +42,9 @@ TEST(refusal_text, names_folder_with_reason) {
               "/media/card: gone");
     EXPECT_EQ(refusal_text(refusal(refusal_kind::read_only)),
               "'/media/card' is read-only; --force does not change this");
-    EXPECT_EQ(refusal_text(refusal(refusal_kind::unreadable_folder, "'/media/card' cannot be read")),
-              "'/media/card' cannot be read; --force does not change this");
+    EXPECT_EQ(
+        refusal_text(refusal(refusal_kind::unreadable_folder, "'/media/card' cannot be read")),
+        "'/media/card' cannot be read; --force does not change this");
     EXPECT_EQ(refusal_text(refusal(refusal_kind::other_run)),
               "another run is at work on '/media/card'; --force does not change this");
     EXPECT_EQ(refusal_text({}), "");

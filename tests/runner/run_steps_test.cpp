@@ -86,9 +86,7 @@ class run_steps_fixture : public testing::Test {
         EXPECT_EQ(file_content(m_volume.file("1.fff")), "of another volume");
     }
 
-    static constexpr run_plan whole_test() {
-        return {.remove = true, .fill = true, .read = true};
-    }
+    static constexpr run_plan whole_test() { return {.remove = true, .fill = true, .read = true}; }
 
     tmpfs_volume m_volume{"size=512k"};
     run_guard m_guard;
@@ -215,9 +213,7 @@ TEST_F(run_steps_test, notices_a_volume_replaced_in_the_last_step) {
     take();
     for (const run_plan &plan :
          {whole_test(), run_plan{.remove = true, .fill = true}, run_plan{.remove = true}}) {
-        cover_after(plan.read   ? run_step::read
-                    : plan.fill ? run_step::fill
-                                : run_step::remove);
+        cover_after(plan.read ? run_step::read : plan.fill ? run_step::fill : run_step::remove);
         run_steps steps(m_guard, plan, m_callbacks);
         steps.execute();
         EXPECT_TRUE(steps.scope().volume_gone);
@@ -246,11 +242,12 @@ TEST_F(run_steps_test, says_once_before_listing_that_reading_may_come_from_memor
     SKIP_IF_MISSING(test_support::missing_for_images({"mkfs.ext4"}));
     const test_support::image_volume volume(2 * test_support::mib, {"mkfs.ext4", "-q", "-F"}, {},
                                             "ext4");
-    ASSERT_FALSE(m_guard.look({.path = volume.path()}));
-    ASSERT_FALSE(m_guard.take());
-    run_steps(m_guard, {.fill = true}).execute();
+    run_guard guard;  // ends before the volume, which it keeps in use
+    ASSERT_FALSE(guard.look({.path = volume.path()}));
+    ASSERT_FALSE(guard.take());
+    run_steps(guard, {.fill = true}).execute();
     const test_support::locked_pages locked(volume.file("1.fff"));
-    run_steps steps(m_guard, {.read = true}, m_callbacks);
+    run_steps steps(guard, {.read = true}, m_callbacks);
     EXPECT_FALSE(steps.scope().may_rest_on_memory);
     steps.execute();
     EXPECT_TRUE(steps.scope().may_rest_on_memory);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 namespace volume_tests {
 
 int kernel_mount_id(const std::string &path) {
@@ -33,6 +35,25 @@ bool is_root(const std::string &path) {
     std::string error;
     EXPECT_TRUE(volume_is_mount_root(path, answer, error)) << error;
     return answer;
+}
+
+ext4_volume::ext4_volume() : m_missing(test_support::missing_for_mounts()) {
+    if (m_missing.empty() && !has_program("mkfs.ext4"))
+        m_missing = "the program mkfs.ext4 is not installed";
+    if (!m_missing.empty())
+        return;
+    const std::string memory = m_mounts.folder().make_folder("memory");
+    EXPECT_TRUE(m_mounts.mount_tmpfs(memory, "size=32m"));
+    const std::string image = m_mounts.folder().make_file("memory/image", "");
+    std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
+    EXPECT_EQ(run_program({"mkfs.ext4", "-q", "-F", image}), 0);
+    const std::string node = m_mounts.attach_loop(image);
+    if (node.empty()) {
+        m_missing = "no loop device can be had here";
+        return;
+    }
+    m_folder = m_mounts.folder().make_folder("volume");
+    EXPECT_TRUE(m_mounts.mount_at(node, m_folder, "ext4", 0, ""));
 }
 
 }  // namespace volume_tests

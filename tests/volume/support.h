@@ -1,9 +1,12 @@
 // The tests of volumes ask the kernel and the room about the same path.
-#pragma once
+#ifndef TROVIK_TESTS_VOLUME_SUPPORT_H
+#define TROVIK_TESTS_VOLUME_SUPPORT_H
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/mounts.h"
@@ -33,4 +36,33 @@ dev_t node_number(const std::string &node);
 volume_info described(const std::string &path);
 bool is_root(const std::string &path);
 
+// Repeats `fact` until it holds. False after a minute.
+template <typename question>
+bool within_a_minute(const question &fact) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes{1};
+    while (!fact()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    }
+    return true;
+}
+
+// An ext4 of 16 MiB on a loop device of its own. Its backing file lies in memory, so that a busy
+// disk does not delay it.
+class ext4_volume {
+ public:
+    ext4_volume();
+    // Why there is none, or the empty text.
+    const std::string &missing() const { return m_missing; }
+    const std::string &folder() const { return m_folder; }
+
+ private:
+    private_mounts m_mounts;
+    std::string m_folder;
+    std::string m_missing;
+};
+
 }  // namespace volume_tests
+
+#endif

@@ -171,7 +171,7 @@ TEST_F(result_report, tells_a_sound_card_from_a_counterfeit_and_sums_up_both_old
     EXPECT_EQ(reportSummary, first_summary);
 
     // Nothing is reported twice, and the next tick says so.
-    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }, 2500));
+    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }));
     EXPECT_EQ(masked_console(), lines);
     EXPECT_FALSE(app().UI_start->isEnabled());
     wait_for_job();

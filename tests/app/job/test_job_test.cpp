@@ -185,7 +185,8 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     EXPECT_EQ(look_at(app()).write_speed, "77.00");
 
     // The pause: the state is shown, the console is empty.
-    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<TESTING>"; }, 1900));
+    tick();
+    EXPECT_EQ(app().UI_state->text(), "<TESTING>");
     EXPECT_EQ(console(), "");
     EXPECT_EQ(look_at(app()).write_speed, "0.00") << "the first tick overwrites it";
     ASSERT_TRUE(wait_until([&] { return !console().empty(); }));
@@ -205,7 +206,7 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     EXPECT_EQ(writePhaseDone, 0);
     EXPECT_EQ(writing.phase, "Writing 1.fff");
     EXPECT_EQ(writing.write_unit, "MB");
-    EXPECT_GT(writing.write_speed.toDouble(), 0.9);
+    EXPECT_GT(writing.write_speed.toDouble(), 0.0);
     EXPECT_TRUE(std::regex_match(writing.write_speed.toStdString(), std::regex(R"(\d\.\d\d)")));
     EXPECT_TRUE(
         std::regex_match(writing.progress_value.toStdString(), std::regex(R"(\d\d\.\d %)")));

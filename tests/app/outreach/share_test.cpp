@@ -81,7 +81,7 @@ class share : public app_tests::window_test {
     }
 
     static bool menu_is_gone() {
-        return wait_until([] { return QApplication::activePopupWidget() == nullptr; }, 2000);
+        return wait_until([] { return QApplication::activePopupWidget() == nullptr; });
     }
 
     static void choose_in(QMenu &menu, const QString &title) {
@@ -107,7 +107,7 @@ class share : public app_tests::window_test {
     void pick_save_and(answers &user, const std::function<void(QFileDialog &)> &act) {
         user.then([act](QDialog &dialog) {
             auto &panel = dynamic_cast<QFileDialog &>(dialog);
-            QTimer::singleShot(5000, &panel, &QDialog::reject);
+            QTimer::singleShot(app_tests::patience_ms, &panel, &QDialog::reject);
             act(panel);
         });
         pick(save);
@@ -210,8 +210,7 @@ TEST_F(share, with_no_entry_chosen_does_nothing_and_leaves_nothing_behind) {
     EXPECT_EQ(QApplication::clipboard()->text(), "before");
     EXPECT_EQ(catcher.links(), no_link);
     EXPECT_EQ(window_contents(*app().window), before);
-    EXPECT_TRUE(
-        wait_until([this] { return app().window->findChildren<QMenu *>().isEmpty(); }, 2000));
+    EXPECT_TRUE(wait_until([this] { return app().window->findChildren<QMenu *>().isEmpty(); }));
 }
 
 TEST_F(share, is_opened_and_used_by_keyboard_alone) {
@@ -361,7 +360,7 @@ TEST_F(share, replaces_a_file_only_with_the_users_consent) {
         answers user;
         user.then([&](QDialog &dialog) {
             auto &panel = dynamic_cast<QFileDialog &>(dialog);
-            QTimer::singleShot(5000, &panel, &QDialog::reject);
+            QTimer::singleShot(app_tests::patience_ms, &panel, &QDialog::reject);
             user.then([consent](QDialog &question) {
                 auto &box = dynamic_cast<QMessageBox &>(question);
                 box.button(consent ? QMessageBox::Yes : QMessageBox::No)->click();
@@ -472,7 +471,7 @@ class share_by_mouse : public share {
 
 TEST_F(share_by_mouse, the_menu_stays_open_after_a_click_and_closes_by_the_next_one) {
     press();
-    EXPECT_TRUE(wait_until([] { return open_menu() != nullptr; }, 2000));
+    EXPECT_TRUE(wait_until([] { return open_menu() != nullptr; }));
     release_at(button_place());
     QTest::qWait(50);
     ASSERT_NE(open_menu(), nullptr);
@@ -486,7 +485,7 @@ TEST_F(share_by_mouse, the_menu_stays_open_after_a_click_and_closes_by_the_next_
 
 TEST_F(share_by_mouse, an_entry_is_chosen_by_one_pull_from_the_button) {
     press();
-    ASSERT_TRUE(wait_until([] { return open_menu() != nullptr; }, 2000));
+    ASSERT_TRUE(wait_until([] { return open_menu() != nullptr; }));
     const QPoint entry = place_of(*open_menu(), 0);
     drag_to(entry);
     release_at(entry);

@@ -30,7 +30,7 @@ inline void choose_by_name(QFileDialog &panel, const std::string &path) {
     QTest::keyClicks(field, QString::fromStdString(path));
     QTest::keyClick(field, Qt::Key_Return);
     // A panel that is still open fails its test and ends.
-    QTimer::singleShot(2000, &panel, &QDialog::reject);
+    QTimer::singleShot(patience_ms, &panel, &QDialog::reject);
 }
 
 inline bool has_button(const QFileDialog &panel, const QString &text) {

@@ -95,7 +95,7 @@ void take_all_pictures(QMainWindow &window, const QString &name) {
     for (const auto &[kind, size] :
          {std::pair("small", QSize(800, 600)), std::pair("large", QSize(1600, 1000))}) {
         window.resize(size);
-        ASSERT_TRUE(QTest::qWaitFor([&window, size = size] { return window.size() == size; }))
+        ASSERT_TRUE(wait_until([&window, size = size] { return window.size() == size; }))
             << "it cannot be made " << kind << ", only " << window.width() << " x "
             << window.height();
         QTest::qWait(20);

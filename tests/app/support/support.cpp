@@ -163,7 +163,7 @@ void reset_controller_state() {
     app_settings_suppress_feedback();
 }
 
-bool wait_until(const std::function<bool()> &holds, int patience_ms) {
+bool wait_until(const std::function<bool()> &holds) {
     return QTest::qWaitFor(holds, patience_ms);
 }
 
@@ -192,12 +192,12 @@ void window_test::choose(const std::string &folder) {
 void window_test::run_test() {
     ASSERT_TRUE(m_app->UI_start->isEnabled());
     m_app->UI_start->click();
-    ASSERT_TRUE(wait_until([] { return uiState == UI_STATE_WAITING; }, 120000));
+    ASSERT_TRUE(wait_until([] { return uiState == UI_STATE_WAITING; }));
 }
 
 void window_test::wait_for_job() {
     if (jobThread) {
-        EXPECT_TRUE(wait_until([] { return !jobThread->is_executing(); }, 60000));
+        EXPECT_TRUE(wait_until([] { return !jobThread->is_executing(); }));
     }
 }
 

@@ -80,8 +80,9 @@ class error_capture {
 // Each test starts with the state of a program that has just been started.
 void reset_controller_state();
 
-// Waits until it holds, running the event loop. False after `patience_ms`.
-bool wait_until(const std::function<bool()> &holds, int patience_ms = 30000);
+// Runs the event loop until `holds` is true; false after a minute.
+constexpr int patience_ms = 60000;
+bool wait_until(const std::function<bool()> &holds);
 
 // The window after the disclaimer was accepted.
 class window_test : public testing::Test {

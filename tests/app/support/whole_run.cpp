@@ -103,16 +103,16 @@ void whole_run_test::press_start() {
 
 void whole_run_test::run_whole_test() {
     press_start();
-    ASSERT_TRUE(wait_for_state(UI_STATE_WAITING, 120000));
+    ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
     wait_for_job();
 }
 
-bool whole_run_test::wait_for_state(std::uint32_t state, int patience_ms) {
-    return wait_until([state] { return uiState == state; }, patience_ms);
+bool whole_run_test::wait_for_state(std::uint32_t state) {
+    return wait_until([state] { return uiState == state; });
 }
 
 bool whole_run_test::wait_for_phase(engine_phase phase) {
-    return wait_until([phase] { return engine_results_phase() == phase; }, 60000);
+    return wait_until([phase] { return engine_results_phase() == phase; });
 }
 
 std::vector<std::string> whole_run_test::masked_console() const {

@@ -65,7 +65,7 @@ class whole_run_test : public window_test {
     void press_start();
     // From the click on Start to the report, and on to the job's end.
     void run_whole_test();
-    bool wait_for_state(std::uint32_t state, int patience_ms = 60000);
+    bool wait_for_state(std::uint32_t state);
     bool wait_for_phase(engine_phase phase);
 
     // The console's lines with their time stamps masked.

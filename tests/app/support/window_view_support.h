@@ -33,7 +33,7 @@ class window_view : public volume_selection {
     // Keys go to the active window. Without a window manager no window is, at first.
     bool becomes_active() {
         window().activateWindow();
-        return QTest::qWaitForWindowActive(&window());
+        return QTest::qWaitForWindowActive(&window(), patience_ms);
     }
 
     static void settle() {

@@ -52,7 +52,7 @@ TEST_F(access_grant, to_read_and_write_reads_nothing_of_the_files_that_are_shown
         auto *const model = panel.findChild<QFileSystemModel *>();
         ASSERT_NE(model, nullptr);
         const auto kind = [&](const QString &name) { return model->type(model->index(name)); };
-        EXPECT_TRUE(QTest::qWaitFor([&] { return kind(qpath("picture")) == "File"; }));
+        EXPECT_TRUE(app_tests::wait_until([&] { return kind(qpath("picture")) == "File"; }));
         EXPECT_EQ(kind(qpath("elsewhere")), "Folder");
         panel.reject();
     });
@@ -126,7 +126,7 @@ TEST_F(access_grant, to_read_can_be_confirmed_as_it_was_asked_for) {
     const error_capture log;
     then_in_panel(user, [](QFileDialog &panel) {
         QTest::keyClick(name_field(panel), Qt::Key_Return);
-        QTimer::singleShot(2000, &panel, &QDialog::reject);
+        QTimer::singleShot(app_tests::patience_ms, &panel, &QDialog::reject);
     });
     const QString folder = qpath("elsewhere");
     EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read(folder, folder));

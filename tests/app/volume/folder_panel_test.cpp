@@ -53,16 +53,14 @@ QAbstractItemView *list_of(QFileDialog &panel) {
 // The entry of the list with this name, once the panel has read its folder.
 QModelIndex entry_of(QAbstractItemView &list, const QString &name) {
     QModelIndex found;
-    wait_until(
-        [&] {
-            for (int row = 0; row < list.model()->rowCount(list.rootIndex()); ++row) {
-                const QModelIndex entry = list.model()->index(row, 0, list.rootIndex());
-                if (entry.data().toString() == name)
-                    found = entry;
-            }
-            return found.isValid();
-        },
-        5000);
+    wait_until([&] {
+        for (int row = 0; row < list.model()->rowCount(list.rootIndex()); ++row) {
+            const QModelIndex entry = list.model()->index(row, 0, list.rootIndex());
+            if (entry.data().toString() == name)
+                found = entry;
+        }
+        return found.isValid();
+    });
     return found;
 }
 
@@ -107,7 +105,7 @@ class folder_panel_use : public testing::Test {
         user.then([act](QDialog &dialog) {
             act(dynamic_cast<QFileDialog &>(dialog));
             // A panel that is still open fails its test and ends.
-            QTimer::singleShot(2000, &dialog, &QDialog::reject);
+            QTimer::singleShot(app_tests::patience_ms, &dialog, &QDialog::reject);
         });
         return m_panel.run();
     }

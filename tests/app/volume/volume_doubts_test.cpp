@@ -254,9 +254,9 @@ class doubtful_run : public volume_selection {
         ASSERT_EQ(uiState, UI_STATE_TESTING);
     }
     void finish() {
-        ASSERT_TRUE(QTest::qWaitFor([] { return uiState != UI_STATE_TESTING; }, 60000));
+        ASSERT_TRUE(wait_until([] { return uiState != UI_STATE_TESTING; }));
         tick();
-        ASSERT_TRUE(QTest::qWaitFor([] { return !jobThread->is_executing(); }, 60000));
+        ASSERT_TRUE(wait_until([] { return !jobThread->is_executing(); }));
     }
     // Another run while this one is at work.
     static void expect_refused_to_the_command_line(const std::string &path) {
@@ -274,8 +274,8 @@ TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
     const system_tests::card where({"--size=2M", "--write-rate=2M"});
     start(where.path());
     std::error_code none;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return std::filesystem::file_size(where.file("1.fff"), none) + 1 > 4097; }, 60000));
+    ASSERT_TRUE(wait_until(
+        [&] { return std::filesystem::file_size(where.file("1.fff"), none) + 1 > 4097; }));
     const locked_pages locked(where.file("1.fff"));
     finish();
     EXPECT_EQ(look_at(app()).verdict, "Not proven");

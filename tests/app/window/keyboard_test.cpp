@@ -313,7 +313,7 @@ TEST_F(keyboard, opens_the_menu_for_sharing_and_chooses_in_it) {
     const auto open_menu = [this] {
         EXPECT_TRUE(becomes_active());
         type(Qt::Key_Space);
-        return QTest::qWaitFor([] { return QApplication::activePopupWidget() != nullptr; }) &&
+        return app_tests::wait_until([] { return QApplication::activePopupWidget() != nullptr; }) &&
                QApplication::activePopupWidget()->objectName() == "shareMenu";
     };
     ASSERT_TRUE(open_menu());

@@ -35,7 +35,7 @@ TEST_F(startup, the_disclaimer_has_its_text_and_its_buttons_in_their_order) {
 TEST_F(startup, yes_leads_to_waiting_with_start_disabled) {
     accept_disclaimer();
     EXPECT_EQ(uiState, UI_STATE_WAITING);
-    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }, 3000));
+    EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }));
     EXPECT_FALSE(app().UI_start->isEnabled());
     EXPECT_FALSE(app().UI_disableSpotlight_outlet->isEnabled());
     EXPECT_FALSE(app().UI_removeSpotlightData_outlet->isEnabled());
@@ -66,7 +66,7 @@ TEST_F(startup, the_timer_ticks_once_a_second_on_and_on) {
     EXPECT_EQ(uiTimer->interval(), 1000);
     for (int i = 0; i < 2; ++i) {
         app().UI_state->setText("before the tick");
-        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }, 10000));
+        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }));
     }
 }
 
@@ -84,25 +84,32 @@ namespace {
 
 constexpr int still_running = 99;
 
-// Runs the event loop, as the program does, until something ends it. After
-// `patience_ms` it ends with `still_running`.
-int status_of_event_loop(int patience_ms) {
+// Runs the event loop, as the program does, until something ends it. It ends with
+// `still_running` once `enough` is true, or after a minute.
+int status_of_event_loop(const std::function<bool()> &enough = [] { return false; }) {
     QTimer patience;
-    patience.setSingleShot(true);
     QObject::connect(&patience, &QTimer::timeout, [] { QApplication::exit(still_running); });
-    patience.start(patience_ms);
+    patience.start(app_tests::patience_ms);
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, [&] {
+        if (enough())
+            QApplication::exit(still_running);
+    });
+    look.start(10);
     return QApplication::exec();
 }
 
 class startup_in_event_loop : public window_test {
  protected:
     // The start-up with this answer to the disclaimer; the event loop's status.
-    int status_after(std::function<void(QMessageBox &)> answer, int patience_ms = 10000) {
+    int status_after(
+        std::function<void(QMessageBox &)> answer,
+        const std::function<bool()> &enough = [] { return false; }) {
         QApplication::setQuitOnLastWindowClosed(false);
         answers user;
         user.then([answer](QDialog &dialog) { answer(dynamic_cast<QMessageBox &>(dialog)); });
         QTimer::singleShot(0, &app(), [this] { app().applicationDidFinishLaunching(); });
-        return status_of_event_loop(patience_ms);
+        return status_of_event_loop(enough);
     }
 
     // What the start-up does after the question is done all the same.
@@ -130,7 +137,7 @@ TEST_F(startup_in_event_loop, quit_ends_the_program_and_the_start_up_is_done_all
 TEST_F(startup_in_event_loop, yes_does_not_end_the_program) {
     EXPECT_EQ(
         status_after([](QMessageBox &alert) { press_title(alert, "Yes, I know what I am doing"); },
-                     400),
+                     [this] { return app().UI_state->text() == "<WAITING>"; }),
         still_running);
     expect_start_up_done();
 }
@@ -162,7 +169,7 @@ TEST_F(shutdown, closing_the_window_ends_the_program) {
     QApplication::setQuitOnLastWindowClosed(
         app().applicationShouldTerminateAfterLastWindowClosed());
     QTimer::singleShot(10, &app(), [this] { close_window(); });
-    EXPECT_EQ(status_of_event_loop(10000), 0);
+    EXPECT_EQ(status_of_event_loop(), 0);
     EXPECT_EQ(app().leaveProcess(0), 0);
 }
 

@@ -302,7 +302,7 @@ class display_behind_a_question : public status_display {
     }
 
     void expect_shown_by_the_next_tick() {
-        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<TESTING>"; }, 10000));
+        EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<TESTING>"; }));
         EXPECT_EQ(console(), "news\n");
         uiState = UI_STATE_WAITING;
     }
