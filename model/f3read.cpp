@@ -17,6 +17,7 @@
 #include "model/engine_record.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
+#include "model/file_reader.h"
 #include "model/log_line.h"
 #include "model/medium.h"
 #include "model/sector_lanes.h"
@@ -40,13 +41,6 @@ namespace {
 
 struct sector_counts {
     uint64_t ok, corrupted, changed, overwritten;
-};
-
-/* Where the reading of a file has ended, and why. */
-struct file_end {
-    uint64_t position = 0; /* bytes */
-    bool all_read = false; /* at the file's end; otherwise: */
-    int error = 0;
 };
 
 }  // namespace
@@ -169,28 +163,26 @@ static void count_sectors(const enum sector_class *classes, size_t count, uint32
     }
 }
 
-/* Reads and classifies all sectors. A sector is counted when the next one has been read
- * or could not be: the line of counts that may come with it knows how long that took. So
- * the last sector of what a request brings waits for the next request. */
-static file_end validate_sectors(int fd, uint64_t expected_offset, uint32_t progress,
-                                 uint64_t bytes_before, sector_counts &counts) {
+/* Reads and classifies all sectors. Returns 0 at the file's end, otherwise the error
+ * number. A sector is counted when the next one has been read or could not be: the line
+ * of counts that may come with it knows how long that took. So the last sector of what a
+ * request brings waits for the next request. */
+static int validate_sectors(file_reader &file, uint64_t expected_offset, uint32_t progress,
+                            uint64_t bytes_before, sector_counts &counts) {
     /* Written and read by the test's thread alone. */
-    alignas(64) static char bytes[sectors_per_request * SECTOR_SIZE];
+    alignas(file_reader_alignment) static char bytes[sectors_per_request * SECTOR_SIZE];
     static enum sector_class classes[1 + sectors_per_request];
     struct timeval last_line = {};
     last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
     size_t waiting = 0;       /* sectors at the head of classes, not counted yet: 0 or 1 */
     size_t incomplete = 0;    /* bytes of a sector whose rest is still to come */
-    file_end end = {};
     for (;;) {
-        const ssize_t got = read(fd, bytes + incomplete, sizeof bytes - incomplete);
-        end.error = errno;
+        const ssize_t got = file.next(bytes + incomplete, sizeof bytes - incomplete);
+        const int error = errno;
         if (got <= 0) {
             count_sectors(classes, waiting, progress, counts, last_line);
-            end.all_read = got == 0;
-            return end;
+            return got < 0 ? error : file.had_error() ? EIO : 0;
         }
-        end.position += static_cast<uint64_t>(got);
         const size_t available = incomplete + static_cast<size_t>(got);
         const size_t sectors = available / SECTOR_SIZE;
         ENGINE_REQUIRE_IN(validation, sectors <= sectors_per_request, "sectors_read == 1", module);
@@ -203,7 +195,7 @@ static file_end validate_sectors(int fd, uint64_t expected_offset, uint32_t prog
         classes[0] = classes[complete];
         waiting = 1;
         expected_offset += sectors * SECTOR_SIZE;
-        record_bytes_read(bytes_before + end.position - incomplete);
+        record_bytes_read(bytes_before + file.position() - incomplete);
         std::memmove(bytes, bytes + sectors * SECTOR_SIZE, incomplete);
     }
 }
@@ -252,7 +244,8 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     sector_counts counts = {};
     const uint64_t first_offset =
         static_cast<uint64_t>(static_cast<int64_t>(number)) * test_file_size;
-    const file_end end = validate_sectors(fd, first_offset, progress, before.bytes_read, counts);
+    file_reader file(fd);
+    const int error = validate_sectors(file, first_offset, progress, before.bytes_read, counts);
     ENGINE_REQUIRE(!gettimeofday(&t2, NULL), module);
     add_elapsed(elapsed, t1, t2);
 
@@ -260,9 +253,9 @@ void f3read_validate_file(const char *path, int number, uint64_t *ok, uint64_t *
     *corrupted = counts.corrupted;
     *changed = counts.changed;
     *overwritten = counts.overwritten;
-    *read_all = end.all_read ? 1 : 0;
-    ENGINE_REQUIRE_AS(*read_all || end.error == EIO, "*read_all || errno == EIO", module);
-    *size = end.position;
+    *read_all = error == 0 ? 1 : 0;
+    ENGINE_REQUIRE_AS(*read_all || error == EIO, "*read_all || errno == EIO", module);
+    *size = file.position();
     close(fd);
     std::fputs("\n", stdout);
     record_bytes_read(before.bytes_read + *size);

@@ -18,3 +18,8 @@ int medium_release(int fd) {
 int medium_read_ahead(int fd) {
     return posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
+
+int medium_bypass_cache(int fd) {
+    const int flags = fcntl(fd, F_GETFL);
+    return flags != -1 && fcntl(fd, F_SETFL, flags | O_DIRECT) == 0 ? 0 : errno;
+}

@@ -22,3 +22,7 @@ int medium_release(int fd) {
 int medium_read_ahead(int fd) {
     return control(fd, F_RDAHEAD, 1);
 }
+
+int medium_bypass_cache(int fd) {
+    return control(fd, F_NOCACHE, 1);
+}

@@ -71,6 +71,7 @@ TEST(medium, refusals_are_returned_as_error_numbers) {
     EXPECT_EQ(medium_flush(-1), EBADF);
     EXPECT_EQ(medium_release(-1), EBADF);
     EXPECT_EQ(medium_read_ahead(-1), EBADF);
+    EXPECT_EQ(medium_bypass_cache(-1), EBADF);
     std::array<int, 2> ends = {};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     EXPECT_EQ(medium_flush(ends[1]), EINVAL);

@@ -68,4 +68,9 @@ int medium_read_ahead(int /*fd*/) {
     model_tests::note('A');
     return stage.read_ahead_answer;
 }
+
+/* Only after an error. */
+int medium_bypass_cache(int /*fd*/) {
+    return ENOTSUP;
+}
 }

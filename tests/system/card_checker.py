@@ -16,14 +16,16 @@ disagreement in a line, and status 1.
 """
 import collections
 import errno
+import fcntl
 import json
+import mmap
 import operator
 import os
 import re
 import struct
 import sys
 
-SECTOR, PAGE, FULL_FILE = 512, 4096, 1 << 30
+SECTOR, FULL_FILE = 512, 1 << 30
 WORDS = struct.Struct("<64Q")
 MASK = (1 << 48) - 1
 CLASSES = ("ok", "corrupted", "changed", "overwritten")
@@ -89,10 +91,10 @@ class Card:
         return data
 
     def readable_bytes(self, first, size):
-        """Up to the page that holds the file's first dead sector."""
+        """Up to the file's first dead sector."""
         dead = [sector for low, high in self.bad
                 for sector in range(max(low, first), min(high, first + (size - 1) // SECTOR) + 1)]
-        return (min(dead) - first) * SECTOR // PAGE * PAGE if size and dead else size
+        return (min(dead) - first) * SECTOR if size and dead else size
 
     def free(self, taken):
         """In bytes, or None: nobody knows."""
@@ -114,19 +116,27 @@ class Card:
         return None
 
 
-def read_through_mount(path):
-    data, fd = b"", os.open(path, os.O_RDONLY)
+def read_until_error(read_at, data):
     try:
-        os.fdatasync(fd)
-        os.posix_fadvise(fd, 0, 0, os.POSIX_FADV_DONTNEED)
-        while piece := os.pread(fd, 65536, len(data)):
+        while piece := read_at(len(data)):
             data += piece
     except OSError as failure:
         if failure.errno != errno.EIO:
             raise
+    return data
+
+
+def read_through_mount(path):
+    fd = os.open(path, os.O_RDONLY)
+    sector = mmap.mmap(-1, SECTOR)  # direct I/O needs an aligned buffer
+    try:
+        os.fdatasync(fd)
+        os.posix_fadvise(fd, 0, 0, os.POSIX_FADV_DONTNEED)
+        data = read_until_error(lambda at: os.pread(fd, 65536, at), b"")
+        fcntl.fcntl(fd, fcntl.F_SETFL, os.O_DIRECT)
+        return read_until_error(lambda at: sector[:os.preadv(fd, [sector], at)], data)
     finally:
         os.close(fd)
-    return data
 
 
 def expected_verdict(report, files, card, used, start_at):

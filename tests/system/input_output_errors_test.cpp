@@ -8,8 +8,6 @@
 
 using namespace system_tests;
 
-constexpr std::uint64_t sectors_per_page = 8;
-
 // What a run says about a card whose one test file can be read up to this byte.
 static void expect_stopped_at(const cli_result &run, std::uint64_t byte) {
     EXPECT_EQ(run.exit_status, 74) << run.err;
@@ -31,19 +29,18 @@ static void expect_stopped_at(const cli_result &run, std::uint64_t byte) {
     EXPECT_TRUE(any_contains(run.json.at("reasons"), "up to byte " + std::to_string(byte)));
 }
 
-TEST(input_output_errors, in_the_middle_of_a_file_keep_the_counts_up_to_the_last_readable_page) {
+TEST(input_output_errors, in_middle_of_file_keep_counts_up_to_bad_sector) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = user_tree();
-    // The fourth sector of a page in the middle of the test file: the pages before it
-    // can be read. Test files begin behind the user's.
-    const std::uint64_t bad_sector = 500 * sectors_per_page + 3;
+    // The fourth sector of a page. Test files begin behind the user's.
+    constexpr std::uint64_t bad_sector = 500 * 8 + 3;
     const card where(
         {"--size=24M", "--read-error=" + std::to_string(user_tree_sectors(files) + bad_sector)});
     const user_files users(where.path(), files);
 
     const cli_result run = run_cli_with_report({"test", where.path()});
 
-    expect_stopped_at(run, 500 * sectors_per_page * oracle_sector_bytes);
+    expect_stopped_at(run, bad_sector * oracle_sector_bytes);
     EXPECT_EQ(run.json.at("verdict"), "incomplete");
     EXPECT_EQ(run.json.at("report").at("volume_intact"), "YES");
     EXPECT_EQ(where.test_files(), std::vector<int>{});
@@ -68,11 +65,11 @@ TEST(input_output_errors, at_the_first_sector_mean_that_nothing_was_tested) {
     EXPECT_EQ(run.json.at("verdict"), "nothing_tested");
 }
 
-TEST(input_output_errors, at_the_last_sector_leave_all_pages_before_it_judged) {
+TEST(input_output_errors, at_last_sector_leave_all_others_judged) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--read-error=4095"});
     const cli_result run = run_cli_with_report({"test", where.path()});
-    expect_stopped_at(run, 2 * mib - 4096);
+    expect_stopped_at(run, 2 * mib - oracle_sector_bytes);
 }
 
 TEST(input_output_errors, come_after_lost_data_in_the_verdict) {

@@ -140,12 +140,11 @@ behaviour changed_words(const char *name, const char *row, unsigned count) {
             }};
 }
 
-behaviour read_error(const char *name, const char *row, std::uint64_t sector,
-                     std::uint64_t readable, double place) {
+behaviour read_error(const char *name, const char *row, std::uint64_t sector, double place) {
     return {.name = name,
             .words = row,
             .options = {"--read-error=" + std::to_string(sector)},
-            .folder = incomplete(readable / oracle_sector_bytes, {read_warning}),
+            .folder = incomplete(sector, {read_warning}),
             .image_options = [place](const data_sectors &data) {
                 return words{list("--read-error=", stretch(data, place))};
             }};
@@ -198,13 +197,10 @@ std::vector<behaviour> lost_data_rows() {
 }
 
 std::vector<behaviour> failing_rows() {
-    constexpr std::uint64_t page = 4096;
     return {
-        read_error("cannot_read_its_first_sector", "read error, first sector", 0, 0, 0.0),
-        read_error("cannot_read_a_sector_in_the_middle", "read error, in the middle", 8003,
-                   8003 * oracle_sector_bytes / page * page, 0.5),
-        read_error("cannot_read_its_last_sector", "read error, last sector", all_sectors - 1,
-                   8 * mib - page, 1.0),
+        read_error("cannot_read_its_first_sector", "read error, first sector", 0, 0.0),
+        read_error("cannot_read_a_sector_in_the_middle", "read error, in the middle", 8003, 0.5),
+        read_error("cannot_read_its_last_sector", "read error, last sector", all_sectors - 1, 1.0),
         {.name = "cannot_write_a_sector",
          .words = "write error",
          .options = {"--write-error=8000"},

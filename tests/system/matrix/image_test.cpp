@@ -213,7 +213,7 @@ std::string on_a_file_system::compare_at_rest(const volume &where,
             EXPECT_FALSE(all_can_be_flushed(where, *after)) << again.err;
             return ", then stopped";
         }
-        expect_counts_of(again.json, after);
+        expect_counts_of(again.json, after, lost_by_error(kind()));
         return "";
     }
     ADD_FAILURE() << "the kept files do not come to rest";
@@ -237,7 +237,7 @@ std::string on_a_file_system::judge(const cli_result &run, const volume &where,
         return "";
     if (row().writing_damages)
         return compare_at_rest(where, device);
-    expect_counts_of(report, judge_kept_files(where, device));
+    expect_counts_of(report, judge_kept_files(where, device), lost_by_error(kind()));
     return "";
 }
 
