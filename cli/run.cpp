@@ -103,6 +103,7 @@ run_plan command_run::plan() const {
     plan.fill = is_test || m_arguments.command == cli_command::write;
     plan.read = is_test || m_arguments.command == cli_command::read;
     plan.block_size = m_arguments.block_size;
+    plan.medium_is_memory = m_arguments.medium_is_memory;
     return plan;
 }
 
