@@ -16,7 +16,7 @@
 #include <system_error>
 
 #include "model/plain_text.h"
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "model/utils.h"
 
 /* Written by the host, taken by the thread that ends the process. */

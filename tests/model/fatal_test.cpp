@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string>
 
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "support.h"
 
 using model_tests::child_outcome;
