@@ -155,7 +155,7 @@ void TRAppDelegate::seeToMedium() {
     std::string unlisted;
     test_files_names(selectedVolumePath, 0, names, unlisted);
     const std::string reason =
-        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, false);
+        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, mediumIsMemory);
     if (reason.empty())
         return;
     m_scope.may_rest_on_memory = true;

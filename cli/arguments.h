@@ -17,6 +17,7 @@ struct cli_arguments {
     std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
     bool keep_files = false;                       // leave the test files on the volume
     bool force = false;                            // override what may be overridden
+    bool medium_is_memory = false;    // take the file system's word that it keeps no other copy
     std::optional<std::string> json;  // file for the JSON report, "-" for standard output
 };
 

@@ -226,8 +226,8 @@ void command_run::see_to_medium() {
     std::vector<std::string> names;
     std::string unlisted;
     test_files_names(m_target.folder, m_arguments.start_index, names, unlisted);
-    const std::string reason =
-        cold_read_prepare(m_target.volume, m_target.folder, names, unlisted, false);
+    const std::string reason = cold_read_prepare(m_target.volume, m_target.folder, names, unlisted,
+                                                 m_arguments.medium_is_memory);
     if (reason.empty())
         return;
     m_may_rest_on_memory = true;

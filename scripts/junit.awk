@@ -1,6 +1,7 @@
-# Turns the JUnit file of CTest into lines of results.tsv. Test output in it is
-# escaped, so that a line that begins with an element is one. A test is skipped
-# when it said so itself; a test whose program is missing has failed.
+# Turns the JUnit file of CTest into lines of results.tsv, with a fifth column: the
+# test's seconds. Test output in the file is escaped: a line that begins with an
+# element is one. A test is skipped if it said so itself; a test whose program is
+# missing has failed.
 function attribute(name,    text) {
     text = $0
     if (!sub(".*[ \t]" name "=\"", "", text))
@@ -21,6 +22,7 @@ function plain(text) {
 
 /^[ \t]*<testcase / {
     name = plain(attribute("name"))
+    seconds = attribute("time")
     status = attribute("status")
     verdict = status == "run" ? "passed" : "failed"
     reason = ""
@@ -40,7 +42,7 @@ function plain(text) {
     next
 }
 
-# GoogleTest prints "file:line: Skipped", then what the test gave as its reason.
+# GoogleTest prints "file:line: Skipped", then the test's reason.
 after_skipped {
     if (reason == "")
         reason = plain($0)
@@ -53,5 +55,5 @@ verdict == "skipped" && /: Skipped$/ {
 
 /^[ \t]*<\/testcase>/ {
     after_skipped = 0
-    printf "%s\t%s\t%s\t%s\n", verdict, stage, name, reason
+    printf "%s\t%s\t%s\t%s\t%s\n", verdict, stage, name, reason, seconds
 }

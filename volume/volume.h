@@ -26,9 +26,9 @@ bool volume_describe(const std::string &path, volume_info &info, std::string &er
 // of it. Files that were written or removed on it since then make no difference.
 bool volume_is_still(const volume_info &before, const volume_info &now) noexcept;
 
-// All mounted volumes that a user could want to test: those on a local device (and simulated
-// cards), each once, without images, pseudo and network file systems and without the volumes the
-// system itself lives on. Removable ones first, then those that cannot tell, then the others, each
+// All mounted volumes that a user could want to test: those on a local device, each once,
+// without images, pseudo and network file systems and without the volumes the system itself lives
+// on. Removable ones first, then those that cannot tell, then the others, each
 // group by root. Never touches a network mount, so one that is unreachable does not make it wait.
 // A volume that cannot be looked at (vanished, no permission) could not be tested and is left out.
 // False and `error` only when the mount table cannot be read.
