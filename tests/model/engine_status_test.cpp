@@ -13,7 +13,6 @@
 
 #include "model/engine_publish.h"
 #include "model/engine_results.h"
-#include "model/free_space.h"
 #include "support.h"
 
 using model_tests::private_folder;

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <thread>
 
-#include "evictions.h"
 #include "practice_mount.h"
 #include "test_bytes.h"
 
