@@ -127,7 +127,7 @@ TEST_F(pictures_of_the_start_up, the_disclaimer) {
 
 TEST_F(pictures_of_alerts, the_guard_before_a_volume_that_this_machine_needs) {
     answers user;
-    then_take(user, "alert-guard-system", {"Cancel", "Use this volume all the same"}, "Cancel");
+    then_take(user, "alert-guard-system", {"Cancel", "Use this volume anyway"}, "Cancel");
     EXPECT_FALSE(select("/"));
 }
 
@@ -374,8 +374,7 @@ TEST_F(pictures_of_alerts, the_end_in_a_child_process) {
         if (one.volume_gone)
             volume.take_away();
         answers user;
-        then_take_end(user, QString("alert-end-") + one.name, "The test has ended before its time",
-                      one.begin);
+        then_take_end(user, QString("alert-end-") + one.name, "The test stopped early", one.begin);
         engine_fatal_exit(EROFS, "ERR: Can't remove file", volume.file("1.fff").c_str());
     }
     FAIL() << "no failure has this name";
