@@ -21,7 +21,7 @@
 #include <memory>
 
 #include "app/controller_state.h"
-#include "app/modal_question.h"
+#include "app/alert.h"
 #include "heartbeat.h"
 #include "outreach_support.h"
 #include "volume/folder_anchor.h"

@@ -5,7 +5,7 @@
 #include <QFileInfo>
 #include <QMainWindow>
 
-#include "app/app_settings.h"
+#include "app/outreach.h"
 #include "app/controller_state.h"
 #include "feedback_support.h"
 #include "whole_run.h"
