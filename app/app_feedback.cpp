@@ -9,9 +9,9 @@
 
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
-#include "app/outreach.h"
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
+#include "app/outreach.h"
 #include "app/platform.h"
 
 QString TRAppDelegate::UTIL_getOSCodenameForVersionNumber(const QString &version) const {

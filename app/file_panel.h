@@ -37,8 +37,6 @@ class file_panel : public QFileDialog {
 };
 
 // The panel in which a user chooses the volume to test, by choosing a folder on it.
-
-
 class folder_panel : public file_panel {
  public:
     // Opens where removable volumes are mounted, with the mounted volumes beside it.

@@ -1,5 +1,5 @@
-// Where the program's links lead, and the one answer that it remembers. The hosts and the store's identifier
-// are reserved examples until the maker has real ones; the shapes are settled.
+// Where the program's links lead, and the one answer that it remembers. The hosts and the store's
+// identifier are reserved examples until the maker has real ones; the shapes are settled.
 #ifndef TROVIK_APP_OUTREACH_H
 #define TROVIK_APP_OUTREACH_H
 

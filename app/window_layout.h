@@ -18,7 +18,6 @@ class MainWindow;
 // the middle instead of pushing the window wider or cutting letters in half. The
 // whole text stays its text, its tool tip, and what assistive technology reads.
 
-
 class elided_label : public QLabel {
  public:
     explicit elided_label(QWidget *parent = nullptr);

@@ -7,23 +7,19 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
-#include <thread>
 
 using test_support::file_content;
 using test_support::find_program;
 using test_support::process_result;
 using test_support::run_program;
+using test_support::within_a_minute;
 
 namespace {
 
 constexpr int MOST_ATTEMPTS = 3;
-
-// Each processor counts for itself; the kernel adds them up now and then.
-constexpr std::chrono::seconds UNTIL_COUNTED{60};
 
 /* Pages of files that were evicted and then read again, since the machine was started; 0
  * where the kernel does not tell. */
@@ -39,17 +35,6 @@ uint64_t refaults() {
     return 0;
 }
 
-bool refaults_grow(uint64_t before) {
-    const auto deadline = std::chrono::steady_clock::now() + UNTIL_COUNTED;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (refaults() != before) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
-}
-
 }  // namespace
 
 process_result run_cardsim(std::vector<std::string> words) {
@@ -63,7 +48,8 @@ bool memory_kept_it(const std::function<bool()> &attempt) {
         if (attempt()) {
             return true;
         }
-        if (!refaults_grow(before)) {
+        // Each processor counts for itself; the kernel adds them up now and then.
+        if (!within_a_minute([&] { return refaults() != before; })) {
             return false;
         }
     }

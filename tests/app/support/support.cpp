@@ -18,8 +18,8 @@
 #include <sstream>
 #include <utility>
 
-#include "app/outreach.h"
 #include "app/controller_state.h"
+#include "app/outreach.h"
 #include "app/platform.h"
 #include "model/engine_log.h"
 #include "model/engine_publish.h"
