@@ -105,8 +105,12 @@ bool guard_begin(const cli_arguments &arguments, run_target &target, run_lock &l
                  std::string &refusal) {
     // A run works on the whole volume, through whichever of its folders: writing fills it, and two
     // that read share its speed. The folders tell no volume that is mounted twice.
-    if (!lock.take(target.folder) || !lock.take(target.volume.root) ||
-        !lock.take_file_system(target.volume.device)) {
+    const auto is_held = [](const run_lock_answer &answer) {
+        return answer.state == run_lock_state::held_by_run ||
+               answer.state == run_lock_state::locked;
+    };
+    if (is_held(lock.take_file_system(target.volume.device)) || is_held(lock.take(target.folder)) ||
+        is_held(lock.take(target.volume.root))) {
         refusal =
             "another run is at work on " + shown_path(target.folder) + "; " + force_is_no_help;
         return false;

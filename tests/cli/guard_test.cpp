@@ -248,7 +248,7 @@ TEST(guard, every_command_that_works_on_a_volume_is_refused_while_another_run_ha
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "theirs");
     run_lock other;
-    ASSERT_TRUE(other.take(volume.path()));
+    ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
     for (const char *command : {"test", "write", "read", "clean"}) {
         const cli_tests::outcome result = cli_tests::run_cli({command, volume.path()});
         EXPECT_EQ(result.exit_status, 77) << command;
@@ -272,13 +272,14 @@ TEST(guard, a_run_through_a_folder_is_refused_while_another_has_its_volume) {
         {
             run_lock other;
             run_lock lock;
-            ASSERT_TRUE(other.take(volume.path()));
+            ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
             EXPECT_FALSE(guard_begin(arguments, target, lock, refusal));
         }
         run_lock begun;
         run_lock other;
         EXPECT_TRUE(guard_begin(arguments, target, begun, refusal)) << refusal;
-        EXPECT_FALSE(other.take(volume.path())) << "the root is held as well";
+        EXPECT_EQ(other.take(volume.path()).state, run_lock_state::locked)
+            << "the root is held as well";
     }
 }
 
