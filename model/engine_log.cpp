@@ -7,10 +7,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "model/engine_publish.h"
+#include "model/fatal.h"
+
+static const char module[] = "model/engine_log";
 
 /* Pending text: written by the test's thread, read by the draining thread. */
 static std::atomic<char> engine_log[ENGINE_LOG_SIZE];
@@ -68,4 +74,27 @@ const char *engine_log_take(void) {
 void engine_print(const char *text) {
     std::printf("%s", text);
     engine_log_append(text);
+}
+
+/* Lines of the write phase must be whole, for they name files; lines of the read phase
+ * may be cut, for they only count. */
+int log_line_whole(const char *format, ...) {
+    char line[LOG_LINE_SIZE];
+    const c_numbers with_points;
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    ENGINE_REQUIRE(length >= 0 && length < LOG_LINE_SIZE, module);
+    engine_log_append(line);
+    return length;
+}
+
+void log_line_cut(const char *format, ...) {
+    char line[LOG_LINE_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    engine_log_append(line);
 }

@@ -4,12 +4,12 @@
  * reader never meets a half-written one. */
 #include "model/engine_status.h"
 
+#include <sys/statvfs.h>
+
 #include <atomic>
 #include <cstdio>
 
-#include "model/c_numbers.h"
 #include "model/engine_publish.h"
-#include "model/free_space.h"
 
 extern const uint64_t test_file_size = UINT64_C(1073741824);
 
@@ -48,6 +48,15 @@ const char *scale_to_unit(double *value) {
     }
     *value = scaled;
     return unit_names[index];
+}
+
+int free_space_query(const char *path, uint64_t *bytes) {
+    struct statvfs statistics = {};
+    *bytes = 0;
+    if (path == nullptr || statvfs(path, &statistics) != 0)
+        return 0;
+    *bytes = static_cast<uint64_t>(statistics.f_bfree) * statistics.f_frsize;
+    return 1;
 }
 
 uint64_t engine_free_space(void) {

@@ -24,9 +24,12 @@ extern const uint64_t test_file_size;
  * stay as they are, in "Byte". */
 const char *scale_to_unit(double *value);
 
-/* Free bytes of the file system that holds the engine's volume path, blocks
- * reserved for the super-user included; 0 without a path or when the file
- * system does not answer. */
+/* Free bytes of the file system that holds `path`, blocks reserved for the super-user
+ * included: the test can fill them. Returns 1 with the bytes in `*bytes`, or 0 with 0
+ * bytes when the file system does not answer. */
+int free_space_query(const char *path, uint64_t *bytes);
+
+/* The same for the engine's volume path; 0 without a path or an answer. */
 uint64_t engine_free_space(void);
 
 /* The volume whose free space is asked for. The engine keeps the pointer: the

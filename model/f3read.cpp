@@ -14,11 +14,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "model/engine_publish.h"
 #include "model/engine_record.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
 #include "model/file_reader.h"
-#include "model/log_line.h"
 #include "model/medium.h"
 #include "model/sector_lanes.h"
 #include "model/sector_pattern.h"

@@ -9,7 +9,6 @@
 #include "model/engine_status.h"
 #include "model/f3read.h"
 #include "model/fatal.h"
-#include "model/log_line.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
 
@@ -28,10 +27,6 @@ struct read_totals {
 };
 
 }  // namespace
-
-static int next_index(int index) {
-    return static_cast<int>(static_cast<uint32_t>(index) + 1U);
-}
 
 static void print_missing_file(int index) {
     char full_fn[ENGINE_PATH_MAX];
@@ -111,7 +106,7 @@ static void print_warnings(const read_totals &totals, int start_at) {
         std::printf("ERR: WARNING: Not all files are available\n");
     if (start_at > 0)
         std::printf("ERR: WARNING: Not all files were tested due to parameter %s%i\n",
-                    "--start-at=", next_index(start_at));
+                    "--start-at=", number_of_index(start_at));
     if (!totals.all_read)
         std::printf("ERR: WARNING: Not all data was read due to I/O error(s)\n");
 }

@@ -19,8 +19,6 @@
 #include "model/engine_record.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
-#include "model/free_space.h"
-#include "model/log_line.h"
 #include "model/plain_text.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
@@ -119,7 +117,7 @@ double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progre
     struct write_flow fw = new_write_flow(free_bytes, show_progress, block_size);
     int index = start_at;
     while (create_and_fill_file(path, index, test_file_size, &fw) == 1)
-        index = static_cast<int>(static_cast<uint32_t>(index) + 1U);
+        index = next_index(index);
 
     phase_folder_known = false;
     const int known = free_space_query(path, &free_bytes);

@@ -9,7 +9,6 @@
 #include "model/engine_status.h"
 #include "model/f3write.h"
 #include "model/fatal.h"
-#include "model/log_line.h"
 #include "model/medium.h"
 
 static const char module[] = "model/f3write";

@@ -29,7 +29,7 @@ ENGINE_NORETURN void engine_assertion_failed(const char *condition, const char *
                                              const char *module);
 
 /* Ends the process with exit status `error` (an error number) and the message
- * "<what> <path>". */
+ * "<what> <path>: <the system's text>". A path that is too long ends in "...". */
 ENGINE_NORETURN void engine_fatal_exit(int error, const char *what, const char *path);
 
 /* Ends the process unless `holds`, in the name of `function`: for conditions that

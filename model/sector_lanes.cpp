@@ -10,7 +10,7 @@
 #include <array>
 #include <cstring>
 
-#include "model/processor.h"
+#include "model/platform.h"
 #include "model/sector_pattern.h"
 #include "model/test_sector.h"
 

@@ -20,6 +20,14 @@ int number_of_index(int index) {
     return static_cast<int>(static_cast<uint32_t>(index) + 1U);
 }
 
+int next_index(int index) {
+    return number_of_index(index);
+}
+
+static int index_of_number(uint32_t number) {
+    return static_cast<int>(number - 1U);
+}
+
 static bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
@@ -69,7 +77,7 @@ int *__ls_my_files(DIR *dir, int start_at, int *count, int *my_index) {
         if (is_my_file(entry->d_name) && number_from_filename(entry->d_name) > start_at) {
             list = list_with_room(list, &capacity, *count + 1);
             list[(*count)++] =
-                static_cast<int>(static_cast<uint32_t>(number_from_filename(entry->d_name)) - 1U);
+                index_of_number(static_cast<uint32_t>(number_from_filename(entry->d_name)));
         }
         errno = 0;
     }
@@ -109,5 +117,5 @@ int parse_start_at(const char *argument) {
     const long value = std::strtol(argument + prefix_length, nullptr, 10);
     if (value <= 0 || value == LONG_MAX)
         return -1;
-    return static_cast<int>(static_cast<uint32_t>(value) - 1U);
+    return index_of_number(static_cast<uint32_t>(value));
 }

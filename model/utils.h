@@ -17,8 +17,9 @@ extern "C" {
 /* The engine's own limit for a full path, terminator included. */
 #define ENGINE_PATH_MAX 1024
 
-/* The number of the file with this index. */
+/* The number of the file with this index, and the index behind it: index + 1. */
 int number_of_index(int index);
+int next_index(int index);
 
 /* Writes "path/<num + 1>.fff" into `full_fn` (ENGINE_PATH_MAX bytes) and points
  * `*filename` at the name behind the slash. A longer path ends the process. */

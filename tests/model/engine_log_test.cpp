@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "model/engine_publish.h"
 #include "support.h"
 
 using model_tests::child_outcome;
@@ -179,7 +180,7 @@ TEST_F(engine_log, two_threads_lose_nothing_while_the_log_has_room) {
     });
     unsigned next = 0;
     std::string problem;
-    const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto latest = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (next < lines && problem.empty() && std::chrono::steady_clock::now() < latest) {
         problem = consecutive_lines(drained_log(), next);
         drained = next;
@@ -215,4 +216,23 @@ TEST_F(engine_log, two_threads_under_overflow_never_see_a_text_twice_or_torn) {
     EXPECT_EQ(problem, "");
     EXPECT_GT(next, 0U);
     EXPECT_LE(next, lines);
+}
+
+TEST_F(engine_log, a_line_of_80_characters_is_appended_whole) {
+    const std::string line = std::string(79, 'x') + "\n";
+    EXPECT_EQ(log_line_whole("%s", line.c_str()), 80);
+    EXPECT_EQ(drained_log(), line);
+}
+
+TEST_F(engine_log, a_line_of_81_characters_ends_the_process) {
+    const std::string line(81, 'x');
+    EXPECT_TRUE(run_in_child([&] { log_line_whole("%s", line.c_str()); }).aborted());
+}
+
+TEST_F(engine_log, a_cut_line_keeps_its_first_80_characters) {
+    const std::string line = std::string(80, 'x') + "yyy\n";
+    log_line_cut("%s", line.c_str());
+    EXPECT_EQ(drained_log(), std::string(80, 'x'));
+    log_line_cut("%s\n", std::string(79, 'x').c_str());
+    EXPECT_EQ(drained_log(), std::string(79, 'x') + "\n");
 }

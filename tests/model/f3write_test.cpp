@@ -4,6 +4,7 @@
  * f3write_refusal_test.cpp. */
 #include "model/f3write.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -106,12 +107,24 @@ TEST_F(f3write, a_file_is_readable_and_writable_by_its_owner_alone) {
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
-TEST_F(f3write, an_existing_file_is_emptied_and_written_anew) {
+/* The old file is not emptied: a program that holds it open still has its content. */
+TEST_F(f3write, removes_existing_file_and_creates_new_one) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), std::string(100000, 'x'));
+    const std::string content(100000, 'x');
+    set_file_content(folder.file("1.fff"), content);
+    ASSERT_EQ(chmod(folder.file("1.fff").c_str(), 0644), 0);
+    const int old = open(folder.file("1.fff").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(old, 0);
     write_flow fw = new_flow(1U << 20U);
     EXPECT_EQ(create_and_fill_file(folder.c_path(), 0, 2048, &fw), 1);
     EXPECT_EQ(file_content(folder.file("1.fff")), reference_sectors(0, 2048));
+    struct stat status = {};
+    ASSERT_EQ(stat(folder.file("1.fff").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    std::string kept(content.size() + 1, '\0');
+    kept.resize(static_cast<size_t>(read(old, kept.data(), kept.size())));
+    EXPECT_EQ(kept, content);
+    close(old);
 }
 
 TEST_F(f3write, block_size_is_what_one_write_takes) {

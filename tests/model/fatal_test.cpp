@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string>
 
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "support.h"
 
 using model_tests::child_outcome;
@@ -71,6 +71,51 @@ TEST(fatal, a_refusal_does_not_cut_a_long_path) {
         run_in_child([&] { engine_fatal_exit(ENOENT, "Can't open path", path.c_str()); });
     EXPECT_TRUE(outcome.exited_with(ENOENT));
     EXPECT_EQ(outcome.err, model_tests::refusal_line("Can't open path " + path, ENOENT));
+}
+
+TEST(fatal, cuts_a_path_that_is_too_long_and_never_the_reason) {
+    const std::string start = model_tests::own_program_name() + ": Can't open path ";
+    const std::string reason = ": " + std::string(strerror(ENAMETOOLONG)) + "\n";
+    std::string longest;
+    for (const size_t length : {1023U, 1400U, 1480U, 1500U, 1536U, 4095U, 100000U}) {
+        const std::string path(length, 'p');
+        const child_outcome outcome =
+            run_in_child([&] { engine_fatal_exit(ENAMETOOLONG, "Can't open path", path.c_str()); });
+        EXPECT_TRUE(outcome.exited_with(ENAMETOOLONG));
+        const std::string whole = start + path + reason;
+        if (outcome.err == whole)
+            continue;
+        longest = outcome.err;
+        ASSERT_TRUE(longest.ends_with("..." + reason)) << longest;
+        const size_t kept = longest.size() - start.size() - reason.size() - 3;
+        EXPECT_EQ(longest, start + path.substr(0, kept) + "..." + reason);
+        EXPECT_LT(kept, length);
+        EXPECT_GE(kept, 1023U);
+    }
+    EXPECT_NE(longest, "") << "no path was cut";
+}
+
+/* A part of a character would be shown as "\xNN". */
+TEST(fatal, cuts_a_path_between_characters) {
+    for (const std::string character : {"\u00E9", "\u20AC", "\U0001F4BE"}) {
+        for (size_t shift = 0; shift < character.size(); ++shift) {
+            std::string path(shift, 'p');
+            while (path.size() < 2000)
+                path += character;
+            const child_outcome outcome =
+                run_in_child([&] { engine_fatal_exit(EIO, "Can't open path", path.c_str()); });
+            EXPECT_NE(outcome.err.find(character + "...: "), std::string::npos) << outcome.err;
+            EXPECT_EQ(outcome.err.find('\\'), std::string::npos) << outcome.err;
+        }
+    }
+}
+
+TEST(fatal, cuts_a_path_of_no_encoding) {
+    const std::string path(2000, '\x80');
+    const child_outcome outcome =
+        run_in_child([&] { engine_fatal_exit(EIO, "Can't open path", path.c_str()); });
+    EXPECT_TRUE(outcome.err.ends_with("\\x80...: " + std::string(strerror(EIO)) + "\n"))
+        << outcome.err;
 }
 
 /* A socket that keeps messages apart is standard error: one message for each call. */

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "model/fatal.h"
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "support.h"
 
 using model_tests::run_in_child;

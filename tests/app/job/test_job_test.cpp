@@ -15,6 +15,7 @@
 #include "app/sandbox.h"
 #include "model/engine_status.h"
 #include "mounts.h"
+#include "report/number_text.h"
 #include "user_files.h"
 #include "whole_run.h"
 
@@ -223,7 +224,7 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     const window_look reading = look_at(app());
     EXPECT_TRUE(std::regex_match(reading.phase.toStdString(),
                                  std::regex(R"(Reading 1\.fff \(\d+\.\d %\))")));
-    EXPECT_EQ(reading.progress_value, QString::asprintf("%.1f %%", written));
+    EXPECT_EQ(reading.progress_value, QString::fromStdString(number_text_fixed(written, 1) + " %"));
     EXPECT_GE(written, writing.progress_value.chopped(2).toDouble());
     EXPECT_TRUE(reading.console_at_end);
 

@@ -5,7 +5,6 @@
 
 #include "test_bytes.h"
 
-using cardsim::file_tree;
 using cardsim::node;
 using cardsim::ROOT_NODE;
 
@@ -14,7 +13,7 @@ namespace {
 constexpr timespec NOW{100, 0};
 constexpr timespec LATER{200, 0};
 
-class file_tree_test : public testing::Test {
+class file_tree : public testing::Test {
  protected:
     node *make(uint64_t folder, const char *name, mode_t mode = S_IFREG | 0644) {
         node *made = nullptr;
@@ -33,12 +32,12 @@ class file_tree_test : public testing::Test {
     cardsim::card_room m_room{
         cardsim::card({.real_sectors = 100}, cardsim::sector_store_in_memory()),
         cardsim::sector_allocator(100)};
-    file_tree m_tree{m_room, {.mode = S_IFDIR | 0755}, NOW};
+    cardsim::file_tree m_tree{m_room, {.mode = S_IFDIR | 0755}, NOW};
 };
 
 }  // namespace
 
-TEST_F(file_tree_test, names_are_found_where_they_were_made) {
+TEST_F(file_tree, names_are_found_where_they_were_made) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *file = make(folder->number, "d\xC3\xA4tei \xE2\x98\x83");
     EXPECT_EQ(look(folder->number, "d\xC3\xA4tei \xE2\x98\x83"), file);
@@ -48,7 +47,7 @@ TEST_F(file_tree_test, names_are_found_where_they_were_made) {
     EXPECT_EQ(m_tree.lookup(999, "x", &found), ENOENT);
 }
 
-TEST_F(file_tree_test, a_name_is_made_once_and_not_too_long) {
+TEST_F(file_tree, a_name_is_made_once_and_not_too_long) {
     make(ROOT_NODE, "a");
     node *made = nullptr;
     EXPECT_EQ(m_tree.make(ROOT_NODE, "a", {.mode = S_IFREG}, NOW, &made), EEXIST);
@@ -57,7 +56,7 @@ TEST_F(file_tree_test, a_name_is_made_once_and_not_too_long) {
     EXPECT_EQ(m_tree.make(ROOT_NODE, std::string(255, 'x'), {.mode = S_IFREG}, NOW, &made), 0);
 }
 
-TEST_F(file_tree_test, a_removed_file_gives_its_sectors_back_at_once) {
+TEST_F(file_tree, a_removed_file_gives_its_sectors_back_at_once) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 1;
     fill(*file, 5000);
@@ -70,7 +69,7 @@ TEST_F(file_tree_test, a_removed_file_gives_its_sectors_back_at_once) {
     EXPECT_EQ(m_tree.find(number), nullptr);
 }
 
-TEST_F(file_tree_test, an_open_file_keeps_its_contents_until_it_is_closed) {
+TEST_F(file_tree, an_open_file_keeps_its_contents_until_it_is_closed) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 1;
     m_tree.opened(*file);
@@ -81,14 +80,14 @@ TEST_F(file_tree_test, an_open_file_keeps_its_contents_until_it_is_closed) {
     EXPECT_EQ(m_room.space.taken(), 0U);
 }
 
-TEST_F(file_tree_test, a_named_file_survives_being_forgotten_by_the_kernel) {
+TEST_F(file_tree, a_named_file_survives_being_forgotten_by_the_kernel) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 3;
     m_tree.forget(file->number, 3);
     EXPECT_EQ(look(ROOT_NODE, "a"), file);
 }
 
-TEST_F(file_tree_test, only_empty_folders_are_removed_and_only_as_folders) {
+TEST_F(file_tree, only_empty_folders_are_removed_and_only_as_folders) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     make(folder->number, "file");
     EXPECT_EQ(m_tree.remove_folder(ROOT_NODE, "folder", NOW), ENOTEMPTY);
@@ -101,7 +100,7 @@ TEST_F(file_tree_test, only_empty_folders_are_removed_and_only_as_folders) {
     EXPECT_EQ(m_tree.count(), 1U);
 }
 
-TEST_F(file_tree_test, renaming_moves_replaces_and_frees) {
+TEST_F(file_tree, renaming_moves_replaces_and_frees) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *file = make(ROOT_NODE, "a");
     node *other = make(folder->number, "b");
@@ -115,7 +114,7 @@ TEST_F(file_tree_test, renaming_moves_replaces_and_frees) {
     EXPECT_EQ(look(folder->number, "b"), file);
 }
 
-TEST_F(file_tree_test, renaming_keeps_kinds_apart_and_folders_out_of_themselves) {
+TEST_F(file_tree, renaming_keeps_kinds_apart_and_folders_out_of_themselves) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *inner = make(folder->number, "inner", S_IFDIR | 0755);
     make(ROOT_NODE, "a");
@@ -130,7 +129,7 @@ TEST_F(file_tree_test, renaming_keeps_kinds_apart_and_folders_out_of_themselves)
     EXPECT_EQ(folder->links, 2U);
 }
 
-TEST_F(file_tree_test, exchanging_swaps_two_nodes) {
+TEST_F(file_tree, exchanging_swaps_two_nodes) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *file = make(ROOT_NODE, "a");
     node *inner = make(folder->number, "inner", S_IFDIR | 0755);
@@ -141,7 +140,7 @@ TEST_F(file_tree_test, exchanging_swaps_two_nodes) {
     EXPECT_EQ(folder->links, 2U);
 }
 
-TEST_F(file_tree_test, a_listing_has_the_two_dots_and_every_entry_with_its_kind) {
+TEST_F(file_tree, a_listing_has_the_two_dots_and_every_entry_with_its_kind) {
     make(ROOT_NODE, "b");
     make(ROOT_NODE, "a", S_IFIFO | 0600);
     std::vector<cardsim::folder_entry> entries;
@@ -154,7 +153,7 @@ TEST_F(file_tree_test, a_listing_has_the_two_dots_and_every_entry_with_its_kind)
     EXPECT_TRUE(S_ISREG(entries[3].mode));
 }
 
-TEST_F(file_tree_test, changes_show_in_the_times_of_the_folder) {
+TEST_F(file_tree, changes_show_in_the_times_of_the_folder) {
     make(ROOT_NODE, "a");
     EXPECT_EQ(m_tree.remove_file(ROOT_NODE, "a", LATER), 0);
     EXPECT_EQ(m_tree.find(ROOT_NODE)->modified.tv_sec, LATER.tv_sec);

@@ -12,6 +12,8 @@
 #include "practice_mount.h"
 #include "test_bytes.h"
 
+using test_support::process_result;
+
 namespace {
 
 class card_image : public practice_mount {
@@ -133,11 +135,11 @@ TEST_F(card_image, starts_with_given_contents_whose_holes_land_nowhere) {
 TEST_F(card_image, contents_that_cannot_be_copied_are_one_clear_line) {
     std::ofstream(beside("backing")) << std::string(MIB + 1, 'x');
     for (const std::string &name : {beside("backing"), beside("nowhere")}) {
-        const program_result result =
+        const process_result result =
             run_cardsim({mount_point(), "--image", "--size=1M", "--contents=" + name});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.errors.find("trovik-cardsim: --contents: '" + name + "' cannot be "), 0U)
-            << result.errors;
+        EXPECT_EQ(result.exit_status, 1);
+        EXPECT_EQ(result.err.find("trovik-cardsim: --contents: '" + name + "' cannot be "), 0U)
+            << result.err;
         EXPECT_FALSE(is_mounted());
     }
 }

@@ -1,6 +1,12 @@
-/* The compiler's own library asks the processor, and whether the system keeps the
- * wide registers. */
-#include "model/processor.h"
+/* The C library keeps the program's name since the start of the process. The compiler's own
+ * library asks the processor, and whether the system keeps the wide registers. */
+#include "model/platform.h"
+
+#include <cerrno>
+
+const char *program_name(void) {
+    return program_invocation_short_name;
+}
 
 #if defined(__x86_64__)
 bool processor_has_avx2() {

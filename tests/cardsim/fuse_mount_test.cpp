@@ -10,6 +10,8 @@
 
 #include "practice_mount.h"
 
+using test_support::process_result;
+
 namespace {
 
 class fuse_mount : public practice_mount {};
@@ -48,41 +50,40 @@ TEST_F(fuse_mount, shows_its_type_in_mount_table) {
 }
 
 TEST_F(fuse_mount, a_mount_point_that_is_not_there_is_one_clear_line) {
-    const program_result result = run_cardsim({beside("nowhere")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.errors, "trovik-cardsim: mount point '" + beside("nowhere") +
-                                 "': No such file or directory\n");
+    const process_result result = run_cardsim({beside("nowhere")});
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err, "trovik-cardsim: mount point '" + beside("nowhere") +
+                              "': No such file or directory\n");
 }
 
 TEST_F(fuse_mount, a_mount_point_s_control_characters_are_shown_escaped) {
-    const program_result result = run_cardsim({beside("\x1b[2J\n\x9b")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.errors, "trovik-cardsim: mount point '" + beside("\\x1B[2J\\x0A\\x9B") +
-                                 "': No such file or directory\n");
+    const process_result result = run_cardsim({beside("\x1b[2J\n\x9b")});
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err, "trovik-cardsim: mount point '" + beside("\\x1B[2J\\x0A\\x9B") +
+                              "': No such file or directory\n");
 }
 
 TEST_F(fuse_mount, a_backing_file_that_cannot_be_used_is_one_clear_line) {
     std::ofstream(beside("backing")) << "photographs";
-    const program_result result = run_cardsim({mount_point(), "--backing=" + beside("backing")});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.errors.find("trovik-cardsim: --backing: "), 0U) << result.errors;
-    EXPECT_EQ(result.errors.find('\n'), result.errors.size() - 1) << result.errors;
+    const process_result result = run_cardsim({mount_point(), "--backing=" + beside("backing")});
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err.find("trovik-cardsim: --backing: "), 0U) << result.err;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
     EXPECT_FALSE(is_mounted());
 }
 
 TEST_F(fuse_mount, wrong_usage_is_one_clear_line_and_status_64) {
-    const program_result result = run_cardsim({mount_point(), "--size=1X"});
-    EXPECT_EQ(result.status, 64);
-    EXPECT_EQ(result.errors.find("trovik-cardsim: --size: '1X' is not a size"), 0U)
-        << result.errors;
+    const process_result result = run_cardsim({mount_point(), "--size=1X"});
+    EXPECT_EQ(result.exit_status, 64);
+    EXPECT_EQ(result.err.find("trovik-cardsim: --size: '1X' is not a size"), 0U) << result.err;
     EXPECT_FALSE(is_mounted());
 }
 
 TEST(fuse_mount_help, help_goes_to_standard_output) {
-    const program_result result = run_cardsim({"--help"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.errors, "");
-    EXPECT_NE(result.output.find("--unplug-after-written"), std::string::npos);
+    const process_result result = run_cardsim({"--help"});
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(result.out.find("--unplug-after-written"), std::string::npos);
 }
 
 TEST_F(fuse_mount, statfs_counts_the_sectors_that_files_took) {

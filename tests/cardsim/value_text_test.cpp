@@ -92,3 +92,9 @@ TEST(value_text, misreads_name_a_sector_and_the_one_read_instead) {
     }
     EXPECT_FALSE(cardsim::value_parse_misreads("1:18446744073709551615", &misreads, &error));
 }
+
+TEST(value_text, shows_printable_ascii_and_escapes_the_rest) {
+    EXPECT_EQ(cardsim::shown_text("/mnt/~ a\\b"), "/mnt/~ a\\b");
+    EXPECT_EQ(cardsim::shown_text("\x1b[2J\n\x7f"), "\\x1B[2J\\x0A\\x7F");
+    EXPECT_EQ(cardsim::shown_text("\xc2\x9b\xff"), "\\xC2\\x9B\\xFF");
+}

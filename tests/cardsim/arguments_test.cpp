@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using cardsim::arguments_verdict;
 using cardsim::card_beyond;
 using cardsim::card_options;
@@ -214,4 +216,22 @@ TEST(arguments, help_is_given_whatever_else_is_on_the_line) {
     std::string error;
     EXPECT_EQ(cardsim::arguments_parse({"--size=x", "--help"}, &options, &error),
               arguments_verdict::help);
+}
+
+TEST(arguments, help_explains_every_option) {
+    const std::string help(cardsim::help_text());
+    const auto names = cardsim::arguments_known();
+    EXPECT_GE(names.size(), 24U);
+    for (const std::string &name : names) {
+        const size_t at = help.find("  " + name);
+        const bool after_short_form = help.find("-h, " + name) != std::string::npos;
+        EXPECT_TRUE(at != std::string::npos || after_short_form) << name;
+    }
+}
+
+TEST(arguments, help_fits_a_terminal) {
+    std::istringstream lines{std::string(cardsim::help_text())};
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
 }

@@ -1,12 +1,18 @@
-/* The system itself is asked. It keeps the widest registers only for threads that use
- * them, so what the processor says of them is no answer there. */
-#include "model/processor.h"
+/* The C library keeps the program's name since the start of the process. The system is asked
+ * about the processor: it keeps the widest registers only for threads that use them, so the
+ * processor's own answer does not hold. */
+#include "model/platform.h"
 
 #include <sys/sysctl.h>
 
 #include <cstddef>
+#include <cstdlib>
 
-/* A name that the system does not know is a thing that the processor does not have. */
+const char *program_name(void) {
+    return getprogname();
+}
+
+/* The system knows no names of features that the processor does not have. */
 static bool has(const char *name) {
     int value = 0;
     size_t size = sizeof value;
