@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "cli/exit_status.h"
 #include "model/utils.h"
 #include "report/printable.h"
 

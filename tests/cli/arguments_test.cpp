@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_status.h"
 #include "support.h"
 
 using cli_tests::contains;

@@ -68,7 +68,7 @@ class start_steps : public QObject {
 
  private:
     const TRAppDelegate &m_app;
-    const job_thread *m_job_before;
+    const run_thread *m_job_before;
 };
 
 }  // namespace
@@ -283,7 +283,7 @@ TEST_F(test_job, another_press_of_start_during_a_test_is_logged_and_changes_noth
     press_start();
     tick();
     const window_look before = look_at(app());
-    const job_thread *const job = jobThread.get();
+    const run_thread *const job = jobThread.get();
     {
         const error_capture errors;
         app().UI_start_pressed();

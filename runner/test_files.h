@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The entries on a volume that carry a test file's name: which of them the
 // engine would take for its own, and which of those cannot be.
-#ifndef TROVIK_REPORT_TEST_FILES_H
-#define TROVIK_REPORT_TEST_FILES_H
+#ifndef TROVIK_RUNNER_TEST_FILES_H
+#define TROVIK_RUNNER_TEST_FILES_H
 
 #include <cstdint>
 #include <optional>

@@ -1,11 +1,12 @@
-#include "app/job_thread.h"
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "runner/run_thread.h"
 
 #include <system_error>
 #include <utility>
 
-job_thread::job_thread(std::function<void()> entry) : m_entry(std::move(entry)) {}
+run_thread::run_thread(std::function<void()> entry) : m_entry(std::move(entry)) {}
 
-job_thread::~job_thread() {
+run_thread::~run_thread() {
     if (!m_thread.joinable())
         return;
     if (is_executing())
@@ -14,7 +15,7 @@ job_thread::~job_thread() {
         m_thread.join();
 }
 
-bool job_thread::start() {
+bool run_thread::start() {
     m_executing->store(true, std::memory_order_relaxed);
     try {
         m_thread = std::thread([entry = std::move(m_entry), executing = m_executing] {

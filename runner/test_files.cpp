@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The engine knows its files by their names alone. Before anything is removed,
 // this looks closer: a folder, a link or a name that stands for another number
 // was never written by us, and must not be what a test begins with.
-#include "report/test_files.h"
+#include "runner/test_files.h"
 
 #include <dirent.h>
 #include <sys/stat.h>

@@ -1,5 +1,5 @@
-// Which entries are test files, which only look like them, and how they are named.
-#include "report/test_files.h"
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "runner/test_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -11,10 +11,10 @@
 #include <cstring>
 #include <filesystem>
 
-#include "support.h"
+#include "support/folder.h"
 
-using model_tests::private_folder;
-using model_tests::set_file_content;
+using test_support::private_folder;
+using test_support::set_file_content;
 
 namespace {
 
@@ -40,7 +40,7 @@ using names = std::vector<std::string>;
 
 }  // namespace
 
-TEST(test_files, an_empty_folder_holds_none) {
+TEST(test_files, finds_none_in_empty_folder) {
     const private_folder folder;
     const test_file_scan scan = scanned(folder.path());
     EXPECT_EQ(scan.numbers, numbers{});
@@ -48,7 +48,7 @@ TEST(test_files, an_empty_folder_holds_none) {
     EXPECT_EQ(scan.bytes, 0U);
 }
 
-TEST(test_files, numbers_are_in_numeric_order_and_sizes_add_up) {
+TEST(test_files, sorts_by_number_and_adds_up_sizes) {
     const private_folder folder;
     set_file_content(folder.file("10.fff"), "four");
     set_file_content(folder.file("2.fff"), "sixsix");
@@ -58,7 +58,7 @@ TEST(test_files, numbers_are_in_numeric_order_and_sizes_add_up) {
     EXPECT_EQ(scan.bytes, 10U);
 }
 
-TEST(test_files, other_names_are_nobody_s_business) {
+TEST(test_files, ignores_other_names) {
     const private_folder folder;
     for (const char *name : {"1.FFF", "2.fff.old", "notes.fff", "-1.fff", ".fff", "3.ff", "4fff",
                              "\xc3\xa4.fff", " 5.fff"})
@@ -69,7 +69,7 @@ TEST(test_files, other_names_are_nobody_s_business) {
     EXPECT_EQ(scan.foreign, names{});
 }
 
-TEST(test_files, every_kind_that_cannot_be_ours_is_named) {
+TEST(test_files, names_every_foreign_kind) {
     const private_folder folder;
     std::filesystem::create_directory(folder.file("1.fff"));
     std::filesystem::create_symlink("/etc/passwd", folder.file("2.fff"));
@@ -82,14 +82,14 @@ TEST(test_files, every_kind_that_cannot_be_ours_is_named) {
                                    "'4.fff' (a FIFO)", "'5.fff' (a socket)"}));
 }
 
-TEST(test_files, a_device_is_named_as_one) {
+TEST(test_files, names_device_as_foreign) {
     const private_folder folder;
     if (mknod(folder.file("1.fff").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
         GTEST_SKIP() << "this process may not make devices";
     EXPECT_EQ(scanned(folder.path()).foreign, names{"'1.fff' (a device)"});
 }
 
-TEST(test_files, a_name_that_stands_for_another_number_is_not_ours) {
+TEST(test_files, calls_second_name_of_a_number_foreign) {
     const private_folder folder;
     for (const char *name : {"01.fff", "4294967297.fff", "1.fff"})
         set_file_content(folder.file(name), "x");
@@ -100,7 +100,7 @@ TEST(test_files, a_name_that_stands_for_another_number_is_not_ours) {
     EXPECT_EQ(scan.bytes, 1U);
 }
 
-TEST(test_files, numbers_that_the_engine_would_not_list_are_left_alone) {
+TEST(test_files, ignores_numbers_that_engine_does_not_list) {
     const private_folder folder;
     for (const char *name : {"0.fff", "2147483648.fff", "4294967296.fff"})
         set_file_content(folder.file(name), "x");
@@ -109,7 +109,7 @@ TEST(test_files, numbers_that_the_engine_would_not_list_are_left_alone) {
     EXPECT_EQ(scan.foreign, names{});
 }
 
-TEST(test_files, entries_below_the_start_are_not_looked_at) {
+TEST(test_files, ignores_entries_below_start) {
     const private_folder folder;
     std::filesystem::create_directory(folder.file("1.fff"));
     set_file_content(folder.file("02.fff"), "x");
@@ -121,7 +121,7 @@ TEST(test_files, entries_below_the_start_are_not_looked_at) {
     EXPECT_EQ(scan.bytes, 1U);
 }
 
-TEST(test_files, a_folder_that_cannot_be_read_is_a_failure_with_its_name_and_the_reason) {
+TEST(test_files, reports_unreadable_folder_with_name_and_reason) {
     const private_folder folder;
     test_file_scan scan;
     scan.numbers = {1};
@@ -132,7 +132,7 @@ TEST(test_files, a_folder_that_cannot_be_read_is_a_failure_with_its_name_and_the
     EXPECT_EQ(scan.numbers, numbers{});
 }
 
-TEST(test_files, runs_of_numbers_are_drawn_together) {
+TEST(test_files, joins_consecutive_numbers) {
     EXPECT_EQ(test_files_text({}), "");
     EXPECT_EQ(test_files_text({7}), "7.fff");
     EXPECT_EQ(test_files_text({1, 2}), "1.fff to 2.fff");
@@ -140,13 +140,13 @@ TEST(test_files, runs_of_numbers_are_drawn_together) {
     EXPECT_EQ(test_files_text({2147483646, 2147483647}), "2147483646.fff to 2147483647.fff");
 }
 
-TEST(test_files, more_than_five_runs_are_counted) {
+TEST(test_files, counts_ranges_beyond_five) {
     EXPECT_EQ(test_files_text({1, 3, 5, 7, 9}), "1.fff, 3.fff, 5.fff, 7.fff, 9.fff");
     EXPECT_EQ(test_files_text({1, 3, 5, 7, 9, 11, 12, 14}),
               "1.fff, 3.fff, 5.fff, 7.fff, 9.fff and 3 more");
 }
 
-TEST(test_files, names_are_those_that_are_read) {
+TEST(test_files, lists_names_that_engine_reads) {
     const private_folder folder;
     set_file_content(folder.file("10.fff"), "");
     set_file_content(folder.file("2.fff"), "");
@@ -164,7 +164,7 @@ TEST(test_files, names_are_those_that_are_read) {
     EXPECT_EQ(error, "'" + folder.file("missing") + "' cannot be read: No such file or directory");
 }
 
-TEST(test_files, of_a_folder_are_named_from_the_start_on) {
+TEST(test_files, names_files_of_folder_from_start_on) {
     const private_folder folder;
     for (const char *name : {"1.fff", "2.fff", "3.fff", "5.fff", "notes.fff"})
         set_file_content(folder.file(name), "x");
@@ -173,7 +173,7 @@ TEST(test_files, of_a_folder_are_named_from_the_start_on) {
     EXPECT_EQ(test_files_text_of(folder.path(), 5), "");
 }
 
-TEST(test_files, of_a_folder_that_cannot_be_read_are_unknown) {
+TEST(test_files, knows_no_files_of_unreadable_folder) {
     const private_folder folder;
     EXPECT_EQ(test_files_text_of(folder.file("gone"), 0), std::nullopt);
 }
