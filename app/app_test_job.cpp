@@ -66,8 +66,12 @@ bool TRAppDelegate::mayTestVolume() {
         tellThatVolumeHasGone();
         return false;
     }
-    if (!m_lock->take(selectedVolumePath) ||
-        (selectedVolume && !m_lock->take_file_system(selectedVolume->device))) {
+    const auto isHeld = [](const run_lock_answer &answer) {
+        return answer.state == run_lock_state::held_by_run ||
+               answer.state == run_lock_state::locked;
+    };
+    if ((selectedVolume && isHeld(m_lock->take_file_system(selectedVolume->device))) ||
+        isHeld(m_lock->take(selectedVolumePath))) {
         releaseVolume();
         tellThatVolumeIsBusy();
         return false;

@@ -100,10 +100,12 @@ run_refusal run_guard::look(const run_request &request) {
 // read share its speed. The locks on the folders do not cover a volume that is mounted twice.
 bool run_guard::lock_volume() {
     m_lock = std::make_unique<run_lock>();
-    if (!m_lock->take(m_folder))
+    const auto is_free = [](const run_lock_answer &answer) {
+        return answer.state == run_lock_state::taken || answer.state == run_lock_state::failed;
+    };
+    if (m_volume && !is_free(m_lock->take_file_system(m_volume->device)))
         return false;
-    return !m_volume ||
-           (m_lock->take(m_volume->root) && m_lock->take_file_system(m_volume->device));
+    return is_free(m_lock->take(m_folder)) && (!m_volume || is_free(m_lock->take(m_volume->root)));
 }
 
 run_refusal run_guard::scan_entries() {

@@ -254,13 +254,13 @@ TEST(run_guard, refuses_second_run_on_same_folder_or_file_system) {
     const dev_t device = described(volume.path()).device;
     {
         run_lock other;
-        ASSERT_TRUE(other.take(volume.path()));
+        ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
         expect_refused(volume.path(), refusal_kind::other_run);
         EXPECT_EQ(refusal_of(reading(volume.path())).kind, refusal_kind::other_run);
     }
     {
         run_lock other;
-        ASSERT_TRUE(other.take_file_system(device));
+        ASSERT_EQ(other.take_file_system(device).state, run_lock_state::taken);
         expect_refused(volume.path(), refusal_kind::other_run);
     }
     const run_guard guard = taken(request_for(volume.path()));
@@ -275,12 +275,13 @@ TEST(run_guard, folder_of_volume_and_its_root_exclude_each_other) {
     for (const run_request &request : {forced(inside), reading(inside)}) {
         {
             run_lock other;
-            ASSERT_TRUE(other.take(volume.path()));
+            ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
             EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_run);
         }
         const run_guard guard = taken(request);
         run_lock other;
-        EXPECT_FALSE(other.take(volume.path())) << "the root is held as well";
+        EXPECT_EQ(other.take(volume.path()).state, run_lock_state::locked)
+            << "the root is held as well";
     }
 }
 
@@ -306,8 +307,8 @@ TEST(run_guard, refusal_gives_locks_back) {
     run_guard guard = looked_at(request_for(volume.path()));
     EXPECT_EQ(guard.take().kind, refusal_kind::foreign_entries);
     run_lock other;
-    EXPECT_TRUE(other.take(volume.path()));
-    EXPECT_TRUE(other.take_file_system(guard.volume()->device));
+    EXPECT_EQ(other.take(volume.path()).state, run_lock_state::taken);
+    EXPECT_EQ(other.take_file_system(guard.volume()->device).state, run_lock_state::taken);
 }
 
 TEST(run_guard, finds_files_that_another_run_left_when_it_ended) {
