@@ -26,6 +26,8 @@ static QString refusal_title(const run_refusal &refusal) {
     switch (refusal.kind) {
         case refusal_kind::other_run:
             return QStringLiteral("Another run is at work on this volume");
+        case refusal_kind::locked:
+            return QStringLiteral("Another program holds a lock on this volume");
         case refusal_kind::foreign_entries:
             return QStringLiteral("The volume holds entries that are not ours");
         case refusal_kind::volume_gone:
@@ -43,6 +45,10 @@ static QString refusal_explanation(const run_refusal &refusal) {
             return QStringLiteral(
                 " is being tested by another window or by the command line. Nothing was "
                 "touched.\n\nWait until it has ended, then start again.");
+        case refusal_kind::locked:
+            return QStringLiteral(
+                " is locked by another program. Nothing was touched.\n\nClose that program, then "
+                "start again.");
         case refusal_kind::foreign_entries:
             return " has entries with a test file's name that are none: " +
                    QString::fromStdString(test_files_foreign_text(refusal.foreign)) +
