@@ -1,7 +1,7 @@
 // std::filesystem::remove_all works relative to descriptors and follows no symlink, but it enters
 // volumes that are mounted in the folder. So the mount table is searched first. The starting
 // folder is held open and addressed by its descriptor: it cannot be replaced in between.
-#include "app/remove_tree.h"
+#include "app/removal.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -37,12 +37,11 @@ enum engine_result_text {
 /* Bytes of a result text, terminator included. */
 #define RESULT_TEXT_SIZE 255
 
-/* A measured period: current speed in `unit` (a constant text) per second, and
- * the share done in percent. */
+/* A measured period: current speed in `unit` (a string literal) per second, and the
+ * progress in percent. */
 void publish_write_period(double speed, const char *unit, double progress);
 
-/* The phase's average, which takes the current speed's place. The unit stays
- * that of the last period. */
+/* The phase's average replaces the current speed. The unit stays that of the last period. */
 void publish_write_average(double speed);
 
 void publish_read_speed(double speed, const char *unit);
@@ -63,7 +62,7 @@ class c_numbers {
     c_numbers &operator=(const c_numbers &) = delete;
 
  private:
-    /* Made once and kept: a host may change its own locale at any time. */
+    /* Created once and never freed. */
     static locale_t c_locale() {
         static const locale_t made = newlocale(LC_ALL_MASK, "C", nullptr);
         return made;

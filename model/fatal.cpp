@@ -1,7 +1,7 @@
-/* Both ends go through one routine: the host is told first, so that its last
- * lines stand above the reason, then the reason goes to standard error, then the
- * process ends without unwinding. It leaves by _exit: other threads are still
- * running, and destroying what they use would turn a clear end into a crash. */
+/* Both ends share one routine: it calls the host's handler, so that the host's last lines
+ * come first, prints the reason on standard error, then ends the process without unwinding.
+ * It calls _exit because other threads still run: destroying their objects would turn a
+ * clear end into a crash. */
 #include "model/fatal.h"
 
 #include <unistd.h>
@@ -19,7 +19,7 @@
 #include "model/platform.h"
 #include "model/utils.h"
 
-/* Written by the host, taken by the thread that ends the process. */
+/* Written by the host, read by the thread that ends the process. */
 static std::atomic<engine_fatal_handler> fatal_handler{nullptr};
 
 /* Room for the longest path of a test file, the system's text and the words around them. A
@@ -31,8 +31,8 @@ void engine_set_fatal_handler(engine_fatal_handler handler) {
     fatal_handler.store(handler, std::memory_order_release);
 }
 
-/* With one call: a line that went out in pieces would mix with what other processes
- * say on the same terminal. Nothing is allocated on the way out. */
+/* Writes the line with one call: pieces could mix with other processes' output on the same
+ * terminal. Allocates nothing. */
 static void print_last_words(const char *message) {
     char line[PLAIN_TEXT_ROOM(message_size) + 1];
     size_t left = plain_text_escape(message, std::strlen(message), line);
@@ -66,9 +66,8 @@ void engine_assertion_failed(const char *condition, const char *function, const 
     std::abort();
 }
 
-/* Only the low eight bits of a status reach whoever waits for the process. An
- * error number without any there (a file system in user space may make one up)
- * must not look like success. */
+/* Only the low eight bits of an exit status reach the parent. An error number without any
+ * of them (a file system in user space may invent one) must not look like success. */
 static int failure_status(int error) {
     return (error & 0xFF) != 0 ? error & 0xFF : EIO;
 }

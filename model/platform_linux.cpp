@@ -1,5 +1,5 @@
-/* The C library keeps the program's name since the start of the process. The compiler's own
- * library asks the processor, and whether the system keeps the wide registers. */
+/* The C library keeps the program's name. The compiler's library asks the processor, and
+ * whether the system saves the wide registers. */
 #include "model/platform.h"
 
 #include <cerrno>

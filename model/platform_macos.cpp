@@ -1,6 +1,5 @@
-/* The C library keeps the program's name since the start of the process. The system is asked
- * about the processor: it keeps the widest registers only for threads that use them, so the
- * processor's own answer does not hold. */
+/* The C library keeps the program's name. The system is asked about the processor: macOS
+ * saves the widest registers only for threads that use them, so cpuid would mislead. */
 #include "model/platform.h"
 
 #include <sys/sysctl.h>
@@ -12,7 +11,7 @@ const char *program_name(void) {
     return getprogname();
 }
 
-/* The system knows no names of features that the processor does not have. */
+/* A name that sysctl does not know is a feature that the processor lacks. */
 static bool has(const char *name) {
     int value = 0;
     size_t size = sizeof value;

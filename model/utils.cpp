@@ -1,6 +1,5 @@
-/* A test file is known by its name and by nothing else, so the name test is
- * exact, and numbers are computed with the wrap of 32-bit arithmetic that every
- * user of an index shares. */
+/* Only its name makes an entry a test file, so the name test is exact. All index arithmetic
+ * wraps at 32 bits. */
 #include "model/utils.h"
 
 #include <algorithm>
@@ -57,8 +56,8 @@ int number_from_filename(const char *filename) {
     return static_cast<int>(number);
 }
 
-/* A list with room for more: grows by half, so that a folder of a million test
- * files costs few moves and little more than its final size. */
+/* Grows the list by half, so that a million test files cost few reallocations and little
+ * more than the final size. */
 static int *list_with_room(int *list, int *capacity, int needed) {
     if (needed <= *capacity)
         return list;
@@ -81,8 +80,7 @@ int *__ls_my_files(DIR *dir, int start_at, int *count, int *my_index) {
         }
         errno = 0;
     }
-    /* A folder that cannot be read on ends like any other, but not unnoticed:
-     * files behind that point are missing from the list. */
+    /* After an error in mid-folder the list ends early; the error is recorded. */
     record_listing_error(errno);
     closedir(dir);
 

@@ -1,6 +1,5 @@
-/* Compiled as C11, without extensions of C++: includes every header of the
- * engine that a C program may include and calls every function in them. The two
- * functions that do not return are called only when told to. */
+/* Compiled as C11: includes every header of the engine that C programs may include, and
+ * calls every function in them. The two that do not return have a function of their own. */
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdint.h>

@@ -1,5 +1,4 @@
-/* The medium's services on this system: success on a file, and an error number
- * where the system refuses. */
+/* The medium's services succeed on a file and return the system's error numbers. */
 #include "model/medium.h"
 
 #include <fcntl.h>
@@ -22,8 +21,7 @@ using test_support::within_a_minute;
 
 namespace {
 
-/* Pages of the file that are in memory, seen through a mapping that touches
- * none of them. */
+/* Resident pages of the file, by mincore on a mapping that touches none. */
 size_t pages_in_memory(int fd, size_t size) {
     void *mapping = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
     EXPECT_NE(mapping, MAP_FAILED);
@@ -39,7 +37,7 @@ size_t pages_in_memory(int fd, size_t size) {
 
 }  // namespace
 
-TEST(medium, flush_release_and_read_ahead_succeed_on_a_file) {
+TEST(medium, flush_release_and_read_ahead_succeed_on_file) {
     const private_folder folder;
     set_file_content(folder.file("f"), std::string(4096, 'x'));
     const int fd = open(folder.file("f").c_str(), O_RDWR | O_CLOEXEC);
@@ -50,7 +48,7 @@ TEST(medium, flush_release_and_read_ahead_succeed_on_a_file) {
     close(fd);
 }
 
-TEST(medium, a_flushed_and_released_file_is_no_longer_in_memory) {
+TEST(medium, flush_and_release_drop_file_from_page_cache) {
     constexpr size_t size = 1U << 20U;
     const private_folder folder;
     struct statfs system = {};
@@ -61,7 +59,7 @@ TEST(medium, a_flushed_and_released_file_is_no_longer_in_memory) {
     set_file_content(folder.file("f"), content);
     const int fd = open(folder.file("f").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(fd, 0);
-    /* The system may drop pages by itself, and other programs may read the file. */
+    /* Retries: the kernel may drop pages by itself, and other programs may read the file. */
     EXPECT_TRUE(within_a_minute([&] {
         EXPECT_EQ(pwrite(fd, content.data(), size, 0), static_cast<ssize_t>(size));
         EXPECT_EQ(medium_flush(fd), 0);
@@ -72,7 +70,7 @@ TEST(medium, a_flushed_and_released_file_is_no_longer_in_memory) {
     close(fd);
 }
 
-TEST(medium, refusals_are_returned_as_error_numbers) {
+TEST(medium, returns_error_numbers) {
     EXPECT_EQ(medium_flush(-1), EBADF);
     EXPECT_EQ(medium_release(-1), EBADF);
     EXPECT_EQ(medium_read_ahead(-1), EBADF);

@@ -1,6 +1,5 @@
-/* A shell that polls everything as fast as it can while a test runs on another
- * thread: nothing it sees is torn, and the thread sanitizer has nothing to
- * say. */
+/* A shell polls everything as fast as it can while a test runs on another thread: it sees
+ * no torn value, and the thread sanitizer reports nothing. */
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -23,7 +22,7 @@ using model_tests::private_volume;
 
 namespace {
 
-/* All that one poll can see, checked as far as a moment's view can be. */
+/* Polls all values and checks those that must agree within one poll. */
 class poller {
  public:
     void poll() {
@@ -99,15 +98,15 @@ void run_whole_test(const char *volume) {
 
 }  // namespace
 
-TEST(poller, a_poller_sees_nothing_torn_while_tests_run) {
+TEST(poller, sees_nothing_torn_while_tests_run) {
     const private_volume volume("size=4m");
     SKIP_WITHOUT(volume);
     drained_log();
     set_engine_volume_path(volume.c_path());
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    /* A busy machine may not let the poller look in time: the test goes on until it has
-     * seen enough, for at most a minute. */
+    /* On a busy machine the poller may miss a phase, so the test repeats until it has seen
+     * enough, for at most a minute. */
     constexpr size_t enough_polls = 11;
     std::atomic<bool> seen_enough = false;
     std::atomic<bool> done = false;

@@ -1,6 +1,6 @@
 // What is removed, and what is not. Each test has a precious folder beside the volume, which must
 // come out of it unchanged.
-#include "app/remove_tree.h"
+#include "app/removal.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
