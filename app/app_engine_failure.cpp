@@ -1,6 +1,5 @@
-// When the engine ends the process, the user is told why, and what has been said so
-// far is not lost with the window: it goes to standard error. The process then ends
-// with the engine's own status.
+// When the engine ends the process, an alert gives the reason, and the console's text goes to
+// standard error. The process then ends with the engine's status.
 #include <unistd.h>
 
 #include <QMainWindow>
@@ -20,14 +19,13 @@
 #include "volume/answer_in_time.h"
 #include "volume/folder_anchor.h"
 
-// A volume that has just failed may never answer, and its user should not wait longer
-// for the reason than for a test to begin.
+// A volume that has just failed may never answer. The alert waits for it as long as a test waits
+// before it begins.
 constexpr std::chrono::seconds patience{2};
 
-// The controller that the engine's failures are told to. Written by the main thread
-// while no job runs.
+// The controller that shows the engine's failures. The main thread writes it while no job runs.
 static TRAppDelegate *controller = nullptr;
-// Set by the thread that fails, read by the main thread when it leaves.
+// Set by the failing thread, read by the main thread at its end.
 static std::atomic<bool> failed{false};
 
 void TRAppDelegate::listenToEngineFailures(bool listen) {
@@ -35,7 +33,7 @@ void TRAppDelegate::listenToEngineFailures(bool listen) {
     engine_set_fatal_handler(listen ? onEngineFailure : nullptr);
 }
 
-// On the thread where the failure happened. The process ends when this returns.
+// Runs on the failing thread. The process ends when it returns.
 void TRAppDelegate::onEngineFailure(const char *message, int /*exitStatus*/) {
     failed = true;
     if (std::this_thread::get_id() == controller->m_mainThread) {
@@ -46,7 +44,7 @@ void TRAppDelegate::onEngineFailure(const char *message, int /*exitStatus*/) {
     controller->m_mailbox->wait_for_answer();
 }
 
-// What the engine was doing, for the failures whose message speaks of its insides.
+// The failed phase, for messages that only name the engine's internals.
 static QString failed_phase() {
     switch (engine_results_phase()) {
         case ENGINE_PHASE_REMOVING:
@@ -62,8 +60,8 @@ static QString failed_phase() {
     return QStringLiteral("The volume failed.");
 }
 
-// While the job's thread waits for the answer, so what it owns may be read. A question
-// that is left behind may use the anchor as long as it likes: nothing drops that any more.
+// The job's thread waits for the answer meanwhile, so its data may be read. After a time-out the
+// detached look may still use the anchor, which is never released from here on.
 TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
     const auto look = [chosen = selectedVolume, folder = selectedVolumePath,
                        anchor = m_anchor.get()] {
@@ -73,7 +71,7 @@ TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
         found.isGone =
             (chosen && !(volume_describe(folder, now, error) && volume_is_still(*chosen, now))) ||
             (anchor != nullptr && !anchor->is_in_place());
-        // What stands in its place holds none of our files.
+        // Another volume in its place holds none of our files.
         if (!found.isGone)
             found.testFiles = test_files_text_of(folder, 0);
         return found;
@@ -81,11 +79,11 @@ TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
     return answer_in_time(patience, look).value_or(volumeAfterFailure{});
 }
 
-// Which test files stay, and what becomes of them.
+// Which test files are left, and what removes them.
 static QString files_that_stay(const std::optional<std::string> &files) {
     if (files && files->empty())
         return QStringLiteral("No test files are left on the volume.");
-    // Who could not remove them now may not be able to next time.
+    // A removal that failed now may fail next time, too.
     const QString then = engine_results_phase() == ENGINE_PHASE_REMOVING
                              ? QStringLiteral(".")
                              : QStringLiteral("; the next test removes them.");
@@ -113,7 +111,7 @@ QString TRAppDelegate::reasonForPeople(const std::string &message, bool volumeIs
 
 void TRAppDelegate::showEngineFailure(const std::string &message) {
     drainEngineLog();
-    // The test itself was complete, and so is its report.
+    // The test was complete, so its report is, too.
     if (m_cleaningUp) {
         writeToConsole(report_block_all_done());
         writeReport();
@@ -123,7 +121,7 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
         said += '\n';
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
-    // Only now, when all that was said before is out.
+    // After the console's text, which came first.
     const volumeAfterFailure volume = lookAtFailedVolume();
     const QString left = files_that_stay(volume.testFiles);
     std::fprintf(stderr, "trovik: %s\n", left.toUtf8().constData());
@@ -138,14 +136,12 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
 
 int TRAppDelegate::leaveProcess(int status) {
     if (failed) {
-        // Whoever waits for an alert that nobody will see any more ends the process,
-        // with the engine's own status.
+        // The waiting thread ends the process with the engine's status; the alert is not shown.
         m_mailbox->answer();
         for (;;)
             pause();
     }
-    // A job that is executing is neither stopped nor waited for, so nothing that it
-    // uses is taken down either.
+    // The job still runs and is not stopped, so nothing that it uses may be destroyed.
     if (jobThread && jobThread->is_executing()) {
         std::fflush(nullptr);
         _exit(status);
