@@ -15,9 +15,7 @@
 #include "model/fatal.h"
 #include "report/printable.h"
 #include "report/report_block.h"
-#include "runner/test_files.h"
-#include "volume/answer_in_time.h"
-#include "volume/folder_anchor.h"
+#include "runner/left_files.h"
 
 // A volume that has just failed may never answer. The alert waits for it as long as a test waits
 // before it begins.
@@ -58,25 +56,6 @@ static QString failed_phase() {
             break;
     }
     return QStringLiteral("The volume failed.");
-}
-
-// The job's thread waits for the answer meanwhile, so its data may be read. After a time-out the
-// detached look may still use the anchor, which is never released from here on.
-TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
-    const auto look = [chosen = selectedVolume, folder = selectedVolumePath,
-                       anchor = m_anchor.get()] {
-        volume_info now;
-        std::string error;
-        volumeAfterFailure found;
-        found.isGone =
-            (chosen && !(volume_describe(folder, now, error) && volume_is_still(*chosen, now))) ||
-            (anchor != nullptr && !anchor->is_in_place());
-        // Another volume in its place holds none of our files.
-        if (!found.isGone)
-            found.testFiles = test_files_text_of(folder, 0);
-        return found;
-    };
-    return answer_in_time(patience, look).value_or(volumeAfterFailure{});
 }
 
 // Which test files are left, and what removes them.
@@ -121,16 +100,20 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
         said += '\n';
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
-    // After the console's text, which came first.
-    const volumeAfterFailure volume = lookAtFailedVolume();
-    const QString left = files_that_stay(volume.testFiles);
+    // After the console's text, which came first. The job's thread waits for the answer, so the
+    // guard may be read here.
+    const left_files found =
+        m_guard
+            ? left_files_look(*m_guard, patience)
+            : left_files_look({.folder = selectedVolumePath, .volume = selectedVolume}, patience);
+    const QString left = files_that_stay(found.files);
     std::fprintf(stderr, "trovik: %s\n", left.toUtf8().constData());
     std::fflush(stderr);
     alert_run(window,
               {.style = alert_style::critical,
                .message = m_cleaningUp ? QStringLiteral("The test files could not be removed")
-                                       : QStringLiteral("The test has ended before its time"),
-               .informative = reasonForPeople(message, volume.isGone) + "\n\n" + left,
+                                       : QStringLiteral("The test stopped early"),
+               .informative = reasonForPeople(message, found.volume_gone) + "\n\n" + left,
                .buttons = {QStringLiteral("Quit")}});
 }
 

@@ -12,6 +12,7 @@
 #include "app/diagnostic_log.h"
 #include "app/volume_marker.h"
 #include "report/printable.h"
+#include "runner/run_guard.h"
 
 static std::string error_or_null(const remove_tree_error &error) {
     if (error.error_number == 0)
@@ -30,9 +31,13 @@ std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &fold
         return nullptr;
     auto marker = std::make_unique<volume_marker>(selectedVolumePath, folder, name);
     // Open first, then check: the check is about the open folder.
-    if (isChosenVolumeThere() && marker->is_in_place())
+    run_guard guard;
+    run_refusal refusal = lookAtVolume(guard);
+    if (!refusal && !marker->is_in_place())
+        refusal.kind = refusal_kind::other_volume;
+    if (!refusal)
         return marker;
-    tellThatVolumeHasGone();
+    showRefusal(refusal);
     return nullptr;
 }
 

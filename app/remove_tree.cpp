@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "app/platform.h"
-#include "volume/owned_descriptor.h"
+#include "volume/posix.h"
 
 namespace fs = std::filesystem;
 
@@ -81,8 +81,8 @@ static remove_tree_error remove_entry(const remove_tree_entry &entry,
         return {errno, entry.path()};
     const bool is_folder = S_ISDIR(found.st_mode);
     if (is_folder) {
-        const owned_descriptor folder(openat(entry.folder, entry.name.c_str(),
-                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        const unique_fd folder(openat(entry.folder, entry.name.c_str(),
+                                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (folder.get() < 0)
             return {errno, entry.path()};
         remove_tree_error error = reason_against(entry, folder.get());
