@@ -1,5 +1,7 @@
 // From the press of Start to the end of the job: what the window does at once, what
 // the job does in which order, and what the user sees of it meanwhile.
+#include <sys/mount.h>
+
 #include <QDialogButtonBox>
 #include <QElapsedTimer>
 #include <QLabel>
@@ -476,4 +478,16 @@ TEST_F(test_job, direct_call_touches_no_volume_that_another_run_holds) {
               line_of("TIME - all done."));
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
     EXPECT_EQ(std::filesystem::file_size(where.file("1.fff")), 14U);
+}
+
+TEST_F(test_job, start_takes_same_card_mounted_again) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    const image_volume where(2 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
+    choose(where.path());
+    const std::string device = "/dev/" + where.device_name();
+    ASSERT_EQ(umount2(where.c_path(), 0), 0);
+    ASSERT_EQ(mount(device.c_str(), where.c_path(), "ext4", 0, nullptr), 0);
+    run_whole_test();
+    EXPECT_EQ(report_value(1), "YES");
+    EXPECT_EQ(where.test_files(), std::vector<int>());
 }
