@@ -44,7 +44,7 @@ std::string platform_path_of_open_folder(int folder) {
 std::optional<std::vector<std::string>> platform_mount_points() {
     std::vector<mount_entry> table;
     std::string error;
-    if (!mount_table_read(MOUNT_TABLE, table, error))
+    if (!mount_table_read(mount_table_path, table, error))
         return std::nullopt;
     std::vector<std::string> targets;
     for (const mount_entry &entry : table)
