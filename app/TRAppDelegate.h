@@ -90,6 +90,8 @@ class TRAppDelegate : public QObject {
     bool selectVolumeOfFolder(const QString &folder);
 
     // In app_test_job.cpp
+    // For a file system that keeps no copy besides its own memory. Not for users.
+    bool mediumIsMemory = false;
     void UI_start_pressed();
     // Job's thread.
     void startTheBackgroundJob();

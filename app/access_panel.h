@@ -13,7 +13,7 @@ class QWidget;
 std::optional<QString> access_panel_read_write(QWidget *parent, const QString &name,
                                                const QString &text);
 
-// An open panel that asks for read access.
+// An open panel that asks for read access to a folder or a file.
 std::optional<QString> access_panel_read(QWidget *parent, const QString &name, const QString &text);
 
 // An open panel that asks for one file, by a request in words. It starts where

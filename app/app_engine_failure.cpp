@@ -16,7 +16,7 @@
 #include "model/fatal.h"
 #include "report/printable.h"
 #include "report/report_block.h"
-#include "report/test_files.h"
+#include "runner/test_files.h"
 #include "volume/answer_in_time.h"
 #include "volume/folder_anchor.h"
 

@@ -16,6 +16,7 @@
 #include "model/engine_log.h"
 #include "model/engine_status.h"
 #include "model/f3write.h"
+#include "report/number_text.h"
 #include "report/report_block.h"
 #include "report/report_facts.h"
 #include "report/run_snapshot.h"
@@ -28,7 +29,7 @@ void TRAppDelegate::showResult() {
     UI_progress->setValue(100);
     UI_start->setText(QStringLiteral("Finished."));
     UI_start->setEnabled(false);
-    UI_readSpeed->setText(QString::asprintf("%.2f", get_read_speed()));
+    UI_readSpeed->setText(QString::fromStdString(number_text_fixed(get_read_speed(), 2)));
     UI_readUnit->setText(QString::fromUtf8(get_read_speed_unit()));
     m_layout->phase()->clear();
     // Before the clean-up lists files anew. Both must speak of the same run.

@@ -15,6 +15,7 @@
 #include "model/engine_log.h"
 #include "model/engine_results.h"
 #include "model/engine_status.h"
+#include "report/number_text.h"
 #include "report/printable.h"
 
 static QString text(const std::string &words) {
@@ -60,12 +61,12 @@ void TRAppDelegate::showStateLabel(std::uint32_t state) {
 
 void TRAppDelegate::showEngineValues() {
     UI_errorMessage->setText(text(volumeErrorMessage));
-    UI_writeSpeed->setText(QString::asprintf("%.2f", get_write_speed()));
+    UI_writeSpeed->setText(text(number_text_fixed(get_write_speed(), 2)));
     const char *const unit = get_write_speed_unit();
     UI_writeUnit->setText(*unit != '\0' ? QString::fromUtf8(unit) : QStringLiteral("NA"));
     const double progress = get_write_progress();
     UI_progress->setValue(static_cast<int>(progress));
-    UI_progressValue->setText(QString::asprintf("%.1f %%", progress));
+    UI_progressValue->setText(text(number_text_fixed(progress, 1) + " %"));
     showPhase();
     drainEngineLog();
     scrollConsoleToEnd();
@@ -84,7 +85,7 @@ void TRAppDelegate::showPhase() {
             phase = QStringLiteral("Removing old test files");
             break;
         case ENGINE_PHASE_WRITING:
-            phase = QString::asprintf("Writing %d.fff", written.current_index + 1);
+            phase = QStringLiteral("Writing %1.fff").arg(written.current_index + 1);
             break;
         case ENGINE_PHASE_LISTING:
             phase = QStringLiteral("Listing test files");
@@ -93,8 +94,9 @@ void TRAppDelegate::showPhase() {
             const double all =
                 static_cast<double>(std::max<std::uint64_t>(written.bytes_written, 1));
             const double part = static_cast<double>(read.bytes_read) * 100.0 / all;
-            phase = QString::asprintf("Reading %d.fff (%.1f %%)", read.current_index + 1,
-                                      std::min(part, 100.0));
+            phase = QStringLiteral("Reading %1.fff (%2 %)")
+                        .arg(read.current_index + 1)
+                        .arg(text(number_text_fixed(std::min(part, 100.0), 1)));
             break;
         }
         case ENGINE_PHASE_IDLE:

@@ -20,8 +20,8 @@
 #include "model/fatal.h"
 #include "model/utils.h"
 #include "report/printable.h"
-#include "report/test_files.h"
 #include "report/time_stamp.h"
+#include "runner/test_files.h"
 #include "volume/cold_read.h"
 #include "volume/folder_anchor.h"
 #include "volume/run_lock.h"
@@ -66,8 +66,12 @@ bool TRAppDelegate::mayTestVolume() {
         tellThatVolumeHasGone();
         return false;
     }
-    if (!m_lock->take(selectedVolumePath) ||
-        (selectedVolume && !m_lock->take_file_system(selectedVolume->device))) {
+    const auto isHeld = [](const run_lock_answer &answer) {
+        return answer.state == run_lock_state::held_by_run ||
+               answer.state == run_lock_state::locked;
+    };
+    if ((selectedVolume && isHeld(m_lock->take_file_system(selectedVolume->device))) ||
+        isHeld(m_lock->take(selectedVolumePath))) {
         releaseVolume();
         tellThatVolumeIsBusy();
         return false;
@@ -103,7 +107,7 @@ void TRAppDelegate::UI_start_pressed() {
     m_lock = std::make_unique<run_lock>();
     if (!mayTestVolume())
         return;
-    jobThread = std::make_unique<job_thread>([this] { startTheBackgroundJob(); });
+    jobThread = std::make_unique<run_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
     UI_removeSpotlightData_outlet->setEnabled(false);
@@ -155,7 +159,7 @@ void TRAppDelegate::seeToMedium() {
     std::string unlisted;
     test_files_names(selectedVolumePath, 0, names, unlisted);
     const std::string reason =
-        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, false);
+        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, mediumIsMemory);
     if (reason.empty())
         return;
     m_scope.may_rest_on_memory = true;

@@ -2,7 +2,7 @@
 
 std::atomic<std::uint32_t> uiState{UI_STATE_INIT};
 QTimer *uiTimer = nullptr;
-std::unique_ptr<job_thread> jobThread;
+std::unique_ptr<run_thread> jobThread;
 std::atomic<std::uint8_t> writePhaseDone{0};
 
 std::string selectedVolumePath = "-";

@@ -24,7 +24,7 @@
 #include <optional>
 #include <string>
 
-#include "app/job_thread.h"
+#include "runner/run_thread.h"
 #include "volume/volume.h"
 
 // Values of uiState; 4 and 5 are kept free.
@@ -42,7 +42,7 @@ static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 extern QTimer *uiTimer;
 
 // The thread of the current or the last test; none before the first.
-extern std::unique_ptr<job_thread> jobThread;
+extern std::unique_ptr<run_thread> jobThread;
 
 // 1 once a write phase has returned. A marker for whoever looks at a core file.
 extern std::atomic<std::uint8_t> writePhaseDone;

@@ -1,5 +1,3 @@
-// A linked list with one writer per end: the sender writes the link behind the last
-// message, the receiver frees what it has passed.
 #include "app/mailbox.h"
 
 #include <fcntl.h>
@@ -11,20 +9,13 @@
 #include <system_error>
 #include <utility>
 
-static void open_pipe(int (&ends)[2], bool blocking) {
-    if (pipe(ends) != 0)
+mailbox::mailbox(std::function<void()> on_arrival) : m_on_arrival(std::move(on_arrival)) {
+    if (pipe(m_wake) != 0)
         throw std::system_error(errno, std::generic_category(), "a pipe could not be made");
-    for (const int end : ends) {
+    for (const int end : m_wake) {
         fcntl(end, F_SETFD, FD_CLOEXEC);
-        if (!blocking)
-            fcntl(end, F_SETFL, O_NONBLOCK);
+        fcntl(end, F_SETFL, O_NONBLOCK);
     }
-}
-
-mailbox::mailbox(std::function<void()> on_arrival)
-    : m_on_arrival(std::move(on_arrival)), m_first(new node), m_last(m_first) {
-    open_pipe(m_wake, false);
-    open_pipe(m_reply, true);
     m_notifier = new QSocketNotifier(m_wake[0], QSocketNotifier::Read);
     QObject::connect(m_notifier, &QSocketNotifier::activated, m_notifier,
                      [this] { on_readable(); });
@@ -32,43 +23,40 @@ mailbox::mailbox(std::function<void()> on_arrival)
 
 mailbox::~mailbox() {
     delete m_notifier;
-    for (const int end : {m_wake[0], m_wake[1], m_reply[0], m_reply[1]})
+    for (const int end : m_wake)
         close(end);
-    while (take()) {
-    }
-    delete m_first;
 }
 
 void mailbox::send(mail message) {
-    node *const sent = new node;
-    sent->message = std::move(message);
-    m_last->next.store(sent, std::memory_order_release);
-    m_last = sent;
-    // A pipe that is full wakes the receiver just as well.
+    {
+        const std::lock_guard lock(m_mutex);
+        m_mails.push_back(std::move(message));
+    }
+    // A full pipe wakes the receiver, too.
     const char wake = 0;
     while (write(m_wake[1], &wake, 1) < 0 && errno == EINTR) {
     }
 }
 
 void mailbox::wait_for_answer() {
-    char answer = 0;
-    while (read(m_reply[0], &answer, 1) < 0 && errno == EINTR) {
-    }
+    std::unique_lock lock(m_mutex);
+    m_answer.wait(lock, [this] { return m_answered; });
+    m_answered = false;
 }
 
 std::optional<mail> mailbox::take() {
-    node *const next = m_first->next.load(std::memory_order_acquire);
-    if (next == nullptr)
+    const std::lock_guard lock(m_mutex);
+    if (m_mails.empty())
         return std::nullopt;
-    delete m_first;
-    m_first = next;
-    return std::move(next->message);
+    std::optional<mail> oldest = std::move(m_mails.front());
+    m_mails.pop_front();
+    return oldest;
 }
 
 void mailbox::answer() {
-    const char answer = 0;
-    while (write(m_reply[1], &answer, 1) < 0 && errno == EINTR) {
-    }
+    const std::lock_guard lock(m_mutex);
+    m_answered = true;
+    m_answer.notify_one();
 }
 
 void mailbox::on_readable() {

@@ -1,13 +1,18 @@
-// Messages from the job's thread to the main thread, in the order in which they
-// were sent. The job never waits for the window: a message is handed over with one
-// store that publishes it, and a byte in a pipe wakes the main thread's event loop.
-// Built from what the thread sanitizer can see, unlike the window library's own
-// queue.
+// Messages from the job's thread to the main thread, in the order in which they were sent.
+//
+// The mutex guards the list alone and is held for one push or one take. The engine never
+// locks it: in its phases it writes only its own log and values. Two callers on the job's
+// thread send: the job, for its lines before the first phase, and the handler of fatal
+// errors, after which the engine does nothing more.
+//
+// Built from standard parts because the thread sanitizer does not see into Qt's own queue.
 #ifndef TROVIK_APP_MAILBOX_H
 #define TROVIK_APP_MAILBOX_H
 
-#include <atomic>
+#include <condition_variable>
+#include <deque>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -23,19 +28,17 @@ struct mail {
     std::string text;
 };
 
-// One sender at a time, one receiver: the thread that made the mailbox.
 class mailbox {
  public:
-    // `on_arrival` is called on the main thread, from its event loop, when there
-    // may be something to take.
+    // Calls `on_arrival` from the event loop of this thread when there may be mail to take.
     explicit mailbox(std::function<void()> on_arrival);
     ~mailbox();
     mailbox(const mailbox &) = delete;
     mailbox &operator=(const mailbox &) = delete;
 
-    // Job's thread.
+    // Any thread. Does not wait for the receiver.
     void send(mail message);
-    // Job's thread: blocks until answer() is called on the main thread, or for ever.
+    // Job's thread: blocks until answer() was called. One answer() ends one wait.
     void wait_for_answer();
 
     // Main thread: the oldest message, or nothing.
@@ -44,18 +47,14 @@ class mailbox {
     void answer();
 
  private:
-    struct node {
-        mail message;
-        std::atomic<node *> next{nullptr};
-    };
-
     void on_readable();
 
     std::function<void()> m_on_arrival;
-    node *m_first;  // main thread: the last one taken; what follows it is unread
-    node *m_last;   // job's thread
-    int m_wake[2];  // job's thread to main thread
-    int m_reply[2];
+    std::mutex m_mutex;
+    std::deque<mail> m_mails;
+    bool m_answered = false;
+    std::condition_variable m_answer;
+    int m_wake[2];  // a pipe that the notifier watches
     QSocketNotifier *m_notifier;
 };
 

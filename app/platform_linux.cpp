@@ -7,6 +7,10 @@
 
 #include <QFileInfo>
 #include <QStringList>
+#include <filesystem>
+
+#include "volume/mount_table.h"
+#include "volume/mounted_volume.h"
 
 bool platform_is_sandboxed() {
     return false;
@@ -26,6 +30,26 @@ QString platform_media_folder() {
         if (QFileInfo(folder).isDir())
             return folder;
     return QStringLiteral("/");
+}
+
+std::string platform_access_to_open_folder(int folder) {
+    return "/proc/self/fd/" + std::to_string(folder);
+}
+
+std::string platform_path_of_open_folder(int folder) {
+    std::error_code unreadable;
+    return std::filesystem::read_symlink(platform_access_to_open_folder(folder), unreadable);
+}
+
+std::optional<std::vector<std::string>> platform_mount_points() {
+    std::vector<mount_entry> table;
+    std::string error;
+    if (!mount_table_read(MOUNT_TABLE, table, error))
+        return std::nullopt;
+    std::vector<std::string> targets;
+    for (const mount_entry &entry : table)
+        targets.push_back(entry.target);
+    return targets;
 }
 
 std::string platform_volume_path(const volume_info &volume) {

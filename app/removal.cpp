@@ -15,8 +15,6 @@
 #include "app/modal_question.h"
 #include "report/printable.h"
 
-// Shorter removals show nothing: a dialog that flashes up explains nothing.
-constexpr int moment_ms = 400;
 constexpr int poll_ms = 20;
 
 // In pixels. A path without blanks has no place where a line could break.
@@ -62,9 +60,9 @@ namespace {
 
 // What the worker does and what it has to say.
 struct removal {
-    removal(const std::string &path, int base) {
-        const auto work = [this, path, base] {
-            error = remove_tree(path, &progress, base);
+    explicit removal(const remove_tree_entry &entry) {
+        const auto work = [this, entry] {
+            error = remove_tree(entry, removed);
             done.store(true, std::memory_order_release);
         };
         try {
@@ -80,7 +78,7 @@ struct removal {
     removal(const removal &) = delete;
     removal &operator=(const removal &) = delete;
 
-    remove_tree_progress progress;
+    std::atomic<std::uint64_t> removed{0};
     remove_tree_error error;
     std::atomic<bool> done{false};
     std::thread worker;
@@ -116,14 +114,14 @@ static void wait_without_loop(const removal &work) {
     }
 }
 
-remove_tree_error removal_run(QWidget *parent, const std::string &path, const removal_base &base) {
+remove_tree_error removal_run(QWidget *parent, const remove_tree_entry &entry, int quiet_ms) {
     const modal_question question;
-    removal work(path, base.folder);
+    removal work(entry);
     // What the user presses in the first moment waits for the dialog, which takes it.
-    if (!wait_for(work, moment_ms, QEventLoop::ExcludeUserInputEvents, [] {})) {
-        removal_dialog dialog(parent, base.path + path);
+    if (!wait_for(work, quiet_ms, QEventLoop::ExcludeUserInputEvents, [] {})) {
+        removal_dialog dialog(parent, entry.path());
         wait_for(work, -1, QEventLoop::AllEvents, [&] {
-            dialog.show_removed(work.progress.removed.load(std::memory_order_relaxed));
+            dialog.show_removed(work.removed.load(std::memory_order_relaxed));
             // Never over a question that somebody has to answer.
             if (!dialog.isVisible() && QApplication::activeModalWidget() == nullptr)
                 dialog.show();
@@ -132,7 +130,5 @@ remove_tree_error removal_run(QWidget *parent, const std::string &path, const re
     }
     if (work.worker.joinable())
         work.worker.join();
-    if (work.error.error_number != 0)
-        work.error.path.insert(0, base.path);
     return work.error;
 }

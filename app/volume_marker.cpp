@@ -50,5 +50,5 @@ bool volume_marker::create() const {
 
 remove_tree_error volume_marker::remove(QWidget *parent) const {
     const std::string folder_path = m_path.substr(0, m_path.size() - m_name.size());
-    return removal_run(parent, m_name, {folder(), folder_path});
+    return removal_run(parent, {folder(), folder_path, m_name});
 }

@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "cli/exit_status.h"
 #include "model/utils.h"
 #include "report/printable.h"
 
@@ -81,21 +80,22 @@ struct raw_words {
 struct command_description {
     cli_command command;
     const char *description;
-    bool has_start_at, has_block_size, has_keep_files, has_json, has_force;
+    bool has_start_at, has_block_size, has_keep_files, has_json, has_force, has_medium_is_memory;
 };
 
 }  // namespace
 
 static const command_description commands[] = {
     {cli_command::test, "Fill the volume, read everything back, report, clean up", true, true, true,
-     true, true},
+     true, true, true},
     {cli_command::write, "Remove old test files and fill the volume with new ones", true, true,
-     false, false, true},
+     false, false, true, false},
     {cli_command::read, "Read the test files on the volume back and report", true, false, false,
-     true, false},
-    {cli_command::clean, "Remove the test files from the volume", true, false, false, false, true},
+     true, false, true},
+    {cli_command::clean, "Remove the test files from the volume", true, false, false, false, true,
+     false},
     {cli_command::info, "Show a volume's properties, or list the volumes that can be tested", false,
-     false, false, false, false},
+     false, false, false, false, false},
 };
 
 // Whether the command line can begin with this word. CLI11 would say of a wrong
@@ -150,6 +150,12 @@ static void add_command(CLI::App &app, const command_description &description,
             ->add_flag("--force", arguments.force,
                        "Go on although the folder is not the root of its own mount, or lies "
                        "on the system's own file system")
+            ->disable_flag_override();
+    if (description.has_medium_is_memory)
+        command
+            ->add_flag("--medium-is-memory", arguments.medium_is_memory,
+                       "Take this file system's word that it keeps no other copy, as a simulated "
+                       "card's")
             ->disable_flag_override();
 }
 

@@ -1,4 +1,5 @@
-// The command line's words, checked and turned into values.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The command line's arguments, checked and turned into values.
 #ifndef TROVIK_CLI_ARGUMENTS_H
 #define TROVIK_CLI_ARGUMENTS_H
 
@@ -7,6 +8,19 @@
 #include <string>
 
 #include "model/f3write.h"
+
+// Exit statuses; the numbers are those of sysexits.h where it has a name for the case. Those of a
+// verdict come from verdict_exit_status(). A failure that ends the engine's process keeps the
+// engine's own status.
+enum exit_status : int {
+    EXIT_STATUS_INTACT = 0,       // everything was tested and everything was intact
+    EXIT_STATUS_USAGE = 64,       // EX_USAGE: wrong arguments
+    EXIT_STATUS_DATA_LOST = 65,   // EX_DATAERR: data was not read back as written
+    EXIT_STATUS_NO_THREAD = 71,   // EX_OSERR: the system has no thread to spare
+    EXIT_STATUS_NOT_TESTED = 74,  // EX_IOERR: not everything could be tested
+    EXIT_STATUS_UNPROVEN = 75,    // EX_TEMPFAIL: intact, but perhaps read from memory
+    EXIT_STATUS_REFUSED = 77,     // EX_NOPERM: not begun, nothing was changed
+};
 
 enum class cli_command { test, write, read, clean, info };
 
@@ -17,6 +31,7 @@ struct cli_arguments {
     std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
     bool keep_files = false;                       // leave the test files on the volume
     bool force = false;                            // override what may be overridden
+    bool medium_is_memory = false;    // take the file system's word that it keeps no other copy
     std::optional<std::string> json;  // file for the JSON report, "-" for standard output
 };
 

@@ -3,13 +3,13 @@
 #include "cli/console.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
-#include "cli/write_all.h"
 #include "report/printable.h"
 
 // Columns to assume when the terminal does not tell.
@@ -17,6 +17,23 @@ constexpr unsigned default_columns = 80;
 
 // What stands between the fields of a status line.
 static const char field_gap[] = "    ";
+
+// A write may be cut short, interrupted, or refused by a terminal that is set not to block; none of
+// these is a failure.
+bool write_all(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<size_t>(written));
+        } else if (errno == EAGAIN) {
+            struct pollfd ready = {fd, POLLOUT, 0};
+            poll(&ready, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
 
 static unsigned terminal_columns(int fd) {
     struct winsize size = {};

@@ -14,6 +14,10 @@
 #include <string>
 #include <string_view>
 
+// Writes all of `text` to the descriptor, past the C library; waits while the descriptor takes no
+// more. False with the reason in errno. Any thread.
+bool write_all(int fd, std::string_view text);
+
 class console {
  public:
     // Takes the streams over when standard output is a terminal.

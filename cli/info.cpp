@@ -1,9 +1,8 @@
-// What cannot be known is said to be unknown; nothing is guessed.
-#include "cli/info.h"
-
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The command "info". A property that the system does not tell is called unknown, never guessed.
 #include <cstdio>
 
-#include "cli/exit_status.h"
+#include "cli/commands.h"
 #include "report/number_text.h"
 #include "report/printable.h"
 #include "volume/volume.h"

@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "cli/write_all.h"
+#include "cli/console.h"
 #include "report/printable.h"
 
 json_output::~json_output() {

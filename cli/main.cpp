@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // trovik-cli: tests a mounted volume from the command line.
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,14 +7,12 @@
 #include <cstdio>
 
 #include "cli/arguments.h"
-#include "cli/exit_status.h"
-#include "cli/guard.h"
-#include "cli/info.h"
+#include "cli/commands.h"
 #include "cli/json_output.h"
-#include "cli/run.h"
+#include "cli/refusal_text.h"
 #include "cli/stop_signals.h"
 
-// The reason has been made printable where it was put together.
+// `reason` is printable already.
 static int fail(int status, const std::string &reason) {
     std::fprintf(stderr, "trovik-cli: %s\n", reason.c_str());
     return status;
@@ -42,16 +41,19 @@ int main(int argc, char **argv) {
     if (arguments.command == cli_command::info)
         return info_run(arguments.volume);
 
-    run_target target;
-    run_lock lock;
-    std::string reason;
-    if (!guard_check(arguments, target, reason) || !guard_begin(arguments, target, lock, reason))
-        return fail(EXIT_STATUS_REFUSED, "refused: " + reason);
+    run_guard guard;
+    run_refusal refusal = guard.look(cli_run_request(arguments));
+    if (!refusal)
+        refusal = guard.take();
+    if (refusal)
+        return fail(EXIT_STATUS_REFUSED, "refused: " + refusal_text(refusal));
     if (no_output && arguments.json == "-")
         return fail(EXIT_STATUS_USAGE, "--json: standard output is closed");
     json_output json;
-    if (!json.open(arguments.json, target.volume, reason))
+    std::string reason;
+    if (!json.open(arguments.json, *guard.volume(), reason))
         return fail(EXIT_STATUS_USAGE, "--json: " + reason);
-    stop_signals_begin();
-    return run_command(arguments, target, json);
+    if (!stop_signals_begin())
+        return fail(EXIT_STATUS_NO_THREAD, cli_no_thread_text);
+    return run_command(arguments, guard, json);
 }

@@ -1,23 +1,19 @@
-// The engine works on a thread of its own and knows nobody; this polls it ten
-// times a second and prints what it finds. Before each of its steps the path is
-// looked at again: a volume can go away in the middle of a run, and what lies
-// below its mount point is not ours.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The engine works on a thread of its own; the main thread polls it ten times a second and prints
+// its news.
 //
-// Two ends can come unbidden: a signal, on the main thread, and a failure that
-// ends the engine's process, on the engine's. Whichever takes the lock first has
-// the last word: it is never given back.
-#include "cli/run.h"
-
-#include <atomic>
+// A signal (main thread) or a fatal engine error (engine thread) can end the run. The first to lock
+// m_mutex wins and never unlocks it.
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <functional>
 #include <mutex>
 
+#include "cli/commands.h"
 #include "cli/console.h"
-#include "cli/exit_status.h"
-#include "cli/job.h"
-#include "cli/left_files.h"
+#include "cli/left_files_text.h"
+#include "cli/refusal_text.h"
 #include "cli/status_line.h"
 #include "cli/stop_signals.h"
 #include "model/engine_log.h"
@@ -29,7 +25,8 @@
 #include "report/report_json.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
-#include "volume/cold_read.h"
+#include "runner/run_steps.h"
+#include "runner/run_thread.h"
 
 constexpr std::chrono::milliseconds poll_interval{100};
 
@@ -37,7 +34,7 @@ namespace {
 
 class command_run {
  public:
-    command_run(const cli_arguments &arguments, const run_target &target, json_output &json);
+    command_run(const cli_arguments &arguments, const run_guard &guard, json_output &json);
     ~command_run();
     command_run(const command_run &) = delete;
     command_run &operator=(const command_run &) = delete;
@@ -51,15 +48,16 @@ class command_run {
     int remove_files();
     int fill();
     int read_back();
-    void do_steps(job_steps steps);
-    bool is_volume_in_place();
-    void see_to_medium();
-    void print_news();
+    run_plan plan() const;
+    run_callbacks callbacks();
+    bool run_on_thread(void (run_steps::*work)());
+    void print_engine_output();
     int poll();
     void show_status();
     [[noreturn]] void end_by_signal(int signal_number);
-    void pass_on_last_words();
-    void say_what_is_left();
+    int end_without_thread();
+    void release_console();
+    void print_left_files();
     int finish(int status);
     run_snapshot snapshot() const;
     void print_report(const report_facts &facts);
@@ -68,14 +66,11 @@ class command_run {
     bool write_json(const std::optional<report_json_fatal> &fatal);
 
     const cli_arguments &m_arguments;
-    const run_target &m_target;
+    const run_guard &m_guard;
     json_output &m_json;
-    run_scope m_scope;                    // main thread, while no job runs
-    std::optional<report_facts> m_facts;  // likewise: the report, once there is one
-    // Found out by the job's thread, read by both.
-    std::atomic<bool> m_volume_gone{false};
-    std::atomic<bool> m_may_rest_on_memory{false};
-    std::mutex m_mutex;  // guards everything below while a job runs
+    run_steps m_steps;
+    std::optional<report_facts> m_facts;  // main thread: the report, once there is one
+    std::mutex m_mutex;                   // guards everything below while the engine's thread runs
     console m_console;
     speed_window m_speed;
     engine_phase m_phase = ENGINE_PHASE_IDLE;
@@ -83,35 +78,48 @@ class command_run {
 
 }  // namespace
 
-// The run whose failures the engine reports: set and cleared by the main thread
-// while no job runs.
+// The run that the engine reports its failures to: set and cleared by the main thread while no
+// other thread runs.
 static command_run *current_run = nullptr;
 
 static void on_failure(const char *message, int exit_status) {
     current_run->end_by_failure(message, exit_status);
 }
 
-// A word for a shell, whatever blanks and quotes are in it. Bytes that must not
-// reach a terminal are escaped as Bash and its relatives read them.
-static std::string shell_quoted(const std::string &text) {
-    const bool plain = printable_text(text) == text;
-    std::string quoted = plain ? "'" : "$'";
-    for (const char character : text) {
-        if (character == '\'')
-            quoted += plain ? "'\\''" : "\\'";
-        else if (character == '\\' && !plain)
-            quoted += "\\\\";
-        else
-            quoted += character;
-    }
-    return (plain ? quoted : printable_text(quoted)) + "'";
+run_request cli_run_request(const cli_arguments &arguments) {
+    run_request request;
+    request.path = arguments.volume;
+    request.start_index = arguments.start_index;
+    // Reading changes nothing, so any folder and any volume may be read.
+    request.judge_volume = arguments.command != cli_command::read;
+    request.force = arguments.force;
+    return request;
 }
 
-command_run::command_run(const cli_arguments &arguments, const run_target &target,
-                         json_output &json)
-    : m_arguments(arguments), m_target(target), m_json(json) {
-    m_scope.start_index = arguments.start_index;
-    set_engine_volume_path(target.folder.c_str());
+run_plan command_run::plan() const {
+    const bool is_test = m_arguments.command == cli_command::test;
+    run_plan plan;
+    plan.remove = m_arguments.command != cli_command::read;
+    plan.fill = is_test || m_arguments.command == cli_command::write;
+    plan.read = is_test || m_arguments.command == cli_command::read;
+    plan.block_size = m_arguments.block_size;
+    plan.medium_is_memory = m_arguments.medium_is_memory;
+    return plan;
+}
+
+run_callbacks command_run::callbacks() {
+    run_callbacks callbacks;
+    callbacks.memory_doubt = [this](const std::string &line) {
+        const std::lock_guard lock(m_mutex);
+        print_engine_output();
+        m_console.print(line);
+    };
+    return callbacks;
+}
+
+command_run::command_run(const cli_arguments &arguments, const run_guard &guard, json_output &json)
+    : m_arguments(arguments), m_guard(guard), m_json(json), m_steps(guard, plan(), callbacks()) {
+    set_engine_volume_path(guard.folder().c_str());
     current_run = this;
     engine_set_fatal_handler(on_failure);
 }
@@ -122,6 +130,8 @@ command_run::~command_run() {
 }
 
 int command_run::execute() {
+    if (!run_on_thread(&run_steps::execute))
+        return end_without_thread();
     switch (m_arguments.command) {
         case cli_command::clean:
             return remove_files();
@@ -137,55 +147,50 @@ int command_run::execute() {
 }
 
 int command_run::remove_files() {
-    const std::string before = test_files_text(m_target.files.numbers);
-    do_steps({.remove = true});
-    if (!m_volume_gone && m_scope.removal_listing_error == 0)
+    const std::string before = test_files_text(m_guard.files().numbers);
+    if (!m_steps.is_volume_gone() && m_steps.scope().removal_listing_error == 0)
         m_console.print(before.empty() ? "There were no test files.\n"
                                        : "Removed " + before + ".\n");
     return finish(0);
 }
 
 int command_run::fill() {
-    m_scope.has_write = true;
-    do_steps({.remove = true, .fill = true});
     const fill_verdict verdict = fill_verdict_judge(snapshot());
     print_verdict(verdict.sentence, verdict.reasons, verdict.notes);
     return finish(fill_verdict_exit_status(verdict));
 }
 
 int command_run::read_back() {
-    const bool is_test = m_arguments.command == cli_command::test;
-    m_scope.has_write = m_scope.expects_all_written = is_test;
-    m_scope.has_read = true;
-    do_steps({.remove = is_test, .fill = is_test, .read = true});
-
     const verdict_result verdict = verdict_judge(snapshot());
-    if (!m_volume_gone) {
-        m_facts = report_facts_collect(m_target.folder, m_target.volume.capacity_bytes.value_or(0),
-                                       cli_version_text());
+    if (!m_steps.is_volume_gone()) {
+        const std::optional<volume_info> &volume = m_guard.volume();
+        m_facts = report_facts_collect(
+            m_guard.folder(), volume ? volume->capacity_bytes.value_or(0) : 0, cli_version_text());
         print_report(*m_facts);
     }
     print_verdict(verdict_sentence(verdict.verdict), verdict.reasons, verdict.notes);
-    if (is_test && !m_arguments.keep_files && !m_volume_gone)
-        do_steps({.remove = true});
+    const bool cleans_up = m_arguments.command == cli_command::test && !m_arguments.keep_files;
+    // Without a thread, the files go all the same; only nothing is shown meanwhile.
+    if (cleans_up && !run_on_thread(&run_steps::clean_up))
+        m_steps.clean_up();
     return finish(verdict_exit_status(verdict.verdict));
 }
 
-// Says what went wrong beside the test itself and writes the JSON report. Returns
-// `status`, or another one when it would claim that all is well.
+// Reports failures beside the test itself and writes the JSON report. Returns `status`, or another
+// one when it would claim that all is well.
 int command_run::finish(int status) {
     int failure = 0;
     const auto fail = [&](const std::string &line) {
         m_console.print_error("trovik-cli: " + line);
         failure = EXIT_STATUS_NOT_TESTED;
     };
-    const std::string folder = "'" + printable_text(m_target.folder) + "'";
-    if (m_volume_gone)
-        fail("the volume on " + folder +
-             " was unmounted or replaced during the run; what stands there now was not touched");
-    if (m_scope.removal_listing_error != 0)
-        fail(folder + " could not be read to its end, test files may be left: " +
-             error_text(m_scope.removal_listing_error));
+    const std::string folder = shown_path(m_guard.folder());
+    const std::int32_t listing_error = m_steps.scope().removal_listing_error;
+    if (m_steps.is_volume_gone())
+        fail(volume_gone_text(m_guard.folder()));
+    if (listing_error != 0)
+        fail(folder +
+             " could not be read to its end, test files may be left: " + error_text(listing_error));
     if (m_console.output_error() != 0)
         fail("standard output could not be written: " + error_text(m_console.output_error()));
     if (!write_json(std::nullopt))
@@ -193,52 +198,24 @@ int command_run::finish(int status) {
     return status == 0 ? failure : status;
 }
 
-void command_run::do_steps(job_steps steps) {
-    job_plan plan;
-    plan.steps = steps;
-    plan.folder = m_target.folder;
-    plan.start_index = m_arguments.start_index;
-    plan.block_size = m_arguments.block_size;
-    plan.may_go_on = [this] { return is_volume_in_place(); };
-    plan.before_read = [this] { see_to_medium(); };
-    job running(std::move(plan));
-    while (running.is_running()) {
+// Runs `work` on a thread of its own and prints its news until it returns. False when the system
+// has no thread to spare.
+bool command_run::run_on_thread(void (run_steps::*work)()) {
+    run_thread thread([this, work] { (m_steps.*work)(); });
+    if (!thread.start())
+        return false;
+    while (thread.is_executing()) {
         if (const int signal_number = stop_signals_wait(poll_interval))
             end_by_signal(signal_number);
         if (poll() == EPIPE)
             end_by_signal(SIGPIPE);
     }
     poll();
-    if (m_scope.removal_listing_error == 0)
-        m_scope.removal_listing_error = running.removal_listing_error();
-}
-
-// On the job's thread, before each step.
-bool command_run::is_volume_in_place() {
-    if (!m_target.anchor->is_in_place())
-        m_volume_gone = true;
-    return !m_volume_gone;
-}
-
-// On the job's thread, before the files are read: nothing may come from memory
-// that the medium has lost.
-void command_run::see_to_medium() {
-    std::vector<std::string> names;
-    std::string unlisted;
-    test_files_names(m_target.folder, m_arguments.start_index, names, unlisted);
-    const std::string reason =
-        cold_read_prepare(m_target.volume, m_target.folder, names, unlisted, false);
-    if (reason.empty())
-        return;
-    m_may_rest_on_memory = true;
-    const std::lock_guard lock(m_mutex);
-    print_news();
-    m_console.print(
-        "What is read now may come from the computer's memory: " + printable_text(reason) + "\n");
+    return true;
 }
 
 // Prints what the engine has said since the last time. Under the lock.
-void command_run::print_news() {
+void command_run::print_engine_output() {
     m_console.pass_on_streams();
     const engine_log_view lines = engine_log_take_view();
     m_console.print({lines.text, lines.length});
@@ -247,7 +224,7 @@ void command_run::print_news() {
 // Returns the error number of an output that could not be written, or 0.
 int command_run::poll() {
     const std::lock_guard lock(m_mutex);
-    print_news();
+    print_engine_output();
     show_status();
     return m_console.output_error();
 }
@@ -266,7 +243,8 @@ void command_run::show_status() {
     } else if (input.phase == ENGINE_PHASE_READING) {
         input.index = read.current_index;
         input.bytes_done = read.bytes_read;
-        input.bytes_expected = m_scope.has_write ? written.bytes_written : m_target.files.bytes;
+        input.bytes_expected =
+            m_steps.scope().has_write ? written.bytes_written : m_guard.files().bytes;
     }
     if (input.phase != m_phase)
         m_speed.reset();
@@ -277,10 +255,7 @@ void command_run::show_status() {
 }
 
 run_snapshot command_run::snapshot() const {
-    run_scope scope = m_scope;
-    scope.volume_gone = m_volume_gone;
-    scope.may_rest_on_memory = m_may_rest_on_memory;
-    return run_snapshot_collect(scope);
+    return run_snapshot_collect(m_steps.scope());
 }
 
 void command_run::print_report(const report_facts &facts) {
@@ -298,7 +273,7 @@ void command_run::print_verdict(const std::string &sentence,
     }
 }
 
-// False, with the reason said, when a report that is wanted could not be written.
+// False, with the reason printed, when a wanted report could not be written.
 bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     if (!m_json.is_wanted())
         return true;
@@ -307,7 +282,7 @@ bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     input.version = cli_version_text();
     input.command = cli_command_name(m_arguments.command);
     input.ended_at = std::time(nullptr);
-    input.volume = m_target.volume;
+    input.volume = m_guard.volume().value_or(volume_info{});
     input.run = snapshot();
     input.verdict = verdict_judge(input.run);
     input.facts = m_facts;
@@ -319,54 +294,44 @@ bool command_run::write_json(const std::optional<report_json_fatal> &fatal) {
     return false;
 }
 
-// Everything that has been said so far, the status line gone, the streams as the
-// process found them.
-void command_run::pass_on_last_words() {
-    print_news();
+// Prints all output so far, removes the status line and gives the streams back.
+void command_run::release_console() {
+    print_engine_output();
     m_console.release_streams();
 }
 
-void command_run::say_what_is_left() {
-    if (m_arguments.command == cli_command::read)
-        return;
-    const std::string folder = "'" + printable_text(m_target.folder) + "'";
-    const std::optional<std::string> files =
-        left_files_text(m_target.folder, m_arguments.start_index);
-    if (files && files->empty()) {
-        m_console.print_error("trovik-cli: no test files are left on " + folder);
-        return;
-    }
-    std::string command = "trovik-cli clean " + shell_quoted(m_target.folder);
-    if (m_arguments.start_index > 0)
-        command += " --start-at=" + std::to_string(m_arguments.start_index + 1);
-    if (m_arguments.force)
-        command += " --force";
-    const std::string what = files ? "test files left on " + folder + ": " + *files
-                                   : "test files may be left on " + folder;
-    m_console.print_error("trovik-cli: " + what + "; remove them with: " + command);
+void command_run::print_left_files() {
+    if (m_arguments.command != cli_command::read)
+        m_console.print_error("trovik-cli: " + left_files_text(m_arguments, m_guard));
+}
+
+int command_run::end_without_thread() {
+    m_console.print_error(std::string("trovik-cli: ") + cli_no_thread_text);
+    write_json(report_json_fatal{cli_no_thread_text, EXIT_STATUS_NO_THREAD});
+    return EXIT_STATUS_NO_THREAD;
 }
 
 void command_run::end_by_signal(int signal_number) {
     m_mutex.lock();
-    pass_on_last_words();
+    release_console();
     const std::string reason = std::string("stopped by ") + stop_signals_name(signal_number);
     m_console.print_error("trovik-cli: " + reason);
-    say_what_is_left();
+    print_left_files();
     write_json(report_json_fatal{reason, 128 + signal_number});
     stop_signals_die_of(signal_number);
 }
 
 void command_run::end_by_failure(const char *message, int exit_status) {
     m_mutex.lock();
-    pass_on_last_words();
+    release_console();
     engine_write_results written = {};
     engine_results_write(&written);
     if (written.write_error != 0)
         m_console.print_error("trovik-cli: writing failed: " + error_text(written.write_error));
-    say_what_is_left();
+    print_left_files();
     write_json(report_json_fatal{message, exit_status});
 }
 
-int run_command(const cli_arguments &arguments, const run_target &target, json_output &json) {
-    return command_run(arguments, target, json).execute();
+int run_command(const cli_arguments &arguments, const run_guard &guard, json_output &json) {
+    return command_run(arguments, guard, json).execute();
 }

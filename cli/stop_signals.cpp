@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <system_error>
 #include <thread>
 
 // Longest time from a signal to the process's end. Whoever stops a run must get
@@ -41,13 +42,19 @@ static void hand_on_signals(sigset_t set) {
     stop_signals_die_of(signal_number);
 }
 
-void stop_signals_begin() {
+bool stop_signals_begin() {
     const sigset_t waited = waited_for();
     sigset_t blocked = waited;
     sigaddset(&blocked, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
-    if (pipe(signal_pipe) == 0)
+    if (pipe(signal_pipe) != 0)
+        return true;
+    try {
         std::thread(hand_on_signals, waited).detach();
+    } catch (const std::system_error &) {
+        return false;
+    }
+    return true;
 }
 
 int stop_signals_wait(std::chrono::milliseconds timeout) {

@@ -9,9 +9,9 @@
 // Blocks SIGINT, SIGTERM, SIGHUP and SIGPIPE in this thread and in all that it
 // starts from now on, and starts to wait for the first three. A signal that the
 // parent process had set to be ignored stays ignored, as nohup wants it. A process
-// that has not ended five seconds after a signal is ended by it. Called once,
-// before any other thread is started.
-void stop_signals_begin();
+// that has not ended five seconds after a signal is ended by it. False when the system
+// has no thread to spare. Called once, before any other thread is started.
+bool stop_signals_begin();
 
 // Waits up to `timeout` for one of them; returns it, or 0.
 int stop_signals_wait(std::chrono::milliseconds timeout);

@@ -1,24 +1,29 @@
-/* The message log is a ring of ENGINE_LOG_SIZE bytes between two positions that
- * only grow: the test's thread moves the end, the draining thread moves the
- * start. Each position has one writer, so plain stores suffice, and because the
- * bytes between them belong to exactly one side at any time, a text is neither
- * lost to a drain that meets an append nor handed out twice. */
+/* The message log is a ring buffer of ENGINE_LOG_SIZE bytes with two positions that only
+ * grow: the test's thread moves the end, the draining thread moves the start. Each position
+ * has one writer, so plain stores suffice. Every byte belongs to one side at a time, so a
+ * drain during an append neither loses text nor returns it twice. */
 #include "model/engine_log.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "model/engine_publish.h"
+#include "model/fatal.h"
+
+static const char module[] = "model/engine_log";
+
 /* Pending text: written by the test's thread, read by the draining thread. */
 static std::atomic<char> engine_log[ENGINE_LOG_SIZE];
 /* Bytes ever appended: written by the test's thread; publishes the text. */
 static std::atomic<uint64_t> appended_bytes{0};
-/* Bytes ever drained: written by the draining thread; gives their room back. */
+/* Bytes ever drained: written by the draining thread; frees their room. */
 static std::atomic<uint64_t> drained_bytes{0};
-/* The copy handed out: the draining thread's own. */
+/* The drained copy. The draining thread's own. */
 static char engine_log_drain[ENGINE_LOG_SIZE];
 
 static_assert((ENGINE_LOG_SIZE & (ENGINE_LOG_SIZE - 1)) == 0,
@@ -34,8 +39,7 @@ void engine_log_append(const char *text) {
     const size_t pending = static_cast<size_t>(end - start);
     const size_t length = std::strlen(text);
 
-    /* A private copy first: the text may be the drained copy itself, which the
-     * other thread is free to refill. */
+    /* Copies first: the text may be the drained copy, which the other thread may refill. */
     char *working = static_cast<char *>(std::malloc(pending + length + 1));
     if (working == nullptr) {
         std::fputs("ERR: malloc failed!\n", stderr);
@@ -68,4 +72,27 @@ const char *engine_log_take(void) {
 void engine_print(const char *text) {
     std::printf("%s", text);
     engine_log_append(text);
+}
+
+/* Lines of the write phase must be whole because they name files. Lines of the read phase
+ * may be cut: they only count. */
+int log_line_whole(const char *format, ...) {
+    char line[LOG_LINE_SIZE];
+    const c_numbers with_points;
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    ENGINE_REQUIRE(length >= 0 && length < LOG_LINE_SIZE, module);
+    engine_log_append(line);
+    return length;
+}
+
+void log_line_cut(const char *format, ...) {
+    char line[LOG_LINE_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    engine_log_append(line);
 }

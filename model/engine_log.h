@@ -1,13 +1,12 @@
-/* The engine's message log: the one way by which the engine's user lines reach
- * a shell (the command line, the window).
+/* The engine's message log: carries the engine's user lines to a shell (the command line,
+ * the window).
  *
- * Guarantees: the oldest text is kept, no text is handed out twice, none is
- * handed out torn between two drains. Not guaranteed: that everything fits.
- * Text beyond ENGINE_LOG_SIZE pending bytes is dropped without a word, which
- * bounds the engine's memory whatever a shell does.
+ * The oldest text is kept. No text is returned twice, and no append is split between two
+ * drains unless the log was full. Text beyond ENGINE_LOG_SIZE pending bytes is dropped
+ * silently, which bounds the engine's memory.
  *
- * One thread appends at a time (the test's), one thread drains at a time (the
- * shell's); the two need no lock. */
+ * One thread appends at a time (the test's), one thread drains at a time (the shell's);
+ * the two need no lock. */
 #ifndef TROVIK_MODEL_ENGINE_LOG_H
 #define TROVIK_MODEL_ENGINE_LOG_H
 
@@ -20,25 +19,23 @@ extern "C" {
 /* Bytes that the log and its drained copy can hold. */
 #define ENGINE_LOG_SIZE 8192
 
-/* Drained text with its length: at most ENGINE_LOG_SIZE bytes, no terminator
- * promised. Valid until the next drain. */
+/* Drained text with its length, at most ENGINE_LOG_SIZE bytes; it may lack a terminator.
+ * Valid until the next drain. */
 struct engine_log_view {
     const char *text;
     size_t length;
 };
 
-/* Appends NUL-terminated `text`. What does not fit is dropped. When the heap is
- * exhausted the whole text is dropped and "ERR: malloc failed!" goes to
- * standard error. Called on the test's thread. */
+/* Appends NUL-terminated `text`; drops the part that does not fit. Out of memory, drops all
+ * of it and writes "ERR: malloc failed!" to standard error. Called on the test's thread. */
 void engine_log_append(const char *text);
 
-/* Empties the log and returns its text, filled up with NULs to ENGINE_LOG_SIZE
- * bytes. A full log has no terminator: readers stop after ENGINE_LOG_SIZE
- * bytes. Valid until the next drain; owned by the engine. Called by one shell
- * thread at a time. */
+/* Empties the log and returns its text, padded with NULs to ENGINE_LOG_SIZE bytes. A full
+ * log has no terminator: stop after ENGINE_LOG_SIZE bytes. Owned by the engine, valid until
+ * the next drain. Called by one shell thread at a time. */
 const char *engine_log_take(void);
 
-/* As engine_log_take, with the length found by that rule. */
+/* As engine_log_take, with the text's length. */
 struct engine_log_view engine_log_take_view(void);
 
 /* Prints `text` on standard output and appends it to the log. */

@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-/* Enters a phase; returns the one before, for phases that lie in another. */
+/* Enters a phase. Returns the previous one, to be restored by nested phases. */
 enum engine_phase record_phase(enum engine_phase phase);
 
 /* Write part, in the order of a write phase. */
@@ -24,7 +24,7 @@ void record_write_end(enum engine_write_end end);
 void record_write_average(double bytes_per_s);
 void record_free_at_end(uint64_t bytes, int32_t known);
 
-/* Listing part: 0 when a listing starts or has been complete. */
+/* Listing part: 0 when a listing starts or was complete. */
 void record_listing_error(int32_t error);
 
 /* Read part, in the order of a read phase. */

@@ -1,7 +1,6 @@
-/* Every field is a relaxed atomic of its own with one writer, the test's thread.
- * Lists are published by their count: a record is filled first, then counted, so
- * whoever reads a count finds the records below it complete. The tables are
- * static; pages of them that no test reaches cost no memory. */
+/* Every field is a relaxed atomic with one writer, the test's thread. A list's count
+ * publishes its records: each is filled, then counted, so all records below the count are
+ * complete. The tables are static; pages that no test touches cost no memory. */
 #include "model/engine_results.h"
 
 #include <atomic>

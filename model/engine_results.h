@@ -1,11 +1,9 @@
-/* What a shell needs beyond the status values: where the test stands now, and
- * what happened to each file. Recorded by the engine while it works, so that no
- * shell has to read the volume a second time to find out.
+/* Results beyond the status values: the running phase, and the outcome of each file. The
+ * engine records them while it works, so no shell has to read the volume again.
  *
- * Written by the test's thread with plain stores and readable at any time from
- * any other: a record is complete once it is counted. The write part is reset
- * when a write phase starts, the listing part when a listing starts, the read
- * part when a read phase starts. */
+ * Written by the test's thread with plain stores, readable from any thread at any time: a
+ * record is complete once it is counted. The write part is reset when a write phase starts,
+ * the listing part when a listing starts, the read part when a read phase starts. */
 #ifndef TROVIK_MODEL_ENGINE_RESULTS_H
 #define TROVIK_MODEL_ENGINE_RESULTS_H
 
@@ -32,8 +30,8 @@ enum engine_write_end {
     ENGINE_WRITE_FULL_IN_FILE,  /* a write was refused: no space left */
 };
 
-/* Files and gaps that are recorded one by one: test files for 32 TiB. What lies
- * beyond is part of the totals only. */
+/* The most files, and the most gaps, that are recorded one by one: test files for 32 TiB.
+ * Later ones only count in the totals. */
 #define ENGINE_RESULTS_FILES_MAX 32768
 
 struct engine_write_results {
@@ -60,8 +58,8 @@ struct engine_read_results {
     uint64_t overwritten;  /* sectors */
     uint64_t files;        /* files read, to their end or not */
     uint64_t files_cut;    /* of these, stopped by an input/output error */
-    uint64_t missing;      /* numbers missing in front of or between the files */
-    int32_t listing_error; /* error number when the folder could not be read to its end */
+    uint64_t missing;      /* numbers missing before or between the files */
+    int32_t listing_error; /* error number if reading the folder stopped early, else 0 */
     int32_t finished;      /* 1 once the phase has ended and the totals are final */
     int32_t counts_agree;  /* 1 when the sector counts add up to the bytes read */
     double reading_s;      /* seconds spent reading */
@@ -79,7 +77,7 @@ struct engine_file_result {
     uint64_t overwritten; /* sectors */
 };
 
-/* A run of test files that should be there and are not. */
+/* A range of missing test files. */
 struct engine_missing_range {
     int32_t first_index;
     int32_t last_index;
@@ -89,8 +87,8 @@ enum engine_phase engine_results_phase(void);
 void engine_results_write(struct engine_write_results *out);
 void engine_results_read(struct engine_read_results *out);
 
-/* Number of recorded files or gaps, and one of them: 1 and the record, or 0 when
- * there is none at that position (yet). */
+/* Number of recorded files or gaps, and one of them: 1 and the record, or 0 if there is
+ * none at that position (yet). */
 size_t engine_results_file_count(void);
 int engine_results_file(size_t position, struct engine_file_result *out);
 size_t engine_results_missing_count(void);

@@ -1,15 +1,14 @@
-/* File-scope values with one writer each. Numbers are relaxed atomics: plain
- * loads and stores, but defined between threads. Texts are kept twice: the
- * writer fills the copy that is not shown and then publishes it, so that a
- * reader never meets a half-written one. */
+/* File-scope values with one writer each. Numbers are relaxed atomics: plain loads and
+ * stores, but defined between threads. Texts are double-buffered: the writer fills the
+ * hidden copy, then publishes it, so no reader sees a half-written text. */
 #include "model/engine_status.h"
+
+#include <sys/statvfs.h>
 
 #include <atomic>
 #include <cstdio>
 
-#include "model/c_numbers.h"
 #include "model/engine_publish.h"
-#include "model/free_space.h"
 
 extern const uint64_t test_file_size = UINT64_C(1073741824);
 
@@ -22,9 +21,9 @@ struct published_text {
 
 }  // namespace
 
-/* Written by the shell that chose the volume, read by whoever asks for space. */
+/* Written by the shell that chose the volume, read by engine_free_space on any thread. */
 static std::atomic<const char *> engine_volume_path{nullptr};
-/* Written by whoever asks for space: the last answer. */
+/* The last answer of engine_free_space, which writes it on any thread. */
 static std::atomic<uint64_t> free_space_bytes{0};
 /* Written by the test's thread, read by the shells. */
 static std::atomic<double> write_speed{0.0};
@@ -40,14 +39,22 @@ const char *scale_to_unit(double *value) {
     constexpr int unit_count = 7;
     double scaled = *value;
     int index = 0;
-    /* The bound of the loop is never met by a 64-bit byte count, whose largest
-     * value is 16 EB; what is larger still is shown in the last unit. */
+    /* The largest 64-bit byte count is 16 EB. Larger values stay in the last unit. */
     while (scaled >= 1024.0 && index < unit_count - 1) {
         scaled *= 0.0009765625;
         ++index;
     }
     *value = scaled;
     return unit_names[index];
+}
+
+int free_space_query(const char *path, uint64_t *bytes) {
+    struct statvfs statistics = {};
+    *bytes = 0;
+    if (path == nullptr || statvfs(path, &statistics) != 0)
+        return 0;
+    *bytes = static_cast<uint64_t>(statistics.f_bfree) * statistics.f_frsize;
+    return 1;
 }
 
 uint64_t engine_free_space(void) {

@@ -19,23 +19,26 @@ extern "C" {
  * one test file to the next. */
 extern const uint64_t test_file_size;
 
-/* Scales a byte count or rate in place by powers of 1024 and returns the unit's
- * name: "Byte", "KB", "MB", "GB", "TB", "PB" or "EB". Negative values and NaN
- * stay as they are, in "Byte". */
+/* Scales a byte count or rate in place by powers of 1024 and returns the unit's name:
+ * "Byte", "KB", "MB", "GB", "TB", "PB" or "EB". Leaves negative values and NaN unchanged,
+ * in "Byte". */
 const char *scale_to_unit(double *value);
 
-/* Free bytes of the file system that holds the engine's volume path, blocks
- * reserved for the super-user included; 0 without a path or when the file
- * system does not answer. */
+/* Free bytes of the file system that holds `path`, blocks reserved for the super-user
+ * included: the test can fill them. Returns 1 with the bytes in `*bytes`, or 0 with 0
+ * bytes when the file system does not answer. */
+int free_space_query(const char *path, uint64_t *bytes);
+
+/* The same for the engine's volume path; 0 without a path or an answer. */
 uint64_t engine_free_space(void);
 
-/* The volume whose free space is asked for. The engine keeps the pointer: the
- * caller keeps the text alive. */
+/* The volume for engine_free_space. The engine keeps the pointer: the caller keeps the text
+ * alive. */
 void set_engine_volume_path(const char *path);
 const char *get_engine_volume_path(void);
 
-/* Current write speed, after the write phase its average when there is one, in
- * get_write_speed_unit() per second; 0 and "" before the first measurement. */
+/* Current write speed in get_write_speed_unit() per second; after the write phase its
+ * average, if there is one. 0 and "" before the first measurement. */
 double get_write_speed(void);
 const char *get_write_speed_unit(void);
 
@@ -47,8 +50,8 @@ double get_write_progress(void);
 double get_read_speed(void);
 const char *get_read_speed_unit(void);
 
-/* 1 when every sector that was read is accounted for and is intact, else 0. It
- * says nothing of data that could not be read: see engine_results.h. */
+/* 1 if the counts add up and every sector that was read is intact, else 0. Does not cover
+ * data that could not be read: see engine_results.h. */
 uint32_t get_volume_intact(void);
 
 /* Results of the last read phase as "1.500000 GB"; empty before the first. */

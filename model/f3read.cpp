@@ -1,7 +1,6 @@
-/* Reads a test file from the medium, not from memory: it is flushed, released
- * and only then read, in one pass from start to end. The timing covers exactly
- * that pass. An input/output error ends the file and not the test, for a dying
- * card's other files still matter. */
+/* Reads a test file from the medium and not from the page cache: flushes it, drops its
+ * pages, then reads it once from start to end. Only that pass is timed. An input/output
+ * error ends the file, not the test: a dying card's other files still matter. */
 #include "model/f3read.h"
 
 #include <fcntl.h>
@@ -14,11 +13,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "model/engine_publish.h"
 #include "model/engine_record.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
 #include "model/file_reader.h"
-#include "model/log_line.h"
 #include "model/medium.h"
 #include "model/sector_lanes.h"
 #include "model/sector_pattern.h"
@@ -27,14 +26,14 @@
 
 static const char module[] = "model/f3read";
 
-/* In whose name the steps of a validation end the process. */
+/* Failed checks inside a validation name this function. */
 static const char validation[] = "f3read_validate_file";
 
 /* Shortest time between two lines of counts, milliseconds. */
 constexpr int64_t progress_interval_ms = 200;
 
-/* Sectors that the system is asked for at once: few calls, yet small beside a card's own
- * read-ahead, and a shell sees even the slowest card move. */
+/* 64 KiB per request: few calls, less than a card's own read-ahead, and progress shows on
+ * the slowest card. */
 constexpr size_t sectors_per_request = 128;
 
 namespace {
@@ -45,8 +44,8 @@ struct sector_counts {
 
 }  // namespace
 
-/* Words of the body that differ from the one that belongs to the sector's own offset
- * word; counting stops beyond the tolerance. */
+/* Compares the body with the one that the sector's offset word seeds. Stops counting
+ * beyond the tolerance. */
 static int count_mismatches(const char *sector, uint64_t own_offset) {
     const uint64_t state = sector_pattern::seeded_state(own_offset);
     int mismatches = 0;
@@ -86,7 +85,7 @@ void f3read_classify_sectors(const void *sectors, size_t count, uint64_t expecte
         uint64_t offset = expected_offset + done * SECTOR_SIZE;
         uint64_t own_offset = 0;
         std::memcpy(&own_offset, next, sizeof own_offset);
-        /* Nearly all sectors are intact, and that is seen in one go. */
+        /* Fast path: nearly all sectors are intact. */
         if (own_offset == offset && offset % SECTOR_SIZE == 0) {
             const size_t run = sector_lanes_best().intact(next, count - done, offset);
             std::fill_n(classes + done, run, SECTOR_OK);
@@ -109,8 +108,8 @@ static void add_to_counts(const enum sector_class *classes, size_t count, sector
     counts.overwritten += sectors_of_class[SECTOR_OVERWRITTEN];
 }
 
-/* Whether there is a file (or a folder, which fails when it is read) behind the
- * descriptor; if not, the reason in errno. */
+/* True for a regular file, and for a folder, which fails later when it is read. Otherwise
+ * false with the reason in errno. */
 static bool is_readable_entry(int fd) {
     struct stat status = {};
     if (fstat(fd, &status) != 0)
@@ -121,8 +120,7 @@ static bool is_readable_entry(int fd) {
     return false;
 }
 
-/* Opens a test file without following a link and without waiting for a FIFO's
- * other end. -1 with the reason in errno on failure. */
+/* Follows no symlink, does not block on a FIFO. -1 with the reason in errno on failure. */
 static int open_for_reading(const char *full_fn) {
     const int fd = open(full_fn, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0 || is_readable_entry(fd))
@@ -133,7 +131,7 @@ static int open_for_reading(const char *full_fn) {
     return -1;
 }
 
-/* Prints a line of counts when the last one is old enough. */
+/* Logs a line of counts unless the last one is too recent. */
 static void report_counts(const sector_counts &counts, struct timeval &last_line) {
     struct timeval pt2 = {};
     ENGINE_REQUIRE_IN(validation, !gettimeofday(&pt2, NULL), "!gettimeofday(&pt2, NULL)", module);
@@ -149,9 +147,9 @@ static void report_counts(const sector_counts &counts, struct timeval &last_line
                  static_cast<unsigned long long>(counts.overwritten), "");
 }
 
-/* Counts classified sectors, with a line of counts now and then. They were read at once and
- * are counted within some microseconds: the clock is asked after the first, for which the
- * medium was waited for, and after the last, should this thread have been held up. */
+/* Counts the classified sectors of one request and logs lines of counts. The clock is read
+ * twice: after the first sector, which the read waited for, and after the last, in case this
+ * thread was preempted. In between pass only microseconds. */
 static void count_sectors(const enum sector_class *classes, size_t count, uint32_t progress,
                           sector_counts &counts, struct timeval &last_line) {
     for (size_t counted = 0; counted < count;) {
@@ -164,9 +162,8 @@ static void count_sectors(const enum sector_class *classes, size_t count, uint32
 }
 
 /* Reads and classifies all sectors. Returns 0 at the file's end, otherwise the error
- * number. A sector is counted when the next one has been read or could not be: the line
- * of counts that may come with it knows how long that took. So the last sector of what a
- * request brings waits for the next request. */
+ * number. A sector is counted after the next one was read or failed, so that its line of
+ * counts includes that wait. Hence the last sector of a request waits for the next one. */
 static int validate_sectors(file_reader &file, uint64_t expected_offset, uint32_t progress,
                             uint64_t bytes_before, sector_counts &counts) {
     /* Written and read by the test's thread alone. */
@@ -174,8 +171,8 @@ static int validate_sectors(file_reader &file, uint64_t expected_offset, uint32_
     static enum sector_class classes[1 + sectors_per_request];
     struct timeval last_line = {};
     last_line.tv_sec = -1000; /* long ago: the first sector prints a line */
-    size_t waiting = 0;       /* sectors at the head of classes, not counted yet: 0 or 1 */
-    size_t incomplete = 0;    /* bytes of a sector whose rest is still to come */
+    size_t waiting = 0;       /* uncounted sectors at the head of classes: 0 or 1 */
+    size_t incomplete = 0;    /* bytes of a sector that was read in part */
     for (;;) {
         const ssize_t got = file.next(bytes + incomplete, sizeof bytes - incomplete);
         const int error = errno;
@@ -210,8 +207,8 @@ static void add_elapsed(struct timeval *elapsed, const struct timeval &t1,
     }
 }
 
-/* Makes sure that the medium is read. The clock starts between release and
- * read-ahead: reading ahead is part of the reading. */
+/* Makes the reads come from the medium. The clock starts before read-ahead, which is part
+ * of the reading. */
 static void prepare_reading(int fd, struct timeval &t1) {
     ENGINE_REQUIRE_IN(validation, fd >= 0, "fd >= 0", module);
     ENGINE_REQUIRE_IN(validation, medium_flush(fd) == 0, "!fdatasync(fd)", module);

@@ -1,7 +1,7 @@
-/* The read phase: every listed file, the totals, the verdict. The verdict rests
- * on sector counts alone; missing files and input/output errors are warnings
- * beside it, and go where the engine's diagnostics go: standard output and
- * standard error, never the message log. */
+/* The read phase: validates every listed file, adds up the totals, gives the verdict. The
+ * verdict depends on the sector counts alone. Missing files and input/output errors are
+ * warnings on standard output; diagnostics go to standard error. Neither goes to the
+ * message log. */
 #include <cstdio>
 
 #include "model/engine_publish.h"
@@ -9,7 +9,6 @@
 #include "model/engine_status.h"
 #include "model/f3read.h"
 #include "model/fatal.h"
-#include "model/log_line.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
 
@@ -29,10 +28,6 @@ struct read_totals {
 
 }  // namespace
 
-static int next_index(int index) {
-    return static_cast<int>(static_cast<uint32_t>(index) + 1U);
-}
-
 static void print_missing_file(int index) {
     char full_fn[ENGINE_PATH_MAX];
     const char *filename = nullptr;
@@ -40,8 +35,8 @@ static void print_missing_file(int index) {
     std::printf("ERR: Missing file %s\n", filename);
 }
 
-/* Names every file between the one expected and the one found; returns the index
- * that is expected after the found one. */
+/* Reports every file missing between `expected` and `found`. Returns the index expected
+ * next. */
 static int report_missing(int expected, int found, read_totals &totals) {
     if (found != expected)
         totals.files_missing = true;
@@ -69,7 +64,7 @@ static void validate_file(const char *path, int index, uint32_t progress, read_t
     totals.all_read = totals.all_read && read_all != 0;
 }
 
-/* Whether every byte that was read has been counted as part of a sector. */
+/* Checks that every byte read was counted as part of a sector. */
 static bool check_counts(const read_totals &totals) {
     const uint64_t sectors = totals.size / SECTOR_SIZE;
     const uint64_t counted = totals.bad() + totals.ok;
@@ -111,7 +106,7 @@ static void print_warnings(const read_totals &totals, int start_at) {
         std::printf("ERR: WARNING: Not all files are available\n");
     if (start_at > 0)
         std::printf("ERR: WARNING: Not all files were tested due to parameter %s%i\n",
-                    "--start-at=", next_index(start_at));
+                    "--start-at=", number_of_index(start_at));
     if (!totals.all_read)
         std::printf("ERR: WARNING: Not all data was read due to I/O error(s)\n");
 }

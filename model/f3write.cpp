@@ -1,7 +1,6 @@
-/* Fills a volume with test files until it refuses more. How much it promised
- * does not decide how much is written: a counterfeit's promise is what is being
- * tested. Only lack of space ends the phase; whatever else the file system
- * refuses ends the process, with the reason. */
+/* Fills a volume with test files until it refuses more. The announced free space does not
+ * limit the writing: on a counterfeit it is false. Lack of space ends the phase; any other
+ * failure of the file system ends the process, with the reason. */
 #include "model/f3write.h"
 
 #include <dirent.h>
@@ -19,8 +18,6 @@
 #include "model/engine_record.h"
 #include "model/engine_status.h"
 #include "model/fatal.h"
-#include "model/free_space.h"
-#include "model/log_line.h"
 #include "model/plain_text.h"
 #include "model/test_sector.h"
 #include "model/utils.h"
@@ -30,18 +27,18 @@ static const char module[] = "model/f3write";
 /* Length of a measurement period, milliseconds. */
 constexpr int32_t measurement_period_ms = 1000;
 
-/* Written and read by the test's thread alone: the last phase's average. */
+/* The last phase's average. Written and read by the test's thread alone. */
 static double avg_write_speed = 0.0;
 
-/* Written and read by the test's thread alone: the folder that the write phase
- * began on, while it runs. */
+/* The folder that the running write phase began on. Written and read by the test's thread
+ * alone. */
 static struct stat phase_folder;
 static bool phase_folder_known = false;
 
 void f3write_unlink_old_files(const char *path, int start_at) {
     const enum engine_phase phase_before = record_phase(ENGINE_PHASE_REMOVING);
-    /* Names are removed in the very folder that was listed, whatever is mounted
-     * over it meanwhile. One that cannot be opened ends the listing. */
+    /* The descriptor keeps the folder that is listed, whatever is mounted over it later. If
+     * it cannot be opened, the listing ends the process. */
     const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     int *files = ls_my_files(path, start_at);
     for (const int *index = files; *index >= 0; ++index) {
@@ -76,8 +73,8 @@ static struct write_flow new_write_flow(uint64_t free_bytes, int show_progress,
     return fw;
 }
 
-/* The unit of the published speed stays that of the last period, also when the
- * average lands in another one; only the line carries the average's own. */
+/* The published unit stays that of the last period, even if the average has another; only
+ * the line carries the average's own. */
 static void conclude_average(const struct write_flow &fw) {
     if (fw.periods_measured == 0) {
         log_line_whole("ERR: Writing speed not available\n");
@@ -119,7 +116,7 @@ double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progre
     struct write_flow fw = new_write_flow(free_bytes, show_progress, block_size);
     int index = start_at;
     while (create_and_fill_file(path, index, test_file_size, &fw) == 1)
-        index = static_cast<int>(static_cast<uint32_t>(index) + 1U);
+        index = next_index(index);
 
     phase_folder_known = false;
     const int known = free_space_query(path, &free_bytes);
@@ -130,9 +127,8 @@ double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progre
     return avg_write_speed;
 }
 
-/* Whether the descriptor is a plain file with a single name; if not, the reason
- * in errno. Behind a second name, a FIFO or a device there is something that is
- * not ours to empty. */
+/* True for a regular file with a single name; otherwise false with the reason in errno. A
+ * FIFO, a device or a file with a second hard link is not ours. */
 static bool is_own_file(int fd) {
     struct stat status = {};
     if (fstat(fd, &status) != 0)
@@ -143,16 +139,16 @@ static bool is_own_file(int fd) {
     return false;
 }
 
-/* Closes a descriptor, errno untouched: the reason for closing it is in there. */
+/* Keeps errno: it holds the reason for closing. */
 static void close_after_failure(int fd) {
     const int error = errno;
     close(fd);
     errno = error;
 }
 
-/* Whether the folder is still the one that the phase began on. A volume that is
- * unmounted under a running test uncovers a folder of the system, which must not
- * be filled in its place. If not, the reason in errno. */
+/* True if the folder is the one that the phase began on; otherwise false with the reason in
+ * errno. When a volume is unmounted during a test, its path leads to a folder of the
+ * system, which must not be filled instead. */
 static bool is_phase_folder(int folder) {
     struct stat status = {};
     if (!phase_folder_known)
@@ -165,8 +161,8 @@ static bool is_phase_folder(int folder) {
     return false;
 }
 
-/* Whether the folder lists an entry under exactly this name. On a file system that
- * takes 1.FFF and 1.fff for one name, what opens as 1.fff may be a user's file. */
+/* Looks for an entry with exactly this name. On a case-insensitive file system, opening
+ * 1.fff may open a user's 1.FFF. */
 static bool is_listed(int folder, const char *filename) {
     const int own = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR *dir = own < 0 ? nullptr : fdopendir(own);
@@ -183,17 +179,15 @@ static bool is_listed(int folder, const char *filename) {
     return found;
 }
 
-/* Creates the entry, empty, in place of one of exactly its name. Only what has just been
- * made is ever written: an entry that is opened may get or lose a second name before
- * anybody can look, and what is behind that name is a user's. So the old one is removed,
- * which harms no other name of it. What that means:
- * - Where the folder may not be changed the phase ends, although the file could have been
- *   written. Emptying it there instead would bring the danger back: the folder's owner
- *   can remove a second name between the opening and the look all the same, and asking
- *   for the name and its number of links once more only makes that moment shorter.
- * - A file that another process holds open keeps its space until that one lets go.
- * - Owner and mode are the new file's.
- * Follows no link and waits for no FIFO's other end. */
+/* Creates the entry, empty; an old one with exactly this name is removed first. Only a file
+ * created here is ever written. Truncating an existing file would race with hard links: one
+ * made or removed between open and check could make it a user's file. Removing a name harms
+ * no other link. Consequences:
+ * - In a read-only folder the phase ends, although the old file could have been overwritten.
+ *   Truncating it there would bring the race back; checking again only makes it shorter.
+ * - A file that another process holds open keeps its space until it is closed.
+ * - Owner and mode are those of a new file.
+ * Follows no symlink, does not block on a FIFO. */
 static int create_or_replace(int folder, const char *filename) {
     constexpr int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     constexpr int new_flags = flags | O_CREAT | O_EXCL;
@@ -210,8 +204,7 @@ static int create_or_replace(int folder, const char *filename) {
     return openat(folder, filename, new_flags, S_IRUSR | S_IWUSR);
 }
 
-/* Opens a test file for writing, empty. Returns the descriptor, or -1 with the
- * reason in errno. */
+/* Returns the descriptor of an empty test file, or -1 with the reason in errno. */
 static int open_for_writing(const char *path, const char *filename) {
     const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0)
@@ -221,7 +214,7 @@ static int open_for_writing(const char *path, const char *filename) {
     return fd;
 }
 
-/* Says that a write failed, where the user sees it and where a log keeps it. */
+/* Reports a failed write on standard output and in the message log. */
 static void report_failed_write(const char *full_fn, int error) {
     record_write_error(error);
     char shown[PLAIN_TEXT_ROOM(ENGINE_PATH_MAX)];
@@ -229,15 +222,15 @@ static void report_failed_write(const char *full_fn, int error) {
         static_cast<int>(plain_text_escape(full_fn, strnlen(full_fn, ENGINE_PATH_MAX), shown));
     std::printf("Write to file %.*s failed", length, shown);
     std::fflush(stdout);
-    /* A line that is too long would end the process for its length; let it end
-     * for the reason that the user needs to know. */
+    /* A line that is too long would end the process because of its length, and hide the
+     * failed write. */
     if (std::snprintf(nullptr, 0, "Write to file %.*s failed", length, shown) < LOG_LINE_SIZE)
         log_line_whole("Write to file %.*s failed", length, shown);
 }
 
-/* The buffer for one write block, at a multiple of 64 bytes, where the widest stores like
- * to begin. Kept from file to file and to the end of the process, so that a test of many
- * files takes no more memory than one of a single file. Called by the test's thread alone. */
+/* The buffer for one write block, aligned for the widest stores. Reused for all files and
+ * never freed: a test of many files takes no more memory than one of a single file. Called
+ * by the test's thread alone. */
 static char *write_buffer(size_t size) {
     constexpr size_t alignment = 64;
     static char *buffer = nullptr;
@@ -252,10 +245,10 @@ static char *write_buffer(size_t size) {
     return buffer;
 }
 
-/* Writes a block. Returns how much of it the volume has taken when it was full, or
- * all. The smallest block is taken as a whole or the process ends. Of a larger one a
- * part may be taken, and the rest is offered again; refused for lack of space, it is
- * offered in ever smaller pieces, since some file systems take no part at all. */
+/* Writes a block. Returns the bytes written: fewer than `size` when the volume is full. A
+ * short write of the smallest block ends the process. The rest of a larger block is written
+ * again; on lack of space in ever smaller pieces, since some file systems write all of a
+ * request or nothing. */
 static size_t write_block(const char *full_fn, int fd, const char *block, size_t size) {
     constexpr size_t smallest = F3WRITE_BLOCK_SIZE;
     size_t piece = size;
@@ -285,8 +278,8 @@ static void count_written(struct write_flow *fw, size_t bytes) {
     record_bytes_written(fw->bytes_written);
 }
 
-/* Ends a file of whole blocks and a part of one with its last whole sector, and counts
- * the part. What could not be cut off is left to the reading, which says so. */
+/* Cuts the file back to its last whole sector and counts the bytes of its partial block.
+ * If cutting fails, the read phase reports the odd length. */
 static void keep_whole_sectors(int fd, uint64_t whole_bytes, size_t part, struct write_flow *fw) {
     const size_t kept = part - part % SECTOR_SIZE;
     if (kept == part || ftruncate(fd, static_cast<off_t>(whole_bytes + kept)) == 0)

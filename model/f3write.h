@@ -1,10 +1,10 @@
-/* The write phase: removes old test files, fills the volume with new ones, and
- * measures how fast it takes the data.
+/* The write phase: removes old test files, fills the volume with new ones, and measures
+ * the write speed.
  *
- * Speed is measured in periods: so many blocks, then everything forced onto the
- * medium, then the clock. The number of blocks adapts until a period takes one
- * second. Lack of space ends the phase normally; every other failure of the
- * file system ends the process, because a tester must not guess.
+ * Speed is measured in periods: write some blocks, flush to the medium, read the clock. The
+ * number of blocks adapts until a period takes one second. Lack of space ends the phase
+ * normally; any other failure of the file system ends the process, because a tester must
+ * not guess.
  *
  * All functions run on the test's thread. */
 #ifndef TROVIK_MODEL_F3WRITE_H
@@ -28,7 +28,7 @@ struct write_flow {
     int32_t block_size;        /* bytes per write call */
     int32_t bpd_step;          /* change of bpd while growing or shrinking */
     int32_t bpd;               /* blocks per period */
-    int32_t period_ms;         /* length a period should have, milliseconds */
+    int32_t period_ms;         /* target length of a period, milliseconds */
     uint64_t periods_measured; /* periods that count for the average */
     uint64_t blocks_measured;  /* blocks written in those periods */
     int32_t state;             /* enum write_flow_state */
@@ -40,7 +40,7 @@ struct write_flow {
     struct timeval t2;         /* end of the period just measured */
 };
 
-/* Opens a period: no blocks yet, the clock read. */
+/* Opens a period: zeroes its blocks, reads the clock. */
 void start_measurement(struct write_flow *fw);
 
 /* Closes a period of fw->bpd blocks written to `fd`: flushes, reads the clock,
@@ -58,30 +58,26 @@ void move_to_search(struct write_flow *fw, int bpd1, int bpd2);
  * `start_at`. A file that cannot be removed ends the process. */
 void f3write_unlink_old_files(const char *path, int start_at);
 
-/* Writes test files from index `start_at` on until the volume is full. Returns
- * the average write speed, scaled to its unit (the previous one when no period
- * counted), or 1.0 when there was no free space at all. */
+/* Writes test files from index `start_at` on until the volume is full. Returns the average
+ * write speed, scaled to its unit (the previous phase's if no period counted), or 1.0 if
+ * there was no free space. */
 double f3write_fill_fs(const char *path, int start_at, int show_progress);
 
-/* Bytes per write call: what f3write_fill_fs writes with, which all speeds that are
- * compared refer to, and the most that can be asked for. */
+/* Bytes per write call: the default, which all compared speeds refer to, and the maximum. */
 #define F3WRITE_BLOCK_SIZE 1024
 #define F3WRITE_BLOCK_SIZE_MAX 16777216
 
-/* The same with `block_size` bytes per write call, a power of two from
- * F3WRITE_BLOCK_SIZE to F3WRITE_BLOCK_SIZE_MAX. Small writes cost a medium and its
- * file system more than large ones, so the speed is that of such writes. Of a larger
- * block the volume may take a part: the rest is offered again until there is no space
- * left, and a last file that does not end with a sector then is cut back to one. */
+/* The same with `block_size` bytes per write call, a power of two from F3WRITE_BLOCK_SIZE
+ * to F3WRITE_BLOCK_SIZE_MAX. Large writes are usually faster. A short write of a larger
+ * block is continued until there is no space left; the last file is then cut back to whole
+ * sectors. */
 double f3write_fill_fs_in_blocks(const char *path, int start_at, int show_progress,
                                  int32_t block_size);
 
-/* Writes the test file with this index, `size` bytes (a multiple of
- * fw->block_size, not 0). An existing file is removed first and a new one made, with
- * an owner and a mode of its own; whoever holds the old one open keeps its space in use.
- * A folder that may not be changed, a link, a FIFO or anything else that is not a plain
- * file of its own is refused and ends the process. Returns 1 when all was written, 0 when the
- * volume was full. */
+/* Writes the test file with this index, `size` bytes (a multiple of fw->block_size, not
+ * 0). Removes an existing file and creates a new one, with its own owner and mode. A
+ * read-only folder, a symlink, a FIFO or anything else that is not a regular file with one
+ * link ends the process. Returns 1 when all was written, 0 when the volume was full. */
 int create_and_fill_file(const char *path, int index, uint64_t size, struct write_flow *fw);
 
 #ifdef __cplusplus

@@ -1,7 +1,7 @@
-/* Speed is measured in whole periods and not per write: a single write says how
- * fast memory is, a flushed period how fast the medium is. The number of blocks
- * per period adapts until a period takes one second, so that the flushes, which
- * slow a medium down, stay about one per second whatever its speed. */
+/* Speed is measured per period, not per write: a single write only shows how fast the page
+ * cache is, a flushed period shows the medium. The number of blocks per period adapts until
+ * a period takes one second. Flushes slow a medium down; this keeps them at about one per
+ * second at any speed. */
 #include <cstdint>
 #include <cstdio>
 
@@ -9,13 +9,11 @@
 #include "model/engine_status.h"
 #include "model/f3write.h"
 #include "model/fatal.h"
-#include "model/log_line.h"
 #include "model/medium.h"
 
 static const char module[] = "model/f3write";
 
-/* Bounds that are no further apart than this end a search: closer than any two
- * periods of a real medium could be told apart. */
+/* Bounds this close end a search: no real medium's periods differ measurably by less. */
 constexpr int search_threshold_blocks = 3;
 
 static int32_t wrapping_add(int32_t a, int32_t b) {
@@ -92,8 +90,7 @@ static void adapt_searching(struct write_flow *fw, int64_t delay_ms) {
     }
 }
 
-/* A settled count is probed further, in both directions: media change their
- * speed as they fill up. */
+/* Keeps probing in both directions: media change their speed as they fill up. */
 static void adapt_steady(struct write_flow *fw, int64_t delay_ms) {
     count_period(fw);
     if (delay_ms <= fw->period_ms) {
@@ -126,8 +123,8 @@ static void adapt(struct write_flow *fw, int64_t delay_ms) {
     }
 }
 
-/* The speed shown is the one that the new block count reaches in a period of
- * exactly period_ms, not the one just observed. */
+/* Shows the speed of the new block count in a period of exactly period_ms, not the speed
+ * just measured. */
 static void report_progress(struct write_flow *fw) {
     double speed = static_cast<double>(fw->block_size) * fw->bpd * 1000.0 / fw->period_ms;
     const char *unit = scale_to_unit(&speed);

@@ -1,9 +1,9 @@
-/* The two ways in which the engine ends the process: a broken invariant, and a
- * file system that refused something for another reason than lack of space.
+/* The two ways in which the engine ends the process: a broken invariant, and a failure of
+ * the file system other than lack of space.
  *
- * Both work in every build type. A broken invariant prints condition, function
- * and source module and aborts. A refusal prints the program's name, the message
- * and the system's text for the error, and exits with the error number. */
+ * Both work in every build type. A broken invariant prints condition, function and source
+ * module and aborts. A failure prints the program's name, the message and the system's text
+ * for the error, and exits with the error number. */
 #ifndef TROVIK_MODEL_FATAL_H
 #define TROVIK_MODEL_FATAL_H
 
@@ -14,11 +14,10 @@ extern "C" {
 #define ENGINE_NORETURN _Noreturn
 #endif
 
-/* Receives the full message (one line, no line break) and the status the
- * process is going to exit with, or -1 when it is going to abort. Runs on the
- * thread where the failure happened, before the message goes to standard error.
- * It can show and save things; it cannot prevent the end. Should it fail itself,
- * it is not called again. */
+/* Receives the full message (one line, no line break) and the exit status, or -1 before an
+ * abort. Runs on the thread that failed, before the message goes to standard error. It can
+ * show and save things but not prevent the end. If it fails itself, it is not called
+ * again. */
 typedef void (*engine_fatal_handler)(const char *message, int exit_status);
 
 /* Registers the host's handler; null removes it. */
@@ -29,11 +28,11 @@ ENGINE_NORETURN void engine_assertion_failed(const char *condition, const char *
                                              const char *module);
 
 /* Ends the process with exit status `error` (an error number) and the message
- * "<what> <path>". */
+ * "<what> <path>: <the system's text>". A path that is too long ends in "...". */
 ENGINE_NORETURN void engine_fatal_exit(int error, const char *what, const char *path);
 
-/* Ends the process unless `holds`, in the name of `function`: for conditions that
- * a function's helpers check on its behalf. */
+/* Ends the process unless `holds`, naming `function`: for helpers that check a condition on
+ * behalf of another function. */
 #define ENGINE_REQUIRE_IN(function, holds, condition, module)           \
     do {                                                                \
         if (!(holds))                                                   \

@@ -1,6 +1,5 @@
-/* The system's own requests are larger than the caller's: a page cache reads whole
- * pages, and with large folios up to 2 MiB, and fails all of it. So the small pieces
- * bypass it. They are read only after an error: a sound medium never pays for them. */
+/* The page cache reads and fails whole folios, up to 2 MiB on Linux, so small pieces must
+ * bypass it. They are read only after an error: on a sound medium they cost nothing. */
 #include "model/file_reader.h"
 
 #include <unistd.h>

@@ -1,6 +1,6 @@
-/* Reads a file from start to end. An input/output error fails a whole request, and
- * with it readable sectors: the reader then goes on in pieces of 4 KiB and 512 bytes
- * up to the sector that fails. One thread at a time. */
+/* Reads a file from start to end. An input/output error fails a whole request, including
+ * its readable sectors. The reader then continues in pieces of 4 KiB and 512 bytes up to
+ * the sector that fails. One thread at a time. */
 #ifndef TROVIK_MODEL_FILE_READER_H
 #define TROVIK_MODEL_FILE_READER_H
 
@@ -16,8 +16,8 @@ class file_reader {
     /* The descriptor stays the caller's. The reader may switch it to direct I/O. */
     explicit file_reader(int fd) : m_fd(fd) {}
 
-    /* As read(2). `into` should have file_reader_alignment. After an input/output error
-     * in a place that a second try can read, reading goes on, and had_error() says so. */
+    /* As read(2). `into` should have file_reader_alignment. If the retry after an
+     * input/output error succeeds, reading continues, and had_error() returns true. */
     ssize_t next(char *into, size_t room);
 
     uint64_t position() const { return m_position; } /* bytes read so far */

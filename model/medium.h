@@ -1,6 +1,6 @@
-/* What the engine asks of the medium below a file: flush, release, read-ahead, bypass.
- * One file per system implements it. Each returns 0 on success and an error
- * number otherwise; the caller decides what a failure means. */
+/* Controls the path between a file and its medium: flush, release, read-ahead, bypass. One
+ * file per system implements it. Each returns 0 on success and an error number otherwise;
+ * the caller decides what a failure means. */
 #ifndef TROVIK_MODEL_MEDIUM_H
 #define TROVIK_MODEL_MEDIUM_H
 
@@ -8,14 +8,14 @@
 extern "C" {
 #endif
 
-/* Forces all data written to the file onto the medium. */
+/* Flushes the file's dirty pages and the device's buffer to the medium. */
 int medium_flush(int fd);
 
-/* Drops the file's data from the memory cache, so that reading it afterwards
- * reads the medium. Only flushed data can be dropped. */
+/* Drops the file's clean pages from the page cache, so that later reads go to the medium.
+ * Flush first: dirty pages stay. */
 int medium_release(int fd);
 
-/* Tells the system that the file is going to be read from start to end. */
+/* Announces sequential reading, for read-ahead. */
 int medium_read_ahead(int fd);
 
 /* Lets later reads of the descriptor bypass the page cache, so that each fails only for

@@ -1,5 +1,5 @@
-/* Linux has no per-descriptor way to keep data out of the page cache, so release
- * drops what is there; it can only drop what has been flushed. */
+/* Buffered I/O on Linux always goes through the page cache, so release drops the pages;
+ * dirty ones stay. */
 #include <fcntl.h>
 #include <unistd.h>
 

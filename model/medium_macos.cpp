@@ -1,6 +1,5 @@
-/* macOS flushes to the platter or the flash with a file control of its own
- * (fsync stops at the device's own buffer), and keeps a descriptor's data out of
- * the cache for as long as the descriptor lives. */
+/* On macOS fsync stops at the device's buffer; F_FULLFSYNC flushes that too. F_NOCACHE holds
+ * for the descriptor's lifetime. */
 #include <fcntl.h>
 
 #include <cerrno>

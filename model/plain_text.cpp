@@ -1,6 +1,6 @@
-/* A backslash stays a backslash: people look for the name they know. UTF-8 is decoded by
- * the table of well-formed sequences: the first byte gives the length, the value says
- * whether the form was the shortest and the code allowed. */
+/* A backslash is not escaped: people look for the name they know. The first byte of a UTF-8
+ * sequence gives its length; the decoded value shows whether the sequence was the shortest
+ * and the code point valid. */
 #include "model/plain_text.h"
 
 #include <algorithm>
@@ -11,8 +11,8 @@ int plain_text_is_control(uint32_t code) {
     const bool c0 = code < 0x20;
     const bool delete_or_c1 = code >= 0x7F && code <= 0x9F;
     const bool separator = code == 0x2028 || code == 0x2029;
-    /* All that have the property Bidi_Control: marks, embeddings, overrides, isolates. None is
-     * seen, and what stands beside them reads backwards or in another place. */
+    /* All with the Unicode property Bidi_Control. Invisible, they reorder the text around
+     * them. */
     const bool turns_text = code == 0x061C || code == 0x200E || code == 0x200F ||
                             (code >= 0x202A && code <= 0x202E) ||
                             (code >= 0x2066 && code <= 0x2069);

@@ -1,6 +1,6 @@
-/* Sectors are written in pairs and compared in groups: each follows from the one in
- * front of it by one addition, which is cheaper than the multiplication of a sector
- * on its own. A write block of 1 KiB is exactly one pair. */
+/* Sectors are written in pairs and compared in groups: one addition leads from a sector to
+ * the next, which is cheaper than the multiplication for a single sector. A write block of
+ * 1 KiB is exactly one pair. */
 #include "model/sector_lanes.h"
 
 #if defined(__x86_64__)
@@ -10,14 +10,14 @@
 #include <array>
 #include <cstring>
 
-#include "model/processor.h"
+#include "model/platform.h"
 #include "model/sector_pattern.h"
 #include "model/test_sector.h"
 
 namespace {
 
-/* Everything below is compiled into functions for other processors than the one that
- * the program is compiled for, so nothing of it may remain a function of its own. */
+/* The code below is compiled into functions for several processors, so it must be inlined
+ * into each and not remain a function of its own. */
 #define LANES_INLINE inline __attribute__((always_inline))
 
 template <size_t bytes>
@@ -27,15 +27,13 @@ struct lane_vector {
     static constexpr size_t lanes = bytes / sizeof(uint32_t);
 };
 
-/* By reference: a vector as a result would be part of an interface that differs from
- * processor to processor. */
+/* By reference: the ABI for returning vectors differs between processors. */
 template <typename vector_type>
 LANES_INLINE void load(const void *from, vector_type &loaded) {
     std::memcpy(&loaded, from, sizeof loaded);
 }
 
-/* The lanes of the pattern's vector at `position` in a sector. The tables are read the
- * same way whatever the vector's elements are. */
+/* Loads the pattern's lanes at vector `position` of a sector, for any element type. */
 template <typename vector_type>
 LANES_INLINE void load_pattern(size_t position, vector_type &step, vector_type &first) {
     constexpr size_t lanes = lane_vector<sizeof(vector_type)>::lanes;
@@ -246,8 +244,8 @@ static const usable_list &usable() {
     return list;
 }
 
-/* Written below, before main and before there are threads; read by every thread. Not
- * null for whoever writes sectors while the program is still being set up. */
+/* Written below, before main and before there are threads; read by every thread. Never
+ * null, so that earlier constructors can write sectors too. */
 const struct sector_lanes_functions *sector_lanes_chosen = &baseline;
 
 __attribute__((constructor)) static void choose_widest() {

@@ -1,38 +1,38 @@
-/* Whole sectors at once, as wide as the processor works.
+/* Fills and checks whole sectors with SIMD.
  *
- * One form in plain C++, on the compilers' vector types, is compiled for several
- * widths; the widest that the processor has is chosen when the program starts. What
- * is computed does not depend on the width. A single instruction is named by hand,
- * where it is more than a fifth faster than what compilers find. */
+ * One implementation on the compilers' vector types is compiled for several widths; the
+ * program picks the widest that the processor supports when it starts. The results do not
+ * depend on the width. One intrinsic is used, where it is more than a fifth faster than
+ * the compilers' code. */
 #ifndef TROVIK_MODEL_SECTOR_LANES_H
 #define TROVIK_MODEL_SECTOR_LANES_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-/* One way of working on sectors. */
+/* The functions of one width. */
 struct sector_lanes_functions {
     /* "AVX-512 IFMA", "AVX-512", "AVX2", "baseline" */
     const char *name;
-    /* Writes `count` sectors, the first one keyed to `offset`, a multiple of
-     * SECTOR_SIZE, to `out`. Returns the offset that follows the last one. */
+    /* Writes `count` sectors to `out`, the first with `offset`, a multiple of SECTOR_SIZE.
+     * Returns the offset behind the last. */
     uint64_t (*fill)(char *out, size_t count, uint64_t offset);
-    /* How many of the `count` sectors are, from the first one on, bit for bit those
-     * that `fill` writes for `offset`, a multiple of SECTOR_SIZE. */
+    /* Length of the run of intact sectors at the start of the `count` sectors: those equal
+     * bit for bit to the ones that `fill` writes for `offset`, a multiple of SECTOR_SIZE. */
     size_t (*intact)(const char *sectors, size_t count, uint64_t offset);
 };
 
-/* The one that was chosen for this processor. Written once, while the program is set up
- * on its only thread; from main on only read, by every thread. */
+/* The functions for this processor. Written once before main, on the only thread; read by
+ * every thread. */
 extern const struct sector_lanes_functions *sector_lanes_chosen;
 
-/* Any thread. Inline, for a block of 1 KiB is written in some ten nanoseconds. */
+/* Any thread. Inline because a block of 1 KiB takes only some ten nanoseconds. */
 inline const struct sector_lanes_functions &sector_lanes_best() {
     return *sector_lanes_chosen;
 }
 
-/* Every one that this processor can run, the widest first, for tests and
- * measurements; null behind the last. */
+/* All that this processor supports, the widest first, for tests and benchmarks; null
+ * behind the last. */
 const struct sector_lanes_functions *sector_lanes_usable(size_t position);
 
 #endif

@@ -1,9 +1,8 @@
-/* The words of a sector's body, each computed on its own.
+/* The words of a sector's body, computed independently of one another.
  *
- * The generator is a linear congruence, so its k-th state is an affine function
- * of the first one: state k = (multiplier^k * start + constant k) mod 2^48. With
- * the powers and constants worked out at compile time, the words of a sector do
- * not wait for one another. */
+ * The generator is a linear congruence, so its k-th state is an affine function of the
+ * first: state k = (multiplier^k * start + constant k) mod 2^48. Powers and constants are
+ * computed at compile time, so no word depends on the one before it. */
 #ifndef TROVIK_MODEL_SECTOR_PATTERN_H
 #define TROVIK_MODEL_SECTOR_PATTERN_H
 
@@ -40,7 +39,7 @@ consteval std::array<step, body_words> steps() {
 
 inline constexpr std::array<step, body_words> body_steps = steps();
 
-/* The state that the low 32 bits of an offset seed. */
+/* The state seeded with the low 32 bits of an offset. */
 constexpr uint64_t seeded_state(uint64_t offset) {
     return ((offset & 0xFFFFFFFF) << 16) | low_seed;
 }
@@ -51,12 +50,12 @@ constexpr uint64_t body_word(uint64_t state, int position) {
     return ((to.multiplier * state + to.addend) & modulus_mask) >> result_shift;
 }
 
-/* The same words for offsets that are a multiple of the sector's size, which all
- * offsets of test files are. From one sector to the next the seeded state grows by
- * 512 * 2^16 = 2^25: the bits that a result drops never change, nothing carries out
- * of them, and word k of sector n is (first k + n * step k) mod 2^31, in 32-bit
- * arithmetic. The tables hold whole sectors as 32-bit lanes, the low half of each
- * 64-bit word first; the lanes of the offset and all high halves are zero. */
+/* The same words for offsets that are a multiple of the sector's size, as in all test
+ * files. From one sector to the next the seeded state grows by 512 * 2^16 = 2^25. The low
+ * bits that a result drops never change, and nothing carries out of them, so word k of
+ * sector n is (first k + n * step k) mod 2^31, in 32-bit arithmetic. The tables hold whole
+ * sectors as 32-bit lanes, the low half of each 64-bit word first; the lanes of the offset
+ * and all high halves are zero. */
 constexpr int sector_lanes = SECTOR_SIZE / 4;
 constexpr uint32_t result_mask = 0x7FFFFFFF;
 

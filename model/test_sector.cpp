@@ -1,5 +1,4 @@
-/* The generator step by step, and whole buffers of sectors from the closed forms of
- * the same sequence. */
+/* The generator step by step, and buffers of sectors by closed forms of the same sequence. */
 #include "model/test_sector.h"
 
 #include <bit>
@@ -10,7 +9,7 @@
 #include "model/sector_pattern.h"
 
 static_assert(std::endian::native == std::endian::little,
-              "sectors are little-endian and are stored as the machine stores words");
+              "sectors are little-endian and stored in the machine's byte order");
 
 static void set_constants(struct rng_state *state) {
     state->a = sector_pattern::multiplier;
@@ -39,7 +38,7 @@ int rng_next(struct rng_state *state, uint64_t *slot) {
     return 0;
 }
 
-/* Sectors that lie at no multiple of their size; no test file has any. */
+/* Offsets that are no multiple of SECTOR_SIZE; no test file has any. */
 static uint64_t fill_unaligned(char *sector, size_t count, uint64_t offset) {
     for (; count > 0; --count, sector += SECTOR_SIZE, offset += SECTOR_SIZE) {
         const uint64_t state = sector_pattern::seeded_state(offset);

@@ -1,6 +1,5 @@
-/* A test file is known by its name and by nothing else, so the name test is
- * exact, and numbers are computed with the wrap of 32-bit arithmetic that every
- * user of an index shares. */
+/* Only its name makes an entry a test file, so the name test is exact. All index arithmetic
+ * wraps at 32 bits. */
 #include "model/utils.h"
 
 #include <algorithm>
@@ -18,6 +17,14 @@ static const char module[] = "model/utils";
 
 int number_of_index(int index) {
     return static_cast<int>(static_cast<uint32_t>(index) + 1U);
+}
+
+int next_index(int index) {
+    return number_of_index(index);
+}
+
+static int index_of_number(uint32_t number) {
+    return static_cast<int>(number - 1U);
 }
 
 static bool is_digit(char character) {
@@ -49,8 +56,8 @@ int number_from_filename(const char *filename) {
     return static_cast<int>(number);
 }
 
-/* A list with room for more: grows by half, so that a folder of a million test
- * files costs few moves and little more than its final size. */
+/* Grows the list by half, so that a million test files cost few reallocations and little
+ * more than the final size. */
 static int *list_with_room(int *list, int *capacity, int needed) {
     if (needed <= *capacity)
         return list;
@@ -69,12 +76,11 @@ int *__ls_my_files(DIR *dir, int start_at, int *count, int *my_index) {
         if (is_my_file(entry->d_name) && number_from_filename(entry->d_name) > start_at) {
             list = list_with_room(list, &capacity, *count + 1);
             list[(*count)++] =
-                static_cast<int>(static_cast<uint32_t>(number_from_filename(entry->d_name)) - 1U);
+                index_of_number(static_cast<uint32_t>(number_from_filename(entry->d_name)));
         }
         errno = 0;
     }
-    /* A folder that cannot be read on ends like any other, but not unnoticed:
-     * files behind that point are missing from the list. */
+    /* After an error in mid-folder the list ends early; the error is recorded. */
     record_listing_error(errno);
     closedir(dir);
 
@@ -109,5 +115,5 @@ int parse_start_at(const char *argument) {
     const long value = std::strtol(argument + prefix_length, nullptr, 10);
     if (value <= 0 || value == LONG_MAX)
         return -1;
-    return static_cast<int>(static_cast<uint32_t>(value) - 1U);
+    return index_of_number(static_cast<uint32_t>(value));
 }

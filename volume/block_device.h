@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -23,6 +24,7 @@ struct block_device_places {
 block_device_places block_device_system_places();
 
 struct block_device_facts {
+    std::optional<std::uint64_t> bytes;  // of the disk or partition itself
     std::optional<bool> read_only;
     std::optional<bool> removable;
     std::optional<bool> ejectable;

@@ -52,6 +52,17 @@ std::optional<bool> flag(const std::string &folder, const std::string &name) {
     return std::nullopt;
 }
 
+// sysfs counts in sectors of 512 bytes, whatever the device's own are.
+std::optional<std::uint64_t> size_of(const std::string &node) {
+    const std::string text = attribute(node, "size").value_or("");
+    char *end = nullptr;
+    const std::uint64_t sectors = std::strtoull(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0') {
+        return std::nullopt;
+    }
+    return sectors * 512;
+}
+
 bool exists(const std::string &path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0;
@@ -214,6 +225,7 @@ block_device_facts describe_node(const std::string &node, const block_device_pla
         facts = describe_parts(disk, parts, places, depth);
     }
     facts.read_only = flag(node, "ro");
+    facts.bytes = size_of(node);
     return facts;
 }
 

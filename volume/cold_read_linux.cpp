@@ -139,10 +139,6 @@ static std::string drop_all(const page_holder &holder) {
 
 // The same for a FUSE file system whose source is not a block device.
 static std::string drop_other_source(const volume_info &volume, bool medium_is_memory) {
-    // The simulated card says so when memory is its medium. Of cells in a file there would be a
-    // copy in memory. No other daemon has both of these names by accident.
-    if (volume.file_system == "fuse.trovik-cardsim" && volume.source == "trovik-cardsim:memory")
-        return {};
     // A source in /dev may be a device even if it cannot be seen from here.
     if (volume.file_system == "fuseblk" || volume.source.rfind("/dev/", 0) == 0)
         return "the device " + volume.source + " cannot be reached";

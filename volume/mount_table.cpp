@@ -136,11 +136,9 @@ bool mount_table_is_remote(const std::string &file_system) {
         "9p",   "acfs",  "afs",      "autofs", "ceph",   "cifs",  "coda",    "davfs",
         "fuse", "gfs",   "gfs2",     "gpfs",   "lustre", "ncp",   "ncpfs",   "nfs",
         "nfs4", "ocfs2", "orangefs", "pvfs2",  "smb3",   "smbfs", "virtiofs"};
-    // A FUSE file system is its daemon, and most daemons speak to other machines. These serve a
-    // local device or memory.
-    static constexpr std::array<std::string_view, 7> LOCAL_FUSE = {
-        "fuse.exfat", "fuse.ext2",    "fuse.fuse-ext2",     "fuse.fuseblk",
-        "fuse.ntfs",  "fuse.ntfs-3g", "fuse.trovik-cardsim"};
+    // Most FUSE daemons talk to other machines. These serve a local device.
+    static constexpr std::array<std::string_view, 6> LOCAL_FUSE = {
+        "fuse.exfat", "fuse.ext2", "fuse.fuse-ext2", "fuse.fuseblk", "fuse.ntfs", "fuse.ntfs-3g"};
     if (file_system.rfind("fuse.", 0) == 0) {
         return std::find(LOCAL_FUSE.begin(), LOCAL_FUSE.end(), file_system) == LOCAL_FUSE.end();
     }

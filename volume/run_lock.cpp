@@ -1,8 +1,8 @@
-// flock(2), which both systems have, on a descriptor of its own: the lock belongs to the open
-// folder, so it ends with the last descriptor. A file system in user space may handle locks itself
-// and never answer, in spite of the request not to wait; it is asked on a thread of its own, which
-// is left behind in that case. The folder is opened before that, however long it takes: what works
-// on the card for another run may be a while about its last request, and opens nothing meanwhile.
+// flock(2) exists on both systems, and its lock ends with the last descriptor of the open folder. A
+// FUSE file system may handle locks itself and never answer, even with LOCK_NB, so the call runs on
+// a thread of its own. The folder is opened before that, without a limit of time: a card that is
+// busy with another run's request may take long to open a folder, and giving up would miss that
+// run.
 #include "volume/run_lock.h"
 
 #include <fcntl.h>
@@ -15,7 +15,6 @@
 #include <utility>
 
 #include "volume/answer_in_time.h"
-#include "volume/file_system_claim.h"
 #include "volume/naming.h"
 
 constexpr std::chrono::seconds patience{1};
@@ -23,45 +22,53 @@ constexpr std::chrono::seconds patience{1};
 namespace {
 
 struct attempt {
-    owned_descriptor held;  // the folder, locked
-    bool busy = false;      // another run holds it
+    owned_descriptor held;  // the locked folder
+    int error = 0;
 };
 
 }  // namespace
 
-// A folder that is not held is open no longer.
+// Closes the folder if it is not locked.
 static attempt try_to_lock(owned_descriptor folder) {
     if (uninterrupted([&] { return flock(folder.get(), LOCK_EX | LOCK_NB); }) != 0)
-        return {owned_descriptor(), errno == EWOULDBLOCK};
-    return {std::move(folder), false};
+        return {owned_descriptor(), errno};
+    return {std::move(folder), 0};
 }
 
-bool run_lock::take(const std::string &folder) {
+static run_lock_answer failure(int error) {
+    return {run_lock_state::failed, error};
+}
+
+run_lock_answer run_lock::take_file_system(dev_t device) {
+    if (m_file_systems.contains(device))
+        return {};
+    int error = 0;
+    owned_descriptor held = run_lock_file_system(device, error);
+    if (!held.is_open())
+        return error == EADDRINUSE ? run_lock_answer{run_lock_state::held_by_run} : failure(error);
+    m_file_systems.emplace(device, std::move(held));
+    return {};
+}
+
+run_lock_answer run_lock::take(const std::string &folder) {
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0)
-        return true;
-    for (const owned_descriptor &held : m_held) {
+        return failure(errno);
+    for (const owned_descriptor &held : m_folders) {
         if (held.leads_to(status))
-            return true;
+            return {};
     }
     owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!opened.is_open())
-        return true;
+        return failure(errno);
     std::optional<attempt> made = answer_in_time(patience, [opened = std::move(opened)]() mutable {
         return try_to_lock(std::move(opened));
     });
     if (!made)
-        return true;
-    if (made->held.is_open())
-        m_held.push_back(std::move(made->held));
-    return !made->busy;
-}
-
-bool run_lock::take_file_system(dev_t device) {
-    if (m_file_systems.contains(device))
-        return true;
-    file_system_claim claim = file_system_claim_make(device);
-    if (claim.held.is_open())
-        m_file_systems.emplace(device, std::move(claim.held));
-    return !claim.busy;
+        return failure(ETIMEDOUT);
+    if (!made->held.is_open())
+        return made->error == EWOULDBLOCK ? run_lock_answer{run_lock_state::locked}
+                                          : failure(made->error);
+    m_folders.push_back(std::move(made->held));
+    return {};
 }

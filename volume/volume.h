@@ -21,14 +21,20 @@
 // has vanished, or the volume's root cannot be reached under the name the mount table gives.
 bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept;
 
-// Whether `now`, described at the same path later, is what `before` was, and not another volume
-// that was mounted there in the meantime; nor the same one anew, which nobody can tell from a copy
-// of it. Files that were written or removed on it since then make no difference.
+// Whether `now`, described at the same path later, is the same mount as `before`. False for another
+// volume that was mounted there meanwhile, and for the same one after a new mount. Files written or
+// removed since then make no difference.
 bool volume_is_still(const volume_info &before, const volume_info &now) noexcept;
 
-// All mounted volumes that a user could want to test: those on a local device (and simulated
-// cards), each once, without images, pseudo and network file systems and without the volumes the
-// system itself lives on. Removable ones first, then those that cannot tell, then the others, each
+// Whether `now` is the card that was `chosen`, perhaps after a new mount: mounted at the same root,
+// with the same file system identifier and device size. False if the file system has no identifier
+// or the device's size is unknown. A copy of the card, sector by sector, cannot be told from it.
+// After true, use `now` in place of `chosen`: device and mount numbers may have changed.
+bool volume_is_same_card(const volume_info &chosen, const volume_info &now) noexcept;
+
+// All mounted volumes that a user could want to test: those on a local device, each once,
+// without images, pseudo and network file systems and without the volumes the system itself lives
+// on. Removable ones first, then those that cannot tell, then the others, each
 // group by root. Never touches a network mount, so one that is unreachable does not make it wait.
 // A volume that cannot be looked at (vanished, no permission) could not be tested and is left out.
 // False and `error` only when the mount table cannot be read.

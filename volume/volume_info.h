@@ -12,10 +12,14 @@
 struct volume_info {
     std::string root;         // absolute path of the mount point, its real bytes
     std::string name;         // label, else the last component of root ("/" for "/")
-    std::string identifier;   // the file system's UUID or serial, else "major:minor"
+    std::string identifier;   // file_system_id, else "major:minor"
     std::string file_system;  // as the system calls it: "exfat", "ext4", "fuseblk", ...
     std::string source;       // what is mounted, as the mount table names it: "/dev/sdb1", ...
     dev_t device = 0;         // the file system's device number in the mount table
+
+    // The same after a new mount, and for a copy of the card.
+    std::string file_system_id;                 // UUID, or serial for FAT and NTFS; may be empty
+    std::optional<std::uint64_t> device_bytes;  // size of the device; unknown without a device
 
     // What tells this mount from a later one at the same place. 0 where the system does not tell.
     int mount_id = 0;                                  // may be given to a later mount

@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/msdos_fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -97,6 +98,14 @@ kernel_names ask_kernel_names(const std::string &root) {
     if (ioctl(folder.get(), FS_IOC_GETFSLABEL, label.data()) == 0) {
         names.label = label.data();
     }
+    // FAT has a serial number instead, written as udev writes it.
+    std::uint32_t serial = 0;
+    if (ioctl(folder.get(), FAT_IOCTL_GET_VOLUME_ID, &serial) == 0 && serial != 0) {
+        std::array<char, 10> text = {};
+        std::snprintf(text.data(), text.size(), "%04X-%04X", serial >> 16U, serial & 0xFFFFU);
+        names.uuid = text.data();
+        return names;
+    }
     uuid_answer uuid = {};
     if (ioctl(folder.get(), GET_UUID, &uuid) == 0 && uuid.length == uuid.bytes.size()) {
         for (size_t at = 0; at < uuid.bytes.size(); ++at) {
@@ -125,6 +134,7 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
         }
     }
     info.name = names.label.empty() ? path_text_last_name(entry.target) : names.label;
+    info.file_system_id = names.uuid;
     info.identifier = names.uuid;
     if (info.identifier.empty()) {
         info.identifier =
@@ -243,6 +253,7 @@ void mounted_volume_describe(const mount_entry &entry, volume_info &info) {
     info.removable = facts.removable;
     info.ejectable = facts.ejectable;
     info.internal = facts.internal;
+    info.device_bytes = facts.bytes;
     describe_space(info);
 }
 

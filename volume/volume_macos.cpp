@@ -76,11 +76,13 @@ void describe(const struct statfs &mount, volume_info &info) {
     if (info.name.empty()) {
         info.name = path_text_last_name(info.root);
     }
-    info.identifier = volume_uuid(mount.f_mntonname);
+    info.file_system_id = volume_uuid(mount.f_mntonname);
+    info.identifier = info.file_system_id;
     if (info.identifier.empty()) {
         info.identifier = device_text(info.device);
     }
     info.capacity_bytes = mount.f_blocks * static_cast<std::uint64_t>(mount.f_bsize);
+    info.device_bytes = info.capacity_bytes;  // the nearest figure that needs no open device
     info.free_bytes = mount.f_bfree * static_cast<std::uint64_t>(mount.f_bsize);
     info.read_only = (mount.f_flags & MNT_RDONLY) != 0;
     info.removable = (mount.f_flags & MNT_REMOVABLE) != 0;

@@ -2,76 +2,58 @@
 #include "practice_mount.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+
+using test_support::file_content;
+using test_support::find_program;
+using test_support::process_result;
+using test_support::run_program;
+using test_support::within_a_minute;
 
 namespace {
 
-std::string contents_of(const std::string &path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
+constexpr int MOST_ATTEMPTS = 3;
 
-/* Runs a program found on the PATH; files receive its output (empty: discarded). */
-int run_program(const std::vector<std::string> &words, const std::string &output,
-                const std::string &errors) {
-    std::vector<char *> arguments;
-    arguments.reserve(words.size() + 1);
-    for (const std::string &word : words) {
-        arguments.push_back(const_cast<char *>(word.c_str()));  // posix_spawn changes none
+/* Pages of files that were evicted and then read again, since the machine was started; 0
+ * where the kernel does not tell. */
+uint64_t refaults() {
+    std::ifstream counters("/proc/vmstat");
+    std::string name;
+    uint64_t count = 0;
+    while (counters >> name >> count) {
+        if (name == "workingset_refault_file") {
+            return count;
+        }
     }
-    arguments.push_back(nullptr);
-    const auto target = [](const std::string &path) {
-        return path.empty() ? "/dev/null" : path.c_str();
-    };
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, target(output),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, target(errors),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    pid_t child = 0;
-    const int problem =
-        posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (problem != 0) {
-        return -1;
-    }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return 0;
 }
 
 }  // namespace
 
-program_result run_cardsim(const std::vector<std::string> &words) {
-    std::string pattern = testing::TempDir() + "cardsim-output-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        return {};
+process_result run_cardsim(std::vector<std::string> words) {
+    words.insert(words.begin(), TROVIK_CARDSIM_PROGRAM);
+    return run_program(words);
+}
+
+bool memory_kept_it(const std::function<bool()> &attempt) {
+    for (int attempts = 0; attempts < MOST_ATTEMPTS; ++attempts) {
+        const uint64_t before = refaults();
+        if (attempt()) {
+            return true;
+        }
+        // Each processor counts for itself; the kernel adds them up now and then.
+        if (!within_a_minute([&] { return refaults() != before; })) {
+            return false;
+        }
     }
-    std::vector<std::string> all = {TROVIK_CARDSIM};
-    all.insert(all.end(), words.begin(), words.end());
-    program_result result;
-    result.status = run_program(all, pattern + "/output", pattern + "/errors");
-    result.output = contents_of(pattern + "/output");
-    result.errors = contents_of(pattern + "/errors");
-    unlink((pattern + "/output").c_str());
-    unlink((pattern + "/errors").c_str());
-    rmdir(pattern.c_str());
-    return result;
+    return false;
 }
 
 void practice_mount::SetUp() {
@@ -80,43 +62,38 @@ void practice_mount::SetUp() {
         GTEST_SKIP() << "needs FUSE: /dev/fuse: " << std::strerror(errno);
     }
     close(device);
-    if (run_program({"fusermount3", "--version"}, "", "") != 0) {
+    if (find_program("fusermount3").empty()) {
         GTEST_SKIP() << "needs the program fusermount3";
     }
-    std::string pattern = testing::TempDir() + "cardsim-mount-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr) << std::strerror(errno);
-    m_folder = pattern;
-    m_mount = m_folder + "/card";
-    ASSERT_EQ(mkdir(m_mount.c_str(), 0755), 0) << std::strerror(errno);
+    m_folder.emplace();
+    m_mount = m_folder->make_folder("card");
 }
 
 void practice_mount::TearDown() {
-    if (m_folder.empty()) {
+    if (!m_folder) {
         return;
     }
     if (!unmount()) {
-        run_program({"fusermount3", "-u", "-z", m_mount}, "", "");
+        run_program({"fusermount3", "-u", "-z", m_mount});
     }
-    EXPECT_EQ(rmdir(m_mount.c_str()), 0) << "still mounted: " << m_mount;
-    unlink(beside("backing").c_str());
-    rmdir(m_folder.c_str());
+    EXPECT_FALSE(is_mounted()) << m_mount;
 }
 
 void practice_mount::mount_card(std::vector<std::string> options) {
     options.insert(options.begin(), m_mount);
-    const program_result result = run_cardsim(options);
-    ASSERT_EQ(result.status, 0) << result.errors;
-    ASSERT_EQ(result.errors, "");
+    const process_result result = run_cardsim(options);
+    ASSERT_EQ(result.exit_status, 0) << result.err;
+    ASSERT_EQ(result.err, "");
     ASSERT_TRUE(is_mounted());
 }
 
 bool practice_mount::is_mounted() const {
     // Asked of the mount table, for a card that is gone does not answer itself.
-    return contents_of("/proc/self/mounts").find(" " + m_mount + " ") != std::string::npos;
+    return file_content("/proc/self/mounts").find(" " + m_mount + " ") != std::string::npos;
 }
 
 bool practice_mount::unmount() const {
-    return !is_mounted() || run_program({"fusermount3", "-u", m_mount}, "", "") == 0;
+    return !is_mounted() || run_program({"fusermount3", "-u", m_mount}).exit_status == 0;
 }
 
 open_file::open_file(const std::string &path, int flags)

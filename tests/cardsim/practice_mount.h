@@ -4,18 +4,26 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
-/* What running the program printed and how it ended. */
-struct program_result {
-    int status = -1;  // exit status; -1: ended by a signal or not started
-    std::string output;
-    std::string errors;
-};
+#include "support/folder.h"
+#include "support/process.h"
 
 /* Runs trovik-cardsim with these words and waits for its end. */
-program_result run_cardsim(const std::vector<std::string> &words);
+test_support::process_result run_cardsim(std::vector<std::string> words);
+
+/* Whether memory kept what the attempt wrote. The attempt answers that itself and
+ * can be repeated: it is, at most twice, when the answer is no and the kernel counted
+ * pages meanwhile that it had evicted and that somebody read again. How long memory
+ * keeps an unused page is for the kernel alone, and some kernels page out what is cold
+ * however much memory is free. The count is the whole machine's, so on a machine that is
+ * short of memory a fault that comes and goes has three chances to hide; one that is
+ * always there has none. */
+bool memory_kept_it(const std::function<bool()> &attempt);
 
 /* Skips the test where mounting is impossible, makes a folder of its own, and
  * unmounts whatever is there when the test ends, however it ends. */
@@ -35,10 +43,10 @@ class practice_mount : public testing::Test {
 
     std::string path(const std::string &name) const { return m_mount + "/" + name; }
     const std::string &mount_point() const { return m_mount; }
-    std::string beside(const std::string &name) const { return m_folder + "/" + name; }
+    std::string beside(const std::string &name) const { return m_folder->file(name); }
 
  private:
-    std::string m_folder;
+    std::optional<test_support::private_folder> m_folder;
     std::string m_mount;
 };
 

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/exit_status.h"
 #include "support.h"
 
 using cli_tests::contains;
@@ -47,6 +46,7 @@ TEST(arguments, a_command_and_a_volume_are_enough) {
     EXPECT_EQ(arguments.start_index, 0);
     EXPECT_FALSE(arguments.keep_files);
     EXPECT_FALSE(arguments.force);
+    EXPECT_FALSE(arguments.medium_is_memory);
     EXPECT_FALSE(arguments.json.has_value());
     EXPECT_EQ(arguments.block_size, 1024);
 }
@@ -89,6 +89,13 @@ TEST(arguments, options_stand_before_and_behind_the_volume) {
     EXPECT_EQ(arguments.start_index, 2);
     EXPECT_EQ(arguments.json, "report.json");
     EXPECT_EQ(arguments.volume, "/card");
+}
+
+TEST(arguments, medium_is_memory_is_for_test_or_read) {
+    for (const char *command : {"test", "read"})
+        EXPECT_TRUE(parsed({command, "--medium-is-memory", "/card"}).medium_is_memory) << command;
+    for (const char *command : {"write", "clean", "info"})
+        expect_wrong_usage({command, "/nowhere", "--medium-is-memory"}, "--medium-is-memory");
 }
 
 TEST(arguments, an_option_s_value_may_be_a_word_of_its_own) {
@@ -169,6 +176,8 @@ TEST(arguments, a_flag_takes_no_value) {
         expect_wrong_usage({"clean", "/nowhere", std::string("--force=") + value}, "force");
         expect_wrong_usage({"test", "/nowhere", std::string("--keep-files=") + value},
                            "keep-files");
+        expect_wrong_usage({"read", "/nowhere", std::string("--medium-is-memory=") + value},
+                           "medium-is-memory");
     }
 }
 
@@ -204,8 +213,8 @@ TEST(arguments, every_command_explains_its_options) {
     const outcome result = run_cli({"test", "--help"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char *word :
-         {"VOLUME", "--start-at", "--block-size", "--keep-files", "--json", "--force"})
+    for (const char *word : {"VOLUME", "--start-at", "--block-size", "--keep-files", "--json",
+                             "--force", "--medium-is-memory"})
         EXPECT_TRUE(contains(result.out, word)) << word;
 }
 

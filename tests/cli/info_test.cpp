@@ -1,5 +1,5 @@
 // What is told about a volume, and about all of them.
-#include "cli/info.h"
+#include "cli/commands.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

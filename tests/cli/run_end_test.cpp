@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,9 +12,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "cli/guard.h"
+#include "cli/commands.h"
 #include "cli/json_output.h"
-#include "cli/run.h"
 #include "cli/stop_signals.h"
 #include "support.h"
 
@@ -228,9 +228,8 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         // begins.
         cli_arguments arguments;
         arguments.command = cli_command::test;
-        run_target target;
-        target.folder = folder.file("gone");
-        target.anchor = std::make_unique<folder_anchor>(target.folder);
+        run_guard guard;
+        guard.look({.path = folder.file("gone"), .judge_volume = false, .pass_unreadable = true});
         json_output json;
         std::string error;
         volume_info elsewhere;
@@ -238,7 +237,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
         if (!json.open(report, elsewhere, error))
             _exit(1);
         stop_signals_begin();
-        run_command(arguments, target, json);
+        run_command(arguments, guard, json);
     });
     EXPECT_EQ(result.exit_status, ENOENT);
     EXPECT_TRUE(contains(
@@ -258,14 +257,13 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
     const outcome result = cli_tests::run_body([&] {
         cli_arguments arguments;
         arguments.command = cli_command::read;
-        run_target target;
-        target.folder = volume.path();
-        target.anchor = std::make_unique<folder_anchor>(target.folder);
+        run_guard guard;
+        guard.look({.path = volume.path()});
         // Behind the guard's back: the engine follows no link.
         std::filesystem::create_symlink("/etc/passwd", volume.file("1.fff"));
         json_output json;
         stop_signals_begin();
-        run_command(arguments, target, json);
+        run_command(arguments, guard, json);
     });
     EXPECT_EQ(result.exit_status, ELOOP);
     const std::string last_line =
@@ -290,4 +288,75 @@ TEST(run_end, a_volume_that_is_replaced_during_the_run_is_not_cleaned) {
     EXPECT_NE(result.exit_status, 0);
     EXPECT_TRUE(contains(result.err, "was unmounted or replaced during the run")) << result.err;
     EXPECT_FALSE(contains(result.out, "Report Begin")) << result.out;
+}
+
+TEST(run_end, without_a_thread_nothing_is_touched_and_the_status_is_71) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    set_file_content(volume.file("1.fff"), "old");
+    const private_folder folder;
+    const std::string report = folder.file("report.json");
+    const outcome result = cli_tests::run_body([&] {
+        cli_arguments arguments;
+        arguments.command = cli_command::test;
+        run_guard guard;
+        json_output json;
+        std::string error;
+        if (guard.look({.path = volume.path()}) || guard.take() ||
+            !json.open(report, *guard.volume(), error))
+            _exit(1);
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        // The limit does not bind root.
+        if (geteuid() == 0 && setuid(65534) != 0)
+            _exit(2);
+        if (stop_signals_begin())
+            _exit(3);
+        _exit(run_command(arguments, guard, json));
+    });
+    EXPECT_EQ(result.exit_status, 71);
+    EXPECT_EQ(result.err,
+              "trovik-cli: the run could not be started: the system has no thread to spare\n");
+    EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
+    const nlohmann::json json =
+        nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
+    ASSERT_TRUE(json.contains("fatal"));
+    EXPECT_EQ(json["fatal"].value("exit_status", 0), 71);
+}
+
+TEST(run_end, the_program_without_a_thread_ends_with_one_line_and_status_71) {
+    const private_volume volume("size=1m");
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.user = 65534;
+    options.prepare = [] {
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+    };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_EQ(result.exit_status, 71);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "trovik-cli: the run could not be started: the system has no thread to spare\n");
+    EXPECT_EQ(entries(volume.path()), names{});
+}
+
+TEST(run_end, a_signal_names_no_file_of_a_volume_that_replaced_the_tested_one) {
+    const private_volume volume(large);
+    SKIP_WITHOUT(volume);
+    process_options options;
+    options.cue = started;
+    options.on_cue = [&](pid_t child) {
+        EXPECT_EQ(mount("tmpfs", volume.path().c_str(), "tmpfs", 0, "size=1m"), 0);
+        set_file_content(volume.file("1.fff"), "another volume's");
+        kill(child, SIGINT);
+    };
+    const outcome result = run_cli({"test", volume.path()}, options);
+    EXPECT_EQ(umount2(volume.path().c_str(), MNT_DETACH), 0);
+    EXPECT_EQ(result.signal_number, SIGINT);
+    EXPECT_TRUE(contains(result.err,
+                         "was unmounted or replaced during the run; what stands there "
+                         "now was not touched\n"))
+        << result.err;
+    EXPECT_FALSE(contains(result.err, "trovik-cli clean")) << result.err;
 }

@@ -1,6 +1,6 @@
 // Whole commands on a mounted volume: what they do to it, what they print, what
 // they return.
-#include "cli/run.h"
+#include "cli/commands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-/* Runs what c_linkage.c calls as C. */
+/* Runs the checks of c_linkage.c. */
 #include <gtest/gtest.h>
 
 #include "support.h"
@@ -16,7 +16,7 @@ using model_tests::private_folder;
 using model_tests::run_in_child;
 
 /* Each result is 0, or a line of c_linkage.c. */
-TEST(c_linkage, every_function_is_callable_from_c) {
+TEST(c_linkage, calls_every_function_from_c) {
     const private_folder folder;
     EXPECT_EQ(c_linkage_log_and_status(folder.c_path()), 0);
     EXPECT_EQ(c_linkage_results(), 0);
@@ -26,7 +26,7 @@ TEST(c_linkage, every_function_is_callable_from_c) {
     model_tests::drained_log();
 }
 
-TEST(c_linkage, a_c_program_ends_by_a_refusal_or_a_broken_invariant) {
+TEST(c_linkage, ends_c_program_by_failure_or_broken_invariant) {
     model_tests::expect_refusal(run_in_child([] { c_linkage_end(0); }), "ERR: Can't open file /c",
                                 2);
     model_tests::expect_assertion(run_in_child([] { c_linkage_end(1); }), "!by_assertion",

@@ -1,5 +1,5 @@
-/* The message log: what goes in comes out once, whole and in order; what does
- * not fit is dropped at the end. Heap exhaustion is in heap_test.cpp. */
+/* The message log returns each text once, whole and in order, and drops text that does not
+ * fit. Running out of memory is in heap_test.cpp. */
 #include "model/engine_log.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "model/engine_publish.h"
 #include "support.h"
 
 using model_tests::child_outcome;
@@ -30,8 +31,8 @@ std::string numbered_line(unsigned number) {
     return "<" + digits + ":" + std::string(number % 37, '-') + ":" + digits + ">\n";
 }
 
-/* Takes the lines of `text` off, which must be numbered_line()s, one after the
- * other from `next` on. Empty on success. */
+/* Checks that `text` consists of consecutive numbered_line()s from `next` on, and advances
+ * `next`. Empty on success. */
 std::string consecutive_lines(const std::string &text, unsigned &next) {
     for (size_t at = 0; at < text.size(); ++next) {
         const std::string line = numbered_line(next);
@@ -42,8 +43,8 @@ std::string consecutive_lines(const std::string &text, unsigned &next) {
     return "";
 }
 
-/* The same where the log overflows: numbers may be missing, and a line may be
- * the beginning of one that found no more room. Its rest must never follow. */
+/* The same for a log that overflows: numbers may be missing, and lines may be cut. The rest
+ * of a cut line must never follow. */
 std::string rising_lines(const std::string &text, unsigned &next) {
     for (size_t at = 0; at < text.size();) {
         const size_t end = std::min(text.find('<', at + 1), text.size());
@@ -64,13 +65,13 @@ std::string rising_lines(const std::string &text, unsigned &next) {
 
 }  // namespace
 
-TEST_F(engine_log, appended_text_is_drained_exactly_and_leaves_the_log_empty) {
+TEST_F(engine_log, drains_appended_text_once) {
     engine_log_append("Creating test file number 1 ...\n");
     EXPECT_STREQ(engine_log_take(), "Creating test file number 1 ...\n");
     EXPECT_STREQ(engine_log_take(), "");
 }
 
-TEST_F(engine_log, texts_are_joined_in_their_order) {
+TEST_F(engine_log, joins_texts_in_order) {
     engine_log_append("a");
     engine_log_append("");
     engine_log_append("bc");
@@ -78,7 +79,7 @@ TEST_F(engine_log, texts_are_joined_in_their_order) {
     EXPECT_EQ(drained_log(), "abcd\n");
 }
 
-TEST_F(engine_log, a_short_drain_is_filled_up_with_nuls) {
+TEST_F(engine_log, pads_short_drain_with_nuls) {
     engine_log_append(std::string(5000, 'x').c_str());
     engine_log_take();
     engine_log_append("yz");
@@ -86,21 +87,21 @@ TEST_F(engine_log, a_short_drain_is_filled_up_with_nuls) {
     EXPECT_EQ(std::string(text, ENGINE_LOG_SIZE), "yz" + std::string(ENGINE_LOG_SIZE - 2, '\0'));
 }
 
-TEST_F(engine_log, one_byte_less_than_full_still_has_its_terminator) {
+TEST_F(engine_log, terminates_text_one_byte_short_of_full) {
     engine_log_append(std::string(ENGINE_LOG_SIZE - 1, 'x').c_str());
     const char *text = engine_log_take();
     EXPECT_EQ(std::string(text, ENGINE_LOG_SIZE),
               std::string(ENGINE_LOG_SIZE - 1, 'x') + std::string(1, '\0'));
 }
 
-TEST_F(engine_log, exactly_full_is_kept_whole_without_a_terminator) {
+TEST_F(engine_log, keeps_exactly_full_text_without_terminator) {
     engine_log_append(std::string(ENGINE_LOG_SIZE, 'x').c_str());
     const engine_log_view view = engine_log_take_view();
     EXPECT_EQ(std::string(view.text, view.length), std::string(ENGINE_LOG_SIZE, 'x'));
     EXPECT_EQ(drained_log(), "");
 }
 
-TEST_F(engine_log, overflow_keeps_the_first_8192_bytes_and_drops_the_rest_of_the_new_text) {
+TEST_F(engine_log, keeps_first_8192_bytes_on_overflow) {
     EXPECT_EQ(ENGINE_LOG_SIZE, 8192);
     const std::string first(8000, 'a');
     const std::string second = std::string(192, 'b') + std::string(300, 'c');
@@ -111,27 +112,27 @@ TEST_F(engine_log, overflow_keeps_the_first_8192_bytes_and_drops_the_rest_of_the
     EXPECT_EQ(drained_log(), "");
 }
 
-TEST_F(engine_log, one_text_longer_than_the_log_is_cut) {
+TEST_F(engine_log, cuts_text_longer_than_log) {
     const std::string text = std::string(ENGINE_LOG_SIZE, 'a') + "b";
     engine_log_append(text.c_str());
     EXPECT_EQ(drained_log(), text.substr(0, ENGINE_LOG_SIZE));
 }
 
-TEST_F(engine_log, appending_to_a_full_log_adds_nothing) {
+TEST_F(engine_log, adds_nothing_to_full_log) {
     engine_log_append(std::string(ENGINE_LOG_SIZE, 'x').c_str());
     engine_log_append("y");
     engine_log_append("z\n");
     EXPECT_EQ(drained_log(), std::string(ENGINE_LOG_SIZE, 'x'));
 }
 
-TEST_F(engine_log, a_full_log_is_usable_again_after_its_drain) {
+TEST_F(engine_log, takes_text_again_after_full_log_was_drained) {
     engine_log_append(std::string(size_t{2} * ENGINE_LOG_SIZE, 'x').c_str());
     engine_log_take();
     engine_log_append("next\n");
     EXPECT_EQ(drained_log(), "next\n");
 }
 
-TEST_F(engine_log, many_rounds_come_out_as_they_went_in) {
+TEST_F(engine_log, returns_all_text_over_many_rounds) {
     for (int round = 0; round < 200; ++round) {
         std::string expected;
         for (int line = 0; line <= round % 90; ++line) {
@@ -143,13 +144,13 @@ TEST_F(engine_log, many_rounds_come_out_as_they_went_in) {
     }
 }
 
-TEST_F(engine_log, the_view_says_the_length_up_to_the_first_nul) {
+TEST_F(engine_log, view_ends_at_first_nul) {
     EXPECT_EQ(engine_log_take_view().length, 0U);
     engine_log_append("12345");
     EXPECT_EQ(engine_log_take_view().length, 5U);
 }
 
-TEST_F(engine_log, engine_print_writes_the_text_as_it_is_to_standard_output_and_the_log) {
+TEST_F(engine_log, engine_print_writes_unchanged_text_to_standard_output_and_log) {
     const child_outcome outcome = run_in_child([] {
         engine_print("100%% %s %n done\n");
         fputs(drained_log().c_str(), stderr);
@@ -164,9 +165,9 @@ TEST_F(engine_log, appending_writes_to_no_stream) {
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-/* The appender waits while 100 lines or more (fewer than 8192 bytes) are
- * undrained, so nothing can overflow and nothing may be missing. */
-TEST_F(engine_log, two_threads_lose_nothing_while_the_log_has_room) {
+/* The appender waits while 100 lines or more (fewer than 8192 bytes) are undrained, so
+ * nothing overflows and no line may be missing. */
+TEST_F(engine_log, loses_nothing_between_two_threads_while_there_is_room) {
     constexpr unsigned lines = 25000;
     std::atomic<unsigned> drained = 0;
     std::atomic<bool> stopped = false;
@@ -179,7 +180,7 @@ TEST_F(engine_log, two_threads_lose_nothing_while_the_log_has_room) {
     });
     unsigned next = 0;
     std::string problem;
-    const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto latest = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (next < lines && problem.empty() && std::chrono::steady_clock::now() < latest) {
         problem = consecutive_lines(drained_log(), next);
         drained = next;
@@ -191,7 +192,7 @@ TEST_F(engine_log, two_threads_lose_nothing_while_the_log_has_room) {
     EXPECT_EQ(drained_log(), "");
 }
 
-TEST_F(engine_log, two_threads_under_overflow_never_see_a_text_twice_or_torn) {
+TEST_F(engine_log, returns_no_text_twice_or_torn_between_two_threads_on_overflow) {
     constexpr unsigned lines = 25000;
     std::atomic<bool> done = false;
     std::thread appender([&] {
@@ -215,4 +216,23 @@ TEST_F(engine_log, two_threads_under_overflow_never_see_a_text_twice_or_torn) {
     EXPECT_EQ(problem, "");
     EXPECT_GT(next, 0U);
     EXPECT_LE(next, lines);
+}
+
+TEST_F(engine_log, appends_line_of_80_characters_whole) {
+    const std::string line = std::string(79, 'x') + "\n";
+    EXPECT_EQ(log_line_whole("%s", line.c_str()), 80);
+    EXPECT_EQ(drained_log(), line);
+}
+
+TEST_F(engine_log, line_of_81_characters_ends_process) {
+    const std::string line(81, 'x');
+    EXPECT_TRUE(run_in_child([&] { log_line_whole("%s", line.c_str()); }).aborted());
+}
+
+TEST_F(engine_log, cut_line_keeps_first_80_characters) {
+    const std::string line = std::string(80, 'x') + "yyy\n";
+    log_line_cut("%s", line.c_str());
+    EXPECT_EQ(drained_log(), std::string(80, 'x'));
+    log_line_cut("%s\n", std::string(79, 'x').c_str());
+    EXPECT_EQ(drained_log(), std::string(79, 'x') + "\n");
 }

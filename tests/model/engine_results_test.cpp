@@ -1,6 +1,5 @@
-/* The records beside the status values: complete once counted, bounded, and
- * reset phase by phase. What the phases put into them is tested with the
- * phases. */
+/* The records beside the status values are complete once counted, bounded, and reset phase
+ * by phase. Their contents are tested with the phases. */
 #include "model/engine_results.h"
 
 #include <gtest/gtest.h>
@@ -11,14 +10,14 @@
 using model_tests::read_results;
 using model_tests::write_results;
 
-TEST(engine_results, a_phase_is_shown_until_the_next_one) {
+TEST(engine_results, shows_phase_until_next_one) {
     EXPECT_EQ(record_phase(ENGINE_PHASE_REMOVING), ENGINE_PHASE_IDLE);
     EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_REMOVING);
     EXPECT_EQ(record_phase(ENGINE_PHASE_READING), ENGINE_PHASE_REMOVING);
     EXPECT_EQ(record_phase(ENGINE_PHASE_IDLE), ENGINE_PHASE_READING);
 }
 
-TEST(engine_results, a_write_phase_resets_the_write_part_alone) {
+TEST(engine_results, write_phase_resets_only_write_part) {
     record_read_start();
     record_bytes_read(512);
     record_write_start(100, 0);
@@ -49,7 +48,7 @@ TEST(engine_results, a_write_phase_resets_the_write_part_alone) {
     EXPECT_EQ(write_results().free_at_start, 200U);
 }
 
-TEST(engine_results, a_recorded_file_adds_to_the_totals_and_can_be_looked_up) {
+TEST(engine_results, adds_recorded_file_to_totals_and_list) {
     record_read_start();
     const engine_file_result whole = {0, 1, 2048, 1, 1, 1, 1};
     const engine_file_result cut = {3, 0, 1024, 2, 0, 0, 0};
@@ -86,7 +85,7 @@ TEST(engine_results, a_recorded_file_adds_to_the_totals_and_can_be_looked_up) {
     EXPECT_EQ(engine_results_missing(0, &range), 0);
 }
 
-TEST(engine_results, the_end_of_a_read_phase_is_recorded_last) {
+TEST(engine_results, records_end_of_read_phase_last) {
     record_read_start();
     record_read_end(1, 2.5, 1000.0);
     EXPECT_EQ(read_results().finished, 1);
@@ -97,14 +96,14 @@ TEST(engine_results, the_end_of_a_read_phase_is_recorded_last) {
     EXPECT_EQ(read_results().finished, 0);
 }
 
-TEST(engine_results, a_missing_range_may_span_all_indexes) {
+TEST(engine_results, missing_range_may_span_all_indexes) {
     record_read_start();
     record_missing(0, 2147483646);
     EXPECT_EQ(read_results().missing, 2147483647U);
     record_read_start();
 }
 
-TEST(engine_results, files_beyond_the_records_still_count_in_the_totals) {
+TEST(engine_results, counts_files_beyond_the_records_in_totals) {
     record_read_start();
     for (int index = 0; index < ENGINE_RESULTS_FILES_MAX + 10; ++index) {
         const engine_file_result file = {index, 1, 512, 1, 0, 0, 0};
@@ -123,7 +122,7 @@ TEST(engine_results, files_beyond_the_records_still_count_in_the_totals) {
     record_read_start();
 }
 
-TEST(engine_results, the_listings_error_has_its_own_life) {
+TEST(engine_results, keeps_listing_error_across_other_phases) {
     record_listing_error(5);
     record_write_start(1, 0);
     EXPECT_EQ(read_results().listing_error, 5);

@@ -1,5 +1,5 @@
-/* The read phase over many files: totals, missing files, the verdict, the
- * speed, the published texts, and which words go to which stream. */
+/* The read phase over many files: totals, missing files, verdict, speed, published texts,
+ * and the streams that they go to. */
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
@@ -54,14 +54,14 @@ std::string sums(const char *verdict, uint64_t from_size, uint64_t counted) {
 const char *const fits = "== true, size:seems to be ok";
 const char *const strange = "!= true, size:somthing is strange";
 
-/* What a phase published, as one comparable text. */
+/* The published values of a phase as one text. */
 std::string published() {
     return std::to_string(get_volume_intact()) + " ok " + get_data_ok_text() + " lost " +
            get_data_lost_text() + " corrupted " + get_data_corrupted_text() + " changed " +
            get_data_changed_text() + " overwritten " + get_data_overwritten_text();
 }
 
-/* A handler for the child: what is published when the process is ending. */
+/* A handler for the child: prints the published values at the process's end. */
 void print_published(const char * /*message*/, int /*exit_status*/) {
     fputs(published().c_str(), stdout);
     fflush(stdout);
@@ -91,7 +91,7 @@ void write_files(const private_folder &folder, const std::vector<int> &indexes,
 
 }  // namespace
 
-TEST_F(f3read_phase, three_intact_files_are_an_intact_volume) {
+TEST_F(f3read_phase, finds_three_intact_files_intact) {
     const private_folder folder;
     write_files(folder, {0, 1, 2});
     const phase it(folder.path(), {0, 1, 2});
@@ -116,7 +116,7 @@ TEST_F(f3read_phase, three_intact_files_are_an_intact_volume) {
     EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_IDLE);
 }
 
-TEST_F(f3read_phase, progress_is_handed_on_to_every_file) {
+TEST_F(f3read_phase, passes_progress_to_every_file) {
     const private_folder folder;
     write_files(folder, {0, 1}, 1024);
     const phase it(folder.path(), {0, 1}, 0, 1);
@@ -133,7 +133,7 @@ TEST_F(f3read_phase, progress_is_handed_on_to_every_file) {
                   "      1,        0,      0,      0\n");
 }
 
-TEST_F(f3read_phase, a_missing_file_is_named_and_does_not_spoil_the_verdict) {
+TEST_F(f3read_phase, names_missing_file_and_keeps_verdict) {
     const private_folder folder;
     write_files(folder, {0, 2}, 1024);
     const phase it(folder.path(), {0, 2});
@@ -151,7 +151,7 @@ TEST_F(f3read_phase, a_missing_file_is_named_and_does_not_spoil_the_verdict) {
     EXPECT_EQ(drained_log().find("ERR"), std::string::npos);
 }
 
-TEST_F(f3read_phase, every_number_in_front_of_the_first_file_is_missing) {
+TEST_F(f3read_phase, counts_numbers_before_first_file_as_missing) {
     const private_folder folder;
     write_files(folder, {5}, 512);
     const phase it(folder.path(), {5}, 2);
@@ -169,7 +169,7 @@ TEST_F(f3read_phase, every_number_in_front_of_the_first_file_is_missing) {
     EXPECT_EQ(range.last_index, 4);
 }
 
-TEST_F(f3read_phase, a_start_above_0_is_said_as_the_parameter_counts) {
+TEST_F(f3read_phase, warns_about_start_as_parameter_counts) {
     const private_folder folder;
     write_files(folder, {4}, 512);
     const phase it(folder.path(), {4}, 4);
@@ -178,7 +178,7 @@ TEST_F(f3read_phase, a_start_above_0_is_said_as_the_parameter_counts) {
               "parameter --start-at=5\n");
 }
 
-TEST_F(f3read_phase, a_repeated_or_lower_number_counts_as_missing_files_without_a_name) {
+TEST_F(f3read_phase, warns_about_repeated_or_lower_number_without_name) {
     const private_folder folder;
     write_files(folder, {0}, 512);
     const phase repeated(folder.path(), {0, 0});
@@ -192,7 +192,7 @@ TEST_F(f3read_phase, a_repeated_or_lower_number_counts_as_missing_files_without_
               "parameter --start-at=4\n");
 }
 
-TEST_F(f3read_phase, an_empty_list_publishes_zeros_and_an_intact_volume) {
+TEST_F(f3read_phase, publishes_zeros_and_intact_volume_for_empty_list) {
     stage.step_us = 1000;
     const phase it("/nowhere", {});
     EXPECT_EQ(it.out, "");
@@ -205,14 +205,14 @@ TEST_F(f3read_phase, an_empty_list_publishes_zeros_and_an_intact_volume) {
     EXPECT_EQ(drained_log(), "Sectors:     OK,corrupted,changed,overwritten\n");
 }
 
-TEST_F(f3read_phase, any_negative_number_ends_the_list) {
+TEST_F(f3read_phase, any_negative_number_ends_list) {
     const private_folder folder;
     write_files(folder, {0}, 512);
     const phase it(folder.path(), {0, -7, 1});
     EXPECT_EQ(it.err, sums(fits, 1, 1));
 }
 
-TEST_F(f3read_phase, bad_sectors_of_each_kind_are_added_up_and_spoil_the_verdict) {
+TEST_F(f3read_phase, adds_up_bad_sectors_of_each_class) {
     const private_folder folder;
     std::string first = content_of(0, size_t{16} * 512);
     for (size_t sector = 2; sector < 7; ++sector)
@@ -236,7 +236,7 @@ TEST_F(f3read_phase, bad_sectors_of_each_kind_are_added_up_and_spoil_the_verdict
     EXPECT_EQ(file.size, 4096U);
 }
 
-TEST_F(f3read_phase, one_bad_sector_of_any_kind_is_enough) {
+TEST_F(f3read_phase, one_bad_sector_of_any_class_fails_volume) {
     const private_folder folder;
     const std::string good = content_of(0, 1024);
     std::string changed = good;
@@ -254,7 +254,7 @@ TEST_F(f3read_phase, one_bad_sector_of_any_kind_is_enough) {
     EXPECT_EQ(get_volume_intact(), 1U);
 }
 
-TEST_F(f3read_phase, one_partial_sector_is_lost_in_the_division) {
+TEST_F(f3read_phase, ignores_one_partial_sector) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), content_of(0, 1024) + std::string(511, 'x'));
     const phase it(folder.path(), {0});
@@ -263,7 +263,7 @@ TEST_F(f3read_phase, one_partial_sector_is_lost_in_the_division) {
     EXPECT_EQ(read_results().bytes_read, 1535U);
 }
 
-TEST_F(f3read_phase, sums_that_do_not_agree_are_strange_and_spoil_the_verdict) {
+TEST_F(f3read_phase, sums_that_disagree_fail_volume) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), content_of(0, 1024) + std::string(256, 'x'));
     set_file_content(folder.file("2.fff"), content_of(1, 512) + std::string(256, 'x'));
@@ -275,7 +275,7 @@ TEST_F(f3read_phase, sums_that_do_not_agree_are_strange_and_spoil_the_verdict) {
     EXPECT_EQ(read_results().counts_agree, 0);
 }
 
-TEST_F(f3read_phase, a_file_cut_by_an_error_is_said_last_and_does_not_spoil_the_verdict) {
+TEST_F(f3read_phase, warns_last_about_error_and_keeps_verdict) {
     const private_folder folder;
     if (!model_tests::enter_private_mounts().empty())
         GTEST_SKIP() << model_tests::enter_private_mounts();
@@ -302,7 +302,7 @@ TEST_F(f3read_phase, a_file_cut_by_an_error_is_said_last_and_does_not_spoil_the_
     EXPECT_EQ(outcome.err, sums(fits, 18, 18));
 }
 
-TEST_F(f3read_phase, a_shell_can_follow_the_phase) {
+TEST_F(f3read_phase, shell_can_follow_phase) {
     const private_folder folder;
     write_files(folder, {0, 2}, 131072);
     std::vector<std::pair<int, uint64_t>> seen;
@@ -323,7 +323,7 @@ TEST_F(f3read_phase, a_shell_can_follow_the_phase) {
     EXPECT_EQ(read_results().finished, 1);
 }
 
-TEST_F(f3read_phase, the_speed_is_all_bytes_over_the_reading_time_alone) {
+TEST_F(f3read_phase, speed_counts_reading_time_only) {
     const private_folder folder;
     write_files(folder, {0, 1}, mebibyte);
     /* Two files of 0.75 s and 1.25 s, with a long pause between them. */
@@ -335,7 +335,7 @@ TEST_F(f3read_phase, the_speed_is_all_bytes_over_the_reading_time_alone) {
     EXPECT_DOUBLE_EQ(read_results().bytes_per_s, 1048576.0);
 }
 
-TEST_F(f3read_phase, a_negative_rest_of_microseconds_is_subtracted) {
+TEST_F(f3read_phase, subtracts_negative_microseconds) {
     const private_folder folder;
     write_files(folder, {0}, 1024);
     stage.times = {{100, 900000}, {101, 400000}};
@@ -344,9 +344,8 @@ TEST_F(f3read_phase, a_negative_rest_of_microseconds_is_subtracted) {
     EXPECT_STREQ(get_read_speed_unit(), "KB");
 }
 
-/* A list names files by their numbers alone: "01.fff" was listed as number 1, and
- * what is read is "1.fff". */
-TEST_F(f3read_phase, a_number_that_is_listed_twice_reads_the_same_file_twice) {
+/* A list holds indexes only: "01.fff" is listed as number 1, but "1.fff" is read. */
+TEST_F(f3read_phase, reads_file_twice_when_listed_twice) {
     const private_folder folder;
     write_files(folder, {0}, 1024);
     set_file_content(folder.file("01.fff"), std::string(1024, 'x'));
@@ -355,7 +354,7 @@ TEST_F(f3read_phase, a_number_that_is_listed_twice_reads_the_same_file_twice) {
     EXPECT_STREQ(get_data_lost_text(), "0.000000 Byte");
 }
 
-TEST_F(f3read_phase, a_reading_time_of_0_gives_the_byte_count_as_speed) {
+TEST_F(f3read_phase, reading_time_of_0_gives_byte_count_as_speed) {
     const private_folder folder;
     write_files(folder, {0}, 1536);
     const phase it(folder.path(), {0});
@@ -364,7 +363,7 @@ TEST_F(f3read_phase, a_reading_time_of_0_gives_the_byte_count_as_speed) {
     EXPECT_EQ(read_results().bytes_per_s, 1536.0);
 }
 
-TEST_F(f3read_phase, a_negative_reading_time_ends_the_process) {
+TEST_F(f3read_phase, negative_reading_time_ends_process) {
     const private_folder folder;
     write_files(folder, {0}, 512);
     stage.times = {{100, 0}, {99, 999999}};
@@ -375,7 +374,7 @@ TEST_F(f3read_phase, a_negative_reading_time_ends_the_process) {
                                   "ret >= 0", "dt_to_s", "model/f3read");
 }
 
-TEST_F(f3read_phase, published_results_stay_until_the_next_phase_ends) {
+TEST_F(f3read_phase, keeps_published_results_until_next_phase_ends) {
     const private_folder folder;
     write_files(folder, {0}, 1024);
     const phase first(folder.path(), {0});
@@ -391,7 +390,7 @@ TEST_F(f3read_phase, published_results_stay_until_the_next_phase_ends) {
     EXPECT_NE(published(), before);
 }
 
-TEST_F(f3read_phase, a_file_that_vanished_after_the_listing_ends_the_process) {
+TEST_F(f3read_phase, file_that_vanished_after_listing_ends_process) {
     const private_folder folder;
     write_files(folder, {0}, 512);
     const child_outcome outcome = run_in_child([&] {

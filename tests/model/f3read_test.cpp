@@ -1,6 +1,6 @@
-/* One test file read back: the classes of its sectors, the order in which its
- * descriptor is prepared, its lines in the log, its time, and what ends the
- * reading. The clock and the medium are under control. */
+/* Reading one test file back: the classes of its sectors, the preparation of its
+ * descriptor, its lines in the log, its time, and the ways the reading ends. Clock and
+ * medium are staged. */
 #include "model/f3read.h"
 
 #include <gtest/gtest.h>
@@ -54,7 +54,7 @@ validation validated(const std::string &folder, int index, uint32_t progress = 0
     return it;
 }
 
-/* The newline on standard output that ends each file is not wanted here. */
+/* Swallows the newline that ends each file on standard output. */
 class quiet {
  public:
     quiet() { testing::internal::CaptureStdout(); }
@@ -78,7 +78,7 @@ void expect_counts(const validation &it, uint64_t ok, uint64_t corrupted, uint64
     EXPECT_EQ(it.overwritten, overwritten);
 }
 
-/* A sector with `count` body words that differ, the first at word `from`. */
+/* A sector with `count` differing body words, the first at word `from`. */
 std::string damaged(uint64_t offset, size_t count, size_t from = 1) {
     std::string sector = reference_sectors(offset, SECTOR_SIZE);
     for (size_t word = from; word < from + count; ++word)
@@ -92,7 +92,7 @@ sector_class class_of(const std::string &sector, uint64_t expected) {
 
 const std::string header = "Validating file number 1 ... ";
 
-/* Reads a file in a child whose `good_bytes` are followed by an error. */
+/* In a child, reads a file that fails after `good_bytes`. */
 child_outcome read_until_the_error(const std::string &folder, size_t good_bytes) {
     return run_in_child([&] {
         set_file_content(folder + "/1.fff", "");
@@ -110,7 +110,7 @@ child_outcome read_until_the_error(const std::string &folder, size_t good_bytes)
 
 }  // namespace
 
-TEST_F(f3read, the_class_follows_from_the_offset_and_up_to_3_differing_words) {
+TEST_F(f3read, classifies_by_offset_and_up_to_3_differing_words) {
     constexpr uint64_t here = uint64_t{7} * sector_bytes;
     constexpr uint64_t elsewhere = uint64_t{8} * sector_bytes;
     EXPECT_EQ(SECTOR_TOLERANCE, 2);
@@ -126,10 +126,10 @@ TEST_F(f3read, the_class_follows_from_the_offset_and_up_to_3_differing_words) {
     }
 }
 
-/* The engine looks at groups of sectors at once; where in a row a damaged one stands
- * and what stands beside it must not matter. */
-TEST_F(f3read, sectors_in_a_row_have_the_classes_that_they_were_given) {
-    std::mt19937 random(63);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same every time
+/* The engine compares groups of sectors at once; a damaged one's place and neighbours must
+ * not matter. */
+TEST_F(f3read, classifies_each_of_several_sectors) {
+    std::mt19937 random(63);  // NOLINT(cert-msc32-c,cert-msc51-cpp): repeatable
     for (int round = 0; round < 3000; ++round) {
         const size_t count = random() % 40;
         const uint64_t first = (uint64_t{random()} << 12) + 0xFFFFE000 * (random() % 2);
@@ -152,7 +152,7 @@ TEST_F(f3read, sectors_in_a_row_have_the_classes_that_they_were_given) {
     }
 }
 
-TEST_F(f3read, differing_words_count_wherever_they_are) {
+TEST_F(f3read, counts_differing_words_anywhere) {
     std::string sector = damaged(0, 1, 1);
     set_word_at(sector, last_word, 0);
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
@@ -161,7 +161,7 @@ TEST_F(f3read, differing_words_count_wherever_they_are) {
     EXPECT_EQ(class_of(sector, 512), SECTOR_CORRUPTED);
 }
 
-TEST_F(f3read, a_word_with_anything_in_its_high_half_differs) {
+TEST_F(f3read, high_half_of_word_must_be_zero) {
     std::string sector = reference_sectors(0, SECTOR_SIZE);
     sector[44] = 1;
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
@@ -170,7 +170,7 @@ TEST_F(f3read, a_word_with_anything_in_its_high_half_differs) {
     EXPECT_EQ(class_of(sector, 0), SECTOR_CHANGED);
 }
 
-TEST_F(f3read, every_single_bit_counts) {
+TEST_F(f3read, notices_every_single_flipped_bit) {
     const std::string sector = reference_sectors(0x40000000, SECTOR_SIZE);
     for (size_t bit = 0; bit < sector_bytes * 8; ++bit) {
         std::string flipped = sector;
@@ -191,21 +191,20 @@ TEST_F(f3read, sectors_of_one_byte_value_are_corrupted) {
     EXPECT_EQ(class_of(std::string(SECTOR_SIZE, '\xFF'), 0), SECTOR_CORRUPTED);
 }
 
-TEST_F(f3read, a_sector_4_gib_away_has_the_same_body_and_is_still_overwritten) {
+TEST_F(f3read, sector_from_4_gib_away_is_overwritten) {
     EXPECT_EQ(class_of(reference_sectors(0x100000000, SECTOR_SIZE), 0), SECTOR_OVERWRITTEN);
     EXPECT_EQ(class_of(reference_sectors(0, SECTOR_SIZE), 0x100000000), SECTOR_OVERWRITTEN);
 }
 
-TEST_F(f3read, a_sector_at_an_odd_address_is_classified_alike) {
+TEST_F(f3read, classifies_at_any_alignment) {
     for (size_t shift = 0; shift < 16; ++shift) {
         const std::string moved = std::string(shift, 'x') + reference_sectors(512, SECTOR_SIZE);
         EXPECT_EQ(f3read_classify_sector(moved.data() + shift, 512), SECTOR_OK) << shift;
     }
 }
 
-/* 10,000 sectors with a random number of random changes, against a count of the
- * differing words made here. */
-TEST_F(f3read, random_damage_is_classified_by_the_words_that_differ) {
+/* 10,000 sectors with random changes, compared with the count of differing words here. */
+TEST_F(f3read, classifies_random_damage) {
     const uint32_t seed = model_tests::random_seed();
     SCOPED_TRACE("TROVIK_TEST_SEED=" + std::to_string(seed));
     std::mt19937_64 random(seed);
@@ -228,21 +227,21 @@ TEST_F(f3read, random_damage_is_classified_by_the_words_that_differ) {
     }
 }
 
-TEST_F(f3read, a_file_as_written_is_ok_to_its_end) {
+TEST_F(f3read, reads_file_as_written_to_its_end) {
     const validation it = validated_content(reference_sectors(0, 300 * sector_bytes));
     expect_counts(it, 300, 0, 0, 0);
     EXPECT_EQ(it.size, 300 * sector_bytes);
     EXPECT_NE(it.read_all, 0);
 }
 
-TEST_F(f3read, offsets_start_at_the_files_own_gibibyte) {
+TEST_F(f3read, offsets_start_at_files_own_gibibyte) {
     expect_counts(validated_content(reference_sectors(UINT64_C(6) << 30U, 2048), 6), 4, 0, 0, 0);
     expect_counts(validated_content(reference_sectors(UINT64_C(9000) << 30U, 512), 9000), 1, 0, 0,
                   0);
     expect_counts(validated_content(reference_sectors(0, 2048), 4), 0, 0, 0, 4);
 }
 
-TEST_F(f3read, each_class_is_counted) {
+TEST_F(f3read, counts_each_class) {
     const std::string content = damaged(0, 0) + damaged(512, 1) + damaged(1024, 2) +
                                 damaged(1536, 3) + damaged(0, 0) + damaged(0, 2) +
                                 std::string(512, '\0') + damaged(3584, 0) + damaged(3584, 0) +
@@ -250,21 +249,21 @@ TEST_F(f3read, each_class_is_counted) {
     expect_counts(validated_content(content), 2, 3, 2, 5);
 }
 
-TEST_F(f3read, a_partial_last_sector_is_read_but_not_judged) {
+TEST_F(f3read, reads_but_does_not_classify_partial_last_sector) {
     const validation it = validated_content(reference_sectors(0, 1024) + std::string(100, 'x'));
     expect_counts(it, 2, 0, 0, 0);
     EXPECT_EQ(it.size, 1124U);
     EXPECT_NE(it.read_all, 0);
 }
 
-TEST_F(f3read, an_empty_file_has_no_sectors) {
+TEST_F(f3read, empty_file_has_no_sectors) {
     const validation it = validated_content("");
     expect_counts(it, 0, 0, 0, 0);
     EXPECT_EQ(it.size, 0U);
     EXPECT_NE(it.read_all, 0);
 }
 
-TEST_F(f3read, the_descriptor_is_flushed_released_timed_and_then_read_ahead) {
+TEST_F(f3read, flushes_releases_reads_clock_then_reads_ahead) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 1024));
     const quiet silence;
@@ -272,10 +271,11 @@ TEST_F(f3read, the_descriptor_is_flushed_released_timed_and_then_read_ahead) {
     EXPECT_EQ(stage.requests, "FRCAC");
     stage.requests.clear();
     validated(folder.path(), 0, 1);
-    EXPECT_EQ(stage.requests, "FRCACCC") << "the clock after the only sector of each request";
+    EXPECT_EQ(stage.requests, "FRCACCC")
+        << "the clock is read after the only sector of each request";
 }
 
-TEST_F(f3read, the_heading_line_has_33_blanks_with_progress_and_none_without) {
+TEST_F(f3read, heading_has_33_blanks_only_with_progress) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), "");
     set_file_content(folder.file("10.fff"), "");
@@ -288,7 +288,7 @@ TEST_F(f3read, the_heading_line_has_33_blanks_with_progress_and_none_without) {
     EXPECT_EQ(drained_log(), "Validating file number 10 ... " + std::string(33, ' ') + "\n");
 }
 
-TEST_F(f3read, without_progress_there_are_no_lines_of_counts) {
+TEST_F(f3read, logs_no_counts_without_progress) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * sector_bytes));
     stage.step_us = 1000000;
@@ -297,7 +297,7 @@ TEST_F(f3read, without_progress_there_are_no_lines_of_counts) {
     EXPECT_EQ(drained_log(), header + "\n");
 }
 
-TEST_F(f3read, the_first_sector_always_gives_a_line_of_counts) {
+TEST_F(f3read, logs_counts_after_first_sector) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 10 * sector_bytes));
     stage.last = {0, 0};
@@ -307,16 +307,16 @@ TEST_F(f3read, the_first_sector_always_gives_a_line_of_counts) {
               header + std::string(33, ' ') + "\n      1,        0,      0,      0\n");
 }
 
-TEST_F(f3read, further_lines_come_after_200_milliseconds_or_more) {
+TEST_F(f3read, logs_further_counts_after_200_milliseconds) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"),
                      damaged(0, 0) + damaged(512, 1) + damaged(1024, 9) +
                          reference_sectors(3 * sector_bytes, 127 * sector_bytes) + damaged(0, 0) +
                          reference_sectors(131 * sector_bytes, 381 * sector_bytes));
-    /* Start; then for what each request of 128 sectors brings a first and a last one to be
-     * counted: the first of all and 199.999 ms later, 200 ms and 399 ms, 200 ms after the
-     * last line and a clock that goes back, 200 ms (truncated) after the last line across a
-     * full second and a moment later; then 199.999 ms after it the file's last sector. */
+    /* Start; then two times per request of 128 sectors: the first sector and 199.999 ms
+     * later; 200 ms and 399 ms; 200 ms after the last line, and a clock that goes back; 200 ms
+     * (truncated) after the last line, across a full second, and a moment later; then the
+     * file's last sector, 199.999 ms after that line. */
     stage.times = {{10, 0},      {10, 500000}, {10, 699999}, {10, 700000}, {10, 899000},
                    {10, 900000}, {9, 0},       {11, 99999},  {11, 100000}, {11, 299998}};
     const quiet silence;
@@ -329,9 +329,9 @@ TEST_F(f3read, further_lines_come_after_200_milliseconds_or_more) {
                                  "    381,        1,      1,      1\n");
 }
 
-/* Whoever looks at the lines cannot tell this from a clock that is asked after every sector:
- * it is asked whenever the medium was waited for. */
-TEST_F(f3read, the_clock_is_asked_twice_for_each_request_and_not_for_each_sector) {
+/* The lines are the same as if the clock were read after every sector: it is read after each
+ * wait for the medium. */
+TEST_F(f3read, reads_clock_twice_per_request) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 300 * sector_bytes));
     const quiet silence;
@@ -359,7 +359,7 @@ TEST_F(f3read, columns_are_ok_corrupted_changed_and_overwritten) {
               "      1,        2,      3,      4\n");
 }
 
-TEST_F(f3read, reading_time_is_added_to_what_there_was) {
+TEST_F(f3read, adds_reading_time_to_total) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 512));
     const quiet silence;
@@ -380,7 +380,7 @@ TEST_F(f3read, reading_time_is_added_to_what_there_was) {
     EXPECT_EQ(elapsed({7, 8}, {100, 5}, {100, 5}), pair(7, 8));
 }
 
-TEST_F(f3read, each_file_ends_with_one_newline_on_standard_output) {
+TEST_F(f3read, prints_one_newline_after_each_file) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 4096));
     const child_outcome outcome = run_in_child([&] { validated(folder.path(), 0, 1); });
@@ -389,7 +389,7 @@ TEST_F(f3read, each_file_ends_with_one_newline_on_standard_output) {
     EXPECT_EQ(outcome.err, "");
 }
 
-TEST_F(f3read, pending_output_is_flushed_before_a_file) {
+TEST_F(f3read, flushes_pending_output_before_file) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), "");
     const child_outcome outcome = run_in_child([&] {
@@ -401,7 +401,7 @@ TEST_F(f3read, pending_output_is_flushed_before_a_file) {
     EXPECT_TRUE(outcome.exited_with(66));
 }
 
-TEST_F(f3read, an_input_output_error_stops_the_reading_and_is_not_fatal) {
+TEST_F(f3read, input_output_error_is_not_fatal) {
     const private_folder folder;
     if (!model_tests::enter_private_mounts().empty())
         GTEST_SKIP() << model_tests::enter_private_mounts();
@@ -418,20 +418,20 @@ TEST_F(f3read, an_input_output_error_stops_the_reading_and_is_not_fatal) {
     EXPECT_EQ(page.err, "8 0 0 0 size 4096 read_all 0\n");
 }
 
-TEST_F(f3read, an_end_for_another_reason_aborts) {
+TEST_F(f3read, any_other_error_aborts) {
     const private_folder folder;
     ASSERT_EQ(mkdir(folder.file("5.fff").c_str(), 0700), 0);
     expect_assertion(run_in_child([&] { validated(folder.path(), 4); }),
                      "*read_all || errno == EIO", "f3read_validate_file", "model/f3read");
 }
 
-TEST_F(f3read, a_file_that_cannot_be_opened_ends_the_process) {
+TEST_F(f3read, file_that_cannot_be_opened_ends_process) {
     const private_folder folder;
     model_tests::expect_refusal(run_in_child([&] { validated(folder.path(), 2); }),
                                 "ERR: Can't open file " + folder.file("3.fff"), ENOENT);
 }
 
-TEST_F(f3read, a_link_is_not_followed) {
+TEST_F(f3read, does_not_follow_symlink) {
     const private_folder folder;
     set_file_content(folder.file("users"), reference_sectors(0, 512));
     ASSERT_EQ(symlink("users", folder.file("1.fff").c_str()), 0);
@@ -439,7 +439,7 @@ TEST_F(f3read, a_link_is_not_followed) {
                                 "ERR: Can't open file " + folder.file("1.fff"), ELOOP);
 }
 
-TEST_F(f3read, a_fifo_or_a_device_is_refused_and_does_not_block) {
+TEST_F(f3read, refuses_fifo_and_device_without_blocking) {
     const private_folder folder;
     ASSERT_EQ(mkfifo(folder.file("1.fff").c_str(), 0600), 0);
     const bool device =
@@ -457,7 +457,7 @@ TEST_F(f3read, a_fifo_or_a_device_is_refused_and_does_not_block) {
     }
 }
 
-TEST_F(f3read, a_users_file_with_a_second_name_is_left_as_it_is) {
+TEST_F(f3read, leaves_hard_linked_users_file_unchanged) {
     const private_folder folder;
     set_file_content(folder.file("users"), "precious");
     ASSERT_EQ(link(folder.file("users").c_str(), folder.file("1.fff").c_str()), 0);
@@ -465,7 +465,7 @@ TEST_F(f3read, a_users_file_with_a_second_name_is_left_as_it_is) {
     EXPECT_EQ(file_content(folder.file("users")), "precious");
 }
 
-TEST_F(f3read, a_medium_or_a_clock_that_fails_ends_the_process) {
+TEST_F(f3read, failing_medium_or_clock_ends_process) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 512));
     const auto expect_ended_by = [&](const std::string &condition) {

@@ -1,6 +1,5 @@
-/* Writes of more than a block of 1024 bytes: what the volume takes of them, and what
- * is done with the rest. The volume's part is played by a `write` of this program's
- * own, which stands before the system's. */
+/* Blocks larger than 1024 bytes, on volumes that take all, a part or nothing of a write.
+ * This program's own `write` takes the place of the system's and plays the volume. */
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -27,15 +26,15 @@ constexpr size_t mebibyte = 1U << 20U;
 
 /* How the volume behaves. */
 struct volume_manners {
-    size_t room = std::numeric_limits<size_t>::max();    /* bytes that it has left */
-    size_t at_once = std::numeric_limits<size_t>::max(); /* taken by one call at most */
-    bool takes_parts = true; /* of a write for which there is not enough room */
+    size_t room = std::numeric_limits<size_t>::max();    /* bytes left */
+    size_t at_once = std::numeric_limits<size_t>::max(); /* most bytes per call */
+    bool takes_parts = true; /* short write when there is not enough room, else ENOSPC */
     int error = 0;           /* of every write */
 };
 
 volume_manners *manners = nullptr;
 
-/* Lets a volume behave so while it lives. */
+/* The behaviour applies while this lives. */
 class volume_that {
  public:
     explicit volume_that(const volume_manners &how) : m_how(how) { manners = &m_how; }
@@ -73,7 +72,7 @@ extern "C" ssize_t write(int fd, const void *bytes, size_t count) {
     return written;
 }
 
-/* Writes a phase in a folder and expects a test file of `size` bytes, as it has to be. */
+/* Runs a write phase in a folder and expects a correct test file of `size` bytes. */
 static void expect_filled(const volume_manners &how, int32_t block_size, size_t size) {
     const private_folder folder;
     {
@@ -90,28 +89,28 @@ static void expect_filled(const volume_manners &how, int32_t block_size, size_t 
     EXPECT_EQ(written.files_created, 1);
 }
 
-TEST(f3write_blocks, of_every_size_hold_the_same_bytes) {
+TEST(f3write_blocks, of_every_size_hold_same_bytes) {
     for (int32_t size = F3WRITE_BLOCK_SIZE; size <= F3WRITE_BLOCK_SIZE_MAX; size *= 2)
         expect_filled({.room = 18 * mebibyte}, size, 18 * mebibyte);
 }
 
-TEST(f3write_blocks, that_are_taken_in_odd_parts_are_offered_to_their_end) {
+TEST(f3write_blocks, continue_after_short_writes) {
     expect_filled({.room = 3 * mebibyte, .at_once = 100001}, 1 << 20, 3 * mebibyte);
     expect_filled({.room = 65536, .at_once = 1}, 2048, 65536);
 }
 
-TEST(f3write_blocks, end_with_a_whole_sector_when_the_volume_is_full) {
+TEST(f3write_blocks, end_with_whole_sector_on_full_volume) {
     for (const size_t rest : {1U, 511U, 512U, 513U, 700U, 5000U, 1048575U})
         expect_filled({.room = 2 * mebibyte + rest}, 1 << 20, 2 * mebibyte + rest - rest % 512);
 }
 
-TEST(f3write_blocks, are_offered_in_smaller_pieces_where_no_part_is_taken) {
+TEST(f3write_blocks, shrink_where_volume_takes_all_or_nothing) {
     for (const size_t rest : {1U, 1023U, 1024U, 5000U, 700000U, 1048575U})
         expect_filled({.room = 2 * mebibyte + rest, .takes_parts = false}, 1 << 20,
                       2 * mebibyte + rest - rest % 1024);
 }
 
-TEST(f3write_blocks, of_1024_bytes_are_taken_whole_or_end_the_process) {
+TEST(f3write_blocks, of_1024_bytes_end_process_on_short_write) {
     const private_folder folder;
     expect_assertion(run_in_child([&] {
                          const volume_that behaves({.room = 5000});
@@ -120,7 +119,7 @@ TEST(f3write_blocks, of_1024_bytes_are_taken_whole_or_end_the_process) {
                      "written == fw->block_size", "create_and_fill_file", "model/f3write");
 }
 
-TEST(f3write_blocks, of_which_nothing_is_taken_without_a_reason_end_the_process) {
+TEST(f3write_blocks, end_process_when_write_returns_0) {
     const private_folder folder;
     expect_assertion(run_in_child([&] {
                          const volume_that behaves({.at_once = 0});
@@ -129,7 +128,7 @@ TEST(f3write_blocks, of_which_nothing_is_taken_without_a_reason_end_the_process)
                      "written == fw->block_size", "create_and_fill_file", "model/f3write");
 }
 
-TEST(f3write_blocks, that_fail_end_the_process_with_the_reason) {
+TEST(f3write_blocks, end_process_with_reason_when_write_fails) {
     const private_folder folder;
     const auto outcome = run_in_child([&] {
         const volume_that behaves({.error = EIO});
@@ -139,7 +138,7 @@ TEST(f3write_blocks, that_fail_end_the_process_with_the_reason) {
     expect_assertion(outcome, "written == fw->block_size", "create_and_fill_file", "model/f3write");
 }
 
-TEST(f3write_blocks, of_another_size_are_refused) {
+TEST(f3write_blocks, refuse_other_sizes) {
     const private_folder folder;
     for (const int32_t size : {-1024, 0, 1, 512, 1023, 1025, 1536, 3072, 33554432})
         EXPECT_TRUE(

@@ -1,5 +1,5 @@
-/* The write phase with a clock under control: periods across files, published
- * speeds, the average. */
+/* The write phase with a staged clock: periods across files, published speeds, the
+ * average. */
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -32,7 +32,7 @@ using f3write_clock = model_tests::staged_test;
 
 }  // namespace
 
-TEST_F(f3write_clock, a_fast_volume_doubles_the_blocks_of_a_period_with_one_flush_each) {
+TEST_F(f3write_clock, fast_volume_doubles_blocks_with_one_flush_per_period) {
     const private_folder folder;
     write_flow fw = new_flow(31 * kibibyte);
     EXPECT_EQ(create_and_fill_file(folder.c_path(), 0, 31 * kibibyte, &fw), 1);
@@ -52,7 +52,7 @@ TEST_F(f3write_clock, a_fast_volume_doubles_the_blocks_of_a_period_with_one_flus
     EXPECT_EQ(fw.periods_measured, 0U);
 }
 
-TEST_F(f3write_clock, an_unfinished_period_is_not_timed) {
+TEST_F(f3write_clock, does_not_time_unfinished_period) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     fw.bpd = 4;
@@ -63,7 +63,7 @@ TEST_F(f3write_clock, an_unfinished_period_is_not_timed) {
     EXPECT_EQ(drained_log(), "Creating test file number 1 ...\nTest file written.\n");
 }
 
-TEST_F(f3write_clock, the_measurement_goes_on_in_the_next_file) {
+TEST_F(f3write_clock, continues_measurement_in_next_file) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     create_and_fill_file(folder.c_path(), 0, 3 * kibibyte, &fw);
@@ -73,11 +73,10 @@ TEST_F(f3write_clock, the_measurement_goes_on_in_the_next_file) {
     EXPECT_EQ(fw.bytes_written, 7U * 1024);
 }
 
-/* Every request of the clock is a second after the one before: each period
- * takes exactly one second. A volume of 4 MiB takes periods of 1, 2, 2, 3, 3,
- * ... blocks; 63 pairs and the first one are 1 + 2 * (2 + ... + 64) - 64
- * blocks. */
-TEST_F(f3write_clock, the_average_is_the_block_rate_of_the_counted_periods) {
+/* The clock advances by a second at each reading, so each period takes exactly one second.
+ * A volume of 4 MiB takes periods of 1, 2, 2, 3, 3, ... blocks; 63 pairs and the first one
+ * are 1 + 2 * (2 + ... + 64) - 64 blocks. */
+TEST_F(f3write_clock, average_is_block_rate_of_counted_periods) {
     const private_volume volume("size=4m");
     SKIP_WITHOUT(volume);
     stage.step_us = 1000000;
@@ -98,10 +97,9 @@ TEST_F(f3write_clock, the_average_is_the_block_rate_of_the_counted_periods) {
     EXPECT_EQ(write_results().bytes_written, 4U << 20U);
 }
 
-/* The first period takes one second and settles the flow at 1 block, the second
- * one counts; from then on nothing takes any time, so the block count doubles
- * past 1 MB/s and no period counts any more. */
-TEST_F(f3write_clock, the_published_unit_stays_that_of_the_last_period) {
+/* The first period takes one second and settles the flow at 1 block; the second counts. After
+ * that, periods take no time: the block count doubles past 1 MB/s and no period counts. */
+TEST_F(f3write_clock, keeps_unit_of_last_period) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     stage.times = {{1000, 0}, {1001, 0}};
@@ -118,7 +116,7 @@ TEST_F(f3write_clock, the_published_unit_stays_that_of_the_last_period) {
     EXPECT_EQ(write_results().average_bytes_per_s, 1024.0);
 }
 
-TEST_F(f3write_clock, without_a_counted_period_the_average_is_not_available_and_nothing_changes) {
+TEST_F(f3write_clock, has_no_average_without_counted_period) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     stage.step_us = 1000000;
@@ -138,7 +136,7 @@ TEST_F(f3write_clock, without_a_counted_period_the_average_is_not_available_and_
     EXPECT_EQ(write_results().average_known, 0);
 }
 
-TEST_F(f3write_clock, progress_is_the_share_of_the_free_space_at_the_start) {
+TEST_F(f3write_clock, progress_is_share_of_free_space_at_start) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     f3write_fill_fs(volume.c_path(), 0, 1);
@@ -149,7 +147,7 @@ TEST_F(f3write_clock, progress_is_the_share_of_the_free_space_at_the_start) {
     EXPECT_EQ(requests_of('F'), 10U + 1U);
 }
 
-TEST_F(f3write_clock, a_phase_without_progress_publishes_no_periods) {
+TEST_F(f3write_clock, publishes_no_periods_without_progress) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     f3write_fill_fs(volume.c_path(), 0, 0);
@@ -159,7 +157,7 @@ TEST_F(f3write_clock, a_phase_without_progress_publishes_no_periods) {
               "ERR: Writing speed not available\n");
 }
 
-TEST_F(f3write_clock, pending_output_is_flushed_before_a_file_is_written) {
+TEST_F(f3write_clock, flushes_pending_output_before_writing_file) {
     const private_folder folder;
     const child_outcome outcome = run_in_child([&] {
         fputs("pending", stdout);
@@ -171,9 +169,9 @@ TEST_F(f3write_clock, pending_output_is_flushed_before_a_file_is_written) {
     EXPECT_TRUE(outcome.exited_with(66));
 }
 
-/* Each request looks at the file: what is written so far is whole blocks, and a
- * period's data is complete when it is flushed. */
-TEST_F(f3write_clock, a_period_is_written_out_before_it_is_flushed) {
+/* Checks the file at each request: it holds whole blocks, and a period's data is complete
+ * when it is flushed. */
+TEST_F(f3write_clock, writes_whole_period_before_flush) {
     const private_folder folder;
     std::vector<uint64_t> sizes;
     stage.at_request = [&] {
@@ -185,8 +183,8 @@ TEST_F(f3write_clock, a_period_is_written_out_before_it_is_flushed) {
     EXPECT_EQ(sizes, (std::vector<uint64_t>{1024, 3072, 7168, 15360, 20480}));
 }
 
-/* What a shell can see while the phase goes on. */
-TEST_F(f3write_clock, a_shell_can_follow_the_phase) {
+/* The values that a shell sees during the phase. */
+TEST_F(f3write_clock, shell_can_follow_phase) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     std::vector<uint64_t> written;
@@ -207,7 +205,7 @@ TEST_F(f3write_clock, a_shell_can_follow_the_phase) {
     EXPECT_EQ(write_results().end, ENGINE_WRITE_FULL_IN_FILE);
 }
 
-TEST_F(f3write_clock, a_volume_that_cannot_be_flushed_ends_the_process) {
+TEST_F(f3write_clock, volume_that_cannot_be_flushed_ends_process) {
     const private_folder folder;
     stage.flush_answer = 5;
     const child_outcome outcome = run_in_child([&] {

@@ -1,5 +1,5 @@
-/* The measurement, every cell of its table, with a clock and a medium under
- * control. Nothing here sleeps. */
+/* The measurement, every cell of its table, with a staged clock and medium. Nothing
+ * sleeps. */
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -23,7 +23,7 @@ namespace {
 
 using f3write_measure = model_tests::staged_test;
 
-/* What the algorithm works on, in one comparable piece. */
+/* The algorithm's state, comparable as a whole. */
 struct position {
     int state, bpd, bpd_step, bpd1, bpd2;
     bool operator==(const position &) const = default;
@@ -49,8 +49,8 @@ write_flow flow_at(const position &at) {
     return fw;
 }
 
-/* One period of `delay_ms`, with more blocks in it than bpd so that the two
- * cannot be mistaken for each other. True when it was counted. */
+/* One period of `delay_ms`, with more blocks than bpd to tell the two apart. True when it
+ * was counted. */
 bool measured(write_flow &fw, int delay_ms) {
     const uint64_t periods = fw.periods_measured;
     const uint64_t blocks = fw.blocks_measured;
@@ -129,7 +129,7 @@ std::string name_of_cell(const testing::TestParamInfo<cell> &it) {
 
 INSTANTIATE_TEST_SUITE_P(f3write_measure, every_cell, testing::ValuesIn(cells), name_of_cell);
 
-/* The table once more, as plainly as it can be written, for random walks. */
+/* The table once more, as plain code, for random walks. */
 class expected_flow {
  public:
     position at = {INC, 1, 1, 0, 0};
@@ -192,7 +192,7 @@ class expected_flow {
 
 }  // namespace
 
-TEST_P(every_cell, leads_where_the_table_says) {
+TEST_P(every_cell, follows_table) {
     write_flow fw = flow_at(GetParam().before);
     EXPECT_EQ(measured(fw, GetParam().delay_ms), GetParam().counted);
     EXPECT_EQ(position_of(fw), GetParam().after);
@@ -202,7 +202,7 @@ TEST_P(every_cell, leads_where_the_table_says) {
     EXPECT_EQ(fw.block_size, 1024);
 }
 
-TEST_F(f3write_measure, states_have_their_numbers_and_fields_their_order) {
+TEST_F(f3write_measure, states_and_fields_have_given_order) {
     EXPECT_EQ(INC, 0);
     EXPECT_EQ(DEC, 1);
     EXPECT_EQ(SEARCH, 2);
@@ -227,7 +227,7 @@ TEST_F(f3write_measure, states_have_their_numbers_and_fields_their_order) {
         EXPECT_LT(offsets[field - 1], offsets[field]) << "field " << field;
 }
 
-TEST_F(f3write_measure, growing_searching_settling_and_shrinking_follow_one_another) {
+TEST_F(f3write_measure, grows_searches_settles_and_shrinks) {
     write_flow fw = flow_at({INC, 1, 1, 0, 0});
     const auto after = [&fw](int delay) {
         measured(fw, delay);
@@ -250,7 +250,7 @@ TEST_F(f3write_measure, growing_searching_settling_and_shrinking_follow_one_anot
     EXPECT_EQ(fw.periods_measured, 5U);
 }
 
-TEST_F(f3write_measure, a_volume_on_target_counts_every_period_while_the_count_creeps_up) {
+TEST_F(f3write_measure, counts_every_period_on_target) {
     write_flow fw = flow_at({INC, 1, 1, 0, 0});
     for (int period = 0; period < 200; ++period) {
         EXPECT_TRUE(measured(fw, 1000));
@@ -259,7 +259,7 @@ TEST_F(f3write_measure, a_volume_on_target_counts_every_period_while_the_count_c
     EXPECT_EQ(fw.periods_measured, 200U);
 }
 
-TEST_F(f3write_measure, random_walks_follow_the_table) {
+TEST_F(f3write_measure, random_walks_follow_table) {
     const uint32_t seed = model_tests::random_seed();
     SCOPED_TRACE("TROVIK_TEST_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
@@ -268,7 +268,7 @@ TEST_F(f3write_measure, random_walks_follow_the_table) {
         expected_flow expected;
         const auto rate = 1 + random() % (walk % 2 == 0 ? 50U : 50000U);
         for (int period = 0; period < 200; ++period) {
-            /* Blocks per second around a rate, with an exact hit now and then. */
+            /* Blocks per second around a rate, sometimes an exact hit. */
             const auto noise = random() % 4;
             int64_t delay = static_cast<int64_t>(fw.bpd) * 1000 / static_cast<int64_t>(rate);
             if (noise == 0)
@@ -281,7 +281,7 @@ TEST_F(f3write_measure, random_walks_follow_the_table) {
     }
 }
 
-TEST_F(f3write_measure, milliseconds_are_truncated_towards_zero) {
+TEST_F(f3write_measure, truncates_milliseconds_towards_zero) {
     struct sample {
         timeval from, to;
         int bpd_after; /* 8 * 2 when fast, 8 when exact, 6 when slow */
@@ -307,20 +307,20 @@ TEST_F(f3write_measure, milliseconds_are_truncated_towards_zero) {
     }
 }
 
-TEST_F(f3write_measure, the_target_length_is_the_records_own) {
+TEST_F(f3write_measure, takes_target_length_from_record) {
     write_flow fw = flow_at({INC, 8, 8, 0, 0});
     fw.period_ms = 250;
     EXPECT_TRUE(measured(fw, 250));
     EXPECT_EQ(fw.state, STEADY);
 }
 
-TEST_F(f3write_measure, a_period_is_flushed_then_timed_then_released) {
+TEST_F(f3write_measure, flushes_period_then_reads_clock_then_releases) {
     write_flow fw = flow_at({INC, 1, 1, 0, 0});
     measured(fw, 10);
     EXPECT_EQ(stage.requests, "FCR");
 }
 
-TEST_F(f3write_measure, starting_reads_the_clock_and_forgets_the_blocks) {
+TEST_F(f3write_measure, starting_reads_clock_and_zeroes_blocks) {
     write_flow fw = flow_at({SEARCH, 6, 8, 4, 8});
     fw.period_blocks = 6;
     stage.times = {{1234, 5678}};
@@ -332,7 +332,7 @@ TEST_F(f3write_measure, starting_reads_the_clock_and_forgets_the_blocks) {
     EXPECT_EQ(position_of(fw), (position{SEARCH, 6, 8, 4, 8}));
 }
 
-TEST_F(f3write_measure, ending_flushes_and_releases_and_times_nothing) {
+TEST_F(f3write_measure, ending_flushes_and_releases_without_clock) {
     write_flow fw = flow_at({SEARCH, 6, 8, 4, 8});
     fw.period_blocks = 6;
     fw.erase = 20;
@@ -345,7 +345,7 @@ TEST_F(f3write_measure, ending_flushes_and_releases_and_times_nothing) {
     EXPECT_EQ(drained_log(), "");
 }
 
-TEST_F(f3write_measure, searching_keeps_the_bounds_and_starts_in_their_middle) {
+TEST_F(f3write_measure, search_keeps_bounds_and_starts_in_middle) {
     write_flow fw = flow_at({INC, 32, 32, 0, 0});
     fw.period_blocks = 32;
     move_to_search(&fw, 16, 33);
@@ -353,7 +353,7 @@ TEST_F(f3write_measure, searching_keeps_the_bounds_and_starts_in_their_middle) {
     EXPECT_EQ(fw.periods_measured, 0U);
 }
 
-TEST_F(f3write_measure, bounds_at_most_3_apart_settle_at_once_and_count_the_period) {
+TEST_F(f3write_measure, settles_and_counts_when_bounds_are_at_most_3_apart) {
     for (int distance = 0; distance <= 3; ++distance) {
         write_flow fw = flow_at({INC, 32, 32, 1, 2});
         fw.period_blocks = 32;
@@ -367,7 +367,7 @@ TEST_F(f3write_measure, bounds_at_most_3_apart_settle_at_once_and_count_the_peri
     EXPECT_EQ(fw.state, SEARCH);
 }
 
-TEST_F(f3write_measure, bounds_out_of_order_or_below_1_end_the_process) {
+TEST_F(f3write_measure, bounds_out_of_order_or_below_1_end_process) {
     write_flow fw = flow_at({INC, 8, 8, 0, 0});
     for (const int low : {0, -4})
         expect_assertion(run_in_child([&] { move_to_search(&fw, low, 8); }), "bpd1 > 0",
@@ -376,7 +376,7 @@ TEST_F(f3write_measure, bounds_out_of_order_or_below_1_end_the_process) {
                      "move_to_search", "model/f3write");
 }
 
-TEST_F(f3write_measure, progress_is_published_and_logged_once_per_period) {
+TEST_F(f3write_measure, publishes_and_logs_progress_once_per_period) {
     write_flow fw = flow_at({INC, 8, 8, 0, 0});
     fw.show_progress = 1;
     fw.space_total = 4096;
@@ -389,7 +389,7 @@ TEST_F(f3write_measure, progress_is_published_and_logged_once_per_period) {
     EXPECT_EQ(get_write_progress(), 25.0);
 }
 
-TEST_F(f3write_measure, the_speed_follows_from_the_block_count_whatever_the_period_took) {
+TEST_F(f3write_measure, speed_follows_from_block_count) {
     for (const int delay : {1001, 1999, 5000, 600000}) {
         write_flow fw = flow_at({INC, 8, 8, 0, 0});
         fw.show_progress = 1;
@@ -403,7 +403,7 @@ TEST_F(f3write_measure, the_speed_follows_from_the_block_count_whatever_the_peri
     EXPECT_EQ(get_write_speed(), 1.0);
 }
 
-TEST_F(f3write_measure, the_speed_is_scaled_to_its_unit) {
+TEST_F(f3write_measure, scales_speed_to_unit) {
     write_flow fw = flow_at({INC, 1536, 1536, 0, 0});
     fw.show_progress = 1;
     measured(fw, 10);
@@ -417,7 +417,7 @@ TEST_F(f3write_measure, the_speed_is_scaled_to_its_unit) {
     EXPECT_EQ(drained_log(), "0.00% @ 512.00 Byte/s\n");
 }
 
-TEST_F(f3write_measure, the_share_done_never_exceeds_100_percent) {
+TEST_F(f3write_measure, progress_never_exceeds_100_percent) {
     write_flow fw = flow_at({INC, 1, 1, 0, 0});
     fw.show_progress = 1;
     fw.space_total = 1000;
@@ -432,7 +432,7 @@ TEST_F(f3write_measure, the_share_done_never_exceeds_100_percent) {
     EXPECT_EQ(get_write_progress(), 50.0);
 }
 
-TEST_F(f3write_measure, without_progress_nothing_is_published_or_logged) {
+TEST_F(f3write_measure, publishes_and_logs_nothing_without_progress) {
     write_flow before = flow_at({INC, 1, 1, 0, 0});
     before.show_progress = 1;
     measured(before, 10);
@@ -448,7 +448,7 @@ TEST_F(f3write_measure, without_progress_nothing_is_published_or_logged) {
     EXPECT_EQ(fw.erase, 5);
 }
 
-TEST_F(f3write_measure, a_medium_or_a_clock_that_fails_ends_the_process) {
+TEST_F(f3write_measure, failing_medium_or_clock_ends_process) {
     write_flow fw = flow_at({INC, 1, 1, 0, 0});
     const std::string flush = "!fdatasync(fd)";
     const std::string release = "!posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED)";
@@ -469,7 +469,7 @@ TEST_F(f3write_measure, a_medium_or_a_clock_that_fails_ends_the_process) {
                      "start_measurement", "model/f3write");
 }
 
-TEST_F(f3write_measure, a_state_that_does_not_exist_ends_the_process) {
+TEST_F(f3write_measure, unknown_state_ends_process) {
     for (const int state : {-1, 4, 77}) {
         write_flow fw = flow_at({state, 1, 1, 0, 0});
         expect_assertion(run_in_child([&] { measure(&fw, 3); }), "0", "measure", "model/f3write");

@@ -1,6 +1,5 @@
-/* What the write phase must not touch, and the failures that end the process.
- * No file of the user is ever written to, emptied or followed to, and nothing
- * blocks. */
+/* Entries that the write phase must not touch, and the failures that end the process. It
+ * never writes, truncates or follows a link to a user's file, and never blocks. */
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -43,7 +42,7 @@ child_outcome written_in_child(const std::string &folder) {
     });
 }
 
-/* A refusal whose error number is the system's or the engine's choice. */
+/* A failure with any error number: the system or the engine chooses it. */
 void expect_refused(const child_outcome &outcome, const std::string &message) {
     EXPECT_FALSE(outcome.timed_out);
     EXPECT_FALSE(outcome.exited_with(0));
@@ -51,14 +50,14 @@ void expect_refused(const child_outcome &outcome, const std::string &message) {
     expect_refusal(outcome, message, outcome.exit_status);
 }
 
-/* A handler for the child: the log and the error number that was recorded. */
+/* A handler for the child: prints the log and the recorded error number. */
 void print_log_and_error(const char * /*message*/, int /*exit_status*/) {
     engine_write_results results = {};
     engine_results_write(&results);
     fprintf(stderr, "%s%d\n", drained_log().c_str(), results.write_error);
 }
 
-/* Lets no file grow beyond `bytes`, in a child. */
+/* For a child: no file may grow beyond `bytes`. */
 void limit_file_size(rlim_t bytes) {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {bytes, RLIM_INFINITY};
@@ -68,28 +67,28 @@ void limit_file_size(rlim_t bytes) {
 
 }  // namespace
 
-TEST(f3write_refusal, a_file_that_cannot_be_created_ends_the_process_with_the_systems_error) {
+TEST(f3write_refusal, file_that_cannot_be_created_ends_process_with_system_error) {
     const private_folder folder;
     const std::string missing = folder.file("missing");
     expect_refusal(written_in_child(missing), "ERR: Can't create file " + missing + "/1.fff",
                    ENOENT);
 }
 
-TEST(f3write_refusal, a_read_only_volume_ends_the_process) {
+TEST(f3write_refusal, read_only_volume_ends_process) {
     const private_volume volume("size=1m,ro");
     SKIP_WITHOUT(volume);
     expect_refusal(written_in_child(volume.path()),
                    "ERR: Can't create file " + volume.file("1.fff"), EROFS);
 }
 
-TEST(f3write_refusal, a_folder_in_the_files_place_ends_the_process) {
+TEST(f3write_refusal, folder_in_place_of_file_ends_process) {
     const private_folder folder;
     ASSERT_EQ(mkdir(folder.file("1.fff").c_str(), 0700), 0);
     expect_refusal(written_in_child(folder.path()),
                    "ERR: Can't create file " + folder.file("1.fff"), EISDIR);
 }
 
-TEST(f3write_refusal, a_link_to_a_users_file_is_not_followed) {
+TEST(f3write_refusal, does_not_follow_symlink_to_users_file) {
     const private_folder folder;
     set_file_content(folder.file("users"), "precious");
     ASSERT_EQ(symlink("users", folder.file("1.fff").c_str()), 0);
@@ -98,7 +97,7 @@ TEST(f3write_refusal, a_link_to_a_users_file_is_not_followed) {
     EXPECT_EQ(file_content(folder.file("users")), "precious");
 }
 
-TEST(f3write_refusal, a_link_to_nowhere_creates_nothing) {
+TEST(f3write_refusal, dangling_symlink_creates_nothing) {
     const private_folder folder;
     ASSERT_EQ(symlink("nowhere", folder.file("1.fff").c_str()), 0);
     expect_refusal(written_in_child(folder.path()),
@@ -106,7 +105,7 @@ TEST(f3write_refusal, a_link_to_nowhere_creates_nothing) {
     EXPECT_FALSE(exists(folder.file("nowhere")));
 }
 
-TEST(f3write_refusal, a_users_file_with_a_second_name_is_neither_emptied_nor_written) {
+TEST(f3write_refusal, leaves_hard_linked_users_file_unchanged) {
     const private_folder folder;
     set_file_content(folder.file("users"), "precious");
     ASSERT_EQ(link(folder.file("users").c_str(), folder.file("1.fff").c_str()), 0);
@@ -115,14 +114,14 @@ TEST(f3write_refusal, a_users_file_with_a_second_name_is_neither_emptied_nor_wri
     EXPECT_EQ(file_content(folder.file("users")), "precious");
 }
 
-TEST(f3write_refusal, a_fifo_without_a_reader_does_not_block) {
+TEST(f3write_refusal, fifo_without_reader_does_not_block) {
     const private_folder folder;
     ASSERT_EQ(mkfifo(folder.file("1.fff").c_str(), 0600), 0);
     expect_refused(written_in_child(folder.path()),
                    "ERR: Can't create file " + folder.file("1.fff"));
 }
 
-TEST(f3write_refusal, a_fifo_with_a_reader_is_not_written) {
+TEST(f3write_refusal, writes_nothing_to_fifo_with_reader) {
     const private_folder folder;
     ASSERT_EQ(mkfifo(folder.file("1.fff").c_str(), 0600), 0);
     const int reader = open(folder.file("1.fff").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -134,7 +133,7 @@ TEST(f3write_refusal, a_fifo_with_a_reader_is_not_written) {
     close(reader);
 }
 
-TEST(f3write_refusal, a_device_is_not_written) {
+TEST(f3write_refusal, writes_nothing_to_device) {
     const private_folder folder;
     if (mknod(folder.file("1.fff").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
         GTEST_SKIP() << "needs the right to make device nodes";
@@ -142,7 +141,7 @@ TEST(f3write_refusal, a_device_is_not_written) {
                    "ERR: Can't create file " + folder.file("1.fff"));
 }
 
-TEST(f3write_refusal, a_write_that_fails_says_so_on_standard_output_and_in_the_log_and_aborts) {
+TEST(f3write_refusal, failed_write_is_reported_on_standard_output_and_in_log) {
     const private_folder folder;
     const std::string path = folder.file("1.fff");
     ASSERT_LE(path.size(), 50U) << "the line would not fit; choose another TMPDIR";
@@ -162,7 +161,7 @@ TEST(f3write_refusal, a_write_that_fails_says_so_on_standard_output_and_in_the_l
     EXPECT_TRUE(outcome.aborted());
 }
 
-TEST(f3write_refusal, a_failed_write_aborts) {
+TEST(f3write_refusal, failed_write_aborts) {
     const private_folder folder;
     const child_outcome outcome = run_in_child([&] {
         limit_file_size(2048);
@@ -172,7 +171,7 @@ TEST(f3write_refusal, a_failed_write_aborts) {
     expect_assertion(outcome, "written == fw->block_size", "create_and_fill_file", "model/f3write");
 }
 
-TEST(f3write_refusal, a_short_write_aborts_without_a_message_of_its_own) {
+TEST(f3write_refusal, short_write_aborts_without_message) {
     const private_folder folder;
     const child_outcome outcome = run_in_child([&] {
         limit_file_size(1536);
@@ -184,7 +183,7 @@ TEST(f3write_refusal, a_short_write_aborts_without_a_message_of_its_own) {
     EXPECT_EQ(model_tests::file_size(folder.file("1.fff")), 1536U);
 }
 
-TEST(f3write_refusal, a_failed_write_with_a_path_too_long_for_a_line_aborts_too) {
+TEST(f3write_refusal, failed_write_aborts_when_path_is_too_long_for_line) {
     const private_folder folder;
     const std::string deep = folder.file(std::string(80, 'd'));
     ASSERT_EQ(mkdir(deep.c_str(), 0700), 0);
@@ -196,11 +195,11 @@ TEST(f3write_refusal, a_failed_write_with_a_path_too_long_for_a_line_aborts_too)
     EXPECT_TRUE(outcome.aborted()) << outcome.exit_status << outcome.err;
 }
 
-TEST(f3write_refusal, a_failed_write_shows_the_longest_path_whole_and_every_control_character) {
+TEST(f3write_refusal, failed_write_prints_longest_path_whole_and_escaped) {
     const private_folder folder;
     std::string path = folder.path();
     std::string shown = path;
-    /* As long as the engine's own limit allows, with the file's name behind it. */
+    /* The longest path within the engine's limit, file name included. */
     constexpr size_t longest = ENGINE_PATH_MAX - sizeof "/1.fff";
     while (path.size() + 1 < longest) {
         const size_t length = std::min<size_t>(longest - path.size() - 1, 200);
@@ -211,7 +210,7 @@ TEST(f3write_refusal, a_failed_write_shows_the_longest_path_whole_and_every_cont
         ASSERT_EQ(mkdir(path.c_str(), 0700), 0) << path.size();
     }
     const child_outcome outcome = run_in_child([&] {
-        limit_file_size(8192); /* more than what is printed */
+        limit_file_size(8192); /* more than the output */
         write_flow fw = new_flow(1U << 20U);
         create_and_fill_file(path.c_str(), 0, 16384, &fw);
     });
@@ -219,14 +218,14 @@ TEST(f3write_refusal, a_failed_write_shows_the_longest_path_whole_and_every_cont
     EXPECT_TRUE(outcome.aborted()) << outcome.exit_status << outcome.err;
 }
 
-TEST(f3write_refusal, a_path_at_the_limit_ends_the_process_before_anything_is_created) {
+TEST(f3write_refusal, path_over_limit_ends_process_before_creating_file) {
     const std::string path(1020, 'p');
     expect_assertion(written_in_child(path),
                      "snprintf(full_fn, PATH_MAX, \"%s/%i.fff\", path, num + 1) < PATH_MAX",
                      "full_fn_from_number", "model/utils");
 }
 
-TEST(f3write_refusal, a_folder_named_like_a_test_file_cannot_be_removed) {
+TEST(f3write_refusal, cannot_remove_folder_named_like_test_file) {
     const private_folder folder;
     ASSERT_EQ(mkdir(folder.file("5.fff").c_str(), 0700), 0);
     const child_outcome outcome =
@@ -235,7 +234,7 @@ TEST(f3write_refusal, a_folder_named_like_a_test_file_cannot_be_removed) {
     EXPECT_TRUE(exists(folder.file("5.fff")));
 }
 
-TEST(f3write_refusal, a_name_with_a_leading_zero_is_never_removed_and_ends_the_process) {
+TEST(f3write_refusal, never_removes_name_with_leading_zero) {
     const private_folder folder;
     set_file_content(folder.file("01.fff"), "mine");
     const child_outcome outcome =
@@ -244,8 +243,8 @@ TEST(f3write_refusal, a_name_with_a_leading_zero_is_never_removed_and_ends_the_p
     EXPECT_EQ(file_content(folder.file("01.fff")), "mine");
 }
 
-/* Both are listed as number 1, and only the one of that name is ours. */
-TEST(f3write_refusal, a_name_with_a_leading_zero_beside_the_real_one_survives_it) {
+/* Both are listed as number 1; only 1.fff is ours. */
+TEST(f3write_refusal, keeps_name_with_leading_zero_beside_real_one) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), "ours");
     set_file_content(folder.file("01.fff"), "mine");
@@ -256,7 +255,7 @@ TEST(f3write_refusal, a_name_with_a_leading_zero_beside_the_real_one_survives_it
     EXPECT_EQ(file_content(folder.file("01.fff")), "mine");
 }
 
-TEST(f3write_refusal, removing_a_link_leaves_the_users_file) {
+TEST(f3write_refusal, removing_symlink_leaves_users_file) {
     const private_folder folder;
     set_file_content(folder.file("users"), "precious");
     ASSERT_EQ(symlink("users", folder.file("1.fff").c_str()), 0);
@@ -266,7 +265,7 @@ TEST(f3write_refusal, removing_a_link_leaves_the_users_file) {
     EXPECT_EQ(file_content(folder.file("users")), "precious");
 }
 
-TEST(f3write_refusal, removing_in_a_missing_folder_ends_the_process) {
+TEST(f3write_refusal, removing_in_missing_folder_ends_process) {
     const private_folder folder;
     const std::string missing = folder.file("missing");
     expect_refusal(run_in_child([&] { f3write_unlink_old_files(missing.c_str(), 0); }),

@@ -1,5 +1,5 @@
-/* The share done, on volumes as large as there are and as large as 64 bits can
- * count: what a period publishes and logs of it. Nothing is written. */
+/* The published and logged progress on the largest volumes there are and the largest that 64
+ * bits can count. Nothing is written. */
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -19,14 +19,14 @@ namespace {
 using f3write_share = model_tests::staged_test;
 
 constexpr uint64_t two_tb = UINT64_C(1) << 41U;
-/* The last whole block and the last byte before the 2^64th. */
+/* The last whole block and the last byte below 2^64. */
 constexpr uint64_t sixteen_eb = UINT64_MAX - 1023;
 constexpr uint64_t last_byte = UINT64_MAX;
 
-/* The log's line of a period that ends with these bytes written. */
+/* The logged line of a period that ends with these bytes written. */
 std::string line_after(write_flow &fw, uint64_t bytes_written) {
     fw.bytes_written = bytes_written;
-    fw.state = STEADY; /* with one block, which a slow period leaves at one */
+    fw.state = STEADY; /* a slow period leaves bpd at 1 */
     fw.t1 = {1000, 0};
     stage.times = {{1007, 0}};
     measure(&fw, 3);
@@ -34,7 +34,7 @@ std::string line_after(write_flow &fw, uint64_t bytes_written) {
     return drained_log();
 }
 
-/* The share in percent, of a volume that has no more than it promised. */
+/* The progress in percent, on a volume no larger than announced. */
 double share_of(uint64_t done, uint64_t total) {
     write_flow fw = new_flow(total);
     line_after(fw, done);
@@ -51,7 +51,7 @@ void expect_share(uint64_t done, uint64_t total, double percent, const std::stri
 
 }  // namespace
 
-TEST_F(f3write_share, of_2_tb_is_told_to_the_block) {
+TEST_F(f3write_share, of_2_tb_is_exact_to_the_block) {
     expect_share(0, two_tb, 0.0, "0.00%");
     expect_share(1024, two_tb, 100.0 / 2147483648.0, "0.00%");
     expect_share(UINT64_C(1) << 30U, two_tb, 0.048828125, "0.05%");
@@ -75,11 +75,11 @@ TEST_F(f3write_share, of_16_eb_neither_wraps_nor_exceeds_100_percent) {
         EXPECT_GT(share_of(1024, total), 0.0);
         EXPECT_LT(share_of(total - 2048, total), 100.0);
     }
-    /* Closer to the end than 53 bits can tell, it is all and no more. */
+    /* Closer to the end than 53 bits resolve: 100 % and no more. */
     EXPECT_EQ(share_of(sixteen_eb, last_byte), 100.0);
 }
 
-TEST_F(f3write_share, only_grows_however_large_the_volume_is) {
+TEST_F(f3write_share, only_grows_on_any_volume) {
     for (const uint64_t total : {two_tb, two_tb - 1024, sixteen_eb, last_byte}) {
         double before = -1.0;
         for (uint64_t step = 0; step < 1000; ++step) {
@@ -92,7 +92,7 @@ TEST_F(f3write_share, only_grows_however_large_the_volume_is) {
     }
 }
 
-TEST_F(f3write_share, of_a_volume_that_takes_more_than_2_tb_stays_at_100_percent) {
+TEST_F(f3write_share, stays_at_100_percent_beyond_announced_size) {
     for (const uint64_t done : {two_tb + 1024, sixteen_eb, last_byte}) {
         write_flow fw = new_flow(two_tb);
         EXPECT_EQ(line_after(fw, done), "100.00% @ 1.00 KB/s\n");

@@ -1,9 +1,9 @@
-/* The write phase on real folders and real small volumes: what ends up on the
- * volume, what the log says, what is recorded. Speeds, which need a clock under
- * control, are in f3write_clock_test.cpp; refusals are in
+/* The write phase on real folders and small volumes: the files, the log, the records. Speeds
+ * need a staged clock and are in f3write_clock_test.cpp; failures are in
  * f3write_refusal_test.cpp. */
 #include "model/f3write.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,8 +37,7 @@ class f3write : public testing::Test {
     void SetUp() override { drained_log(); }
 };
 
-/* The log without its progress lines, whose numbers depend on the real clock.
- */
+/* The log without progress lines, whose numbers depend on the real clock. */
 std::string log_without_progress() {
     const std::string log = drained_log();
     std::string kept;
@@ -52,7 +51,7 @@ std::string log_without_progress() {
     return kept;
 }
 
-/* Fills the file with this index; it holds the sectors from `offset` on. */
+/* Fills the file with this index and expects the sectors from `offset` on. */
 void expect_file_of_sectors(const private_folder &folder, int index, size_t size, uint64_t offset) {
     write_flow fw = new_flow(1U << 20U);
     EXPECT_EQ(create_and_fill_file(folder.c_path(), index, size, &fw), 1);
@@ -61,19 +60,19 @@ void expect_file_of_sectors(const private_folder &folder, int index, size_t size
     EXPECT_EQ(fw.bytes_written, size);
 }
 
-/* 256 pages and no more. */
+/* 256 pages. */
 constexpr uint64_t small_volume = 1U << 20U;
 const char *const small_options = "size=1m";
 
 }  // namespace
 
-TEST_F(f3write, a_file_holds_consecutive_sectors_from_its_index_on) {
+TEST_F(f3write, file_holds_consecutive_sectors_from_its_index_on) {
     const private_folder folder;
     for (const int index : {0, 1, 4})
         expect_file_of_sectors(folder, index, 65536, static_cast<uint64_t>(index) << 30U);
 }
 
-TEST_F(f3write, a_file_far_away_keeps_its_64_bit_offset) {
+TEST_F(f3write, offsets_have_64_bits) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     EXPECT_EQ(create_and_fill_file(folder.c_path(), 5000, 2048, &fw), 1);
@@ -81,13 +80,13 @@ TEST_F(f3write, a_file_far_away_keeps_its_64_bit_offset) {
               reference_sectors(UINT64_C(5000) << 30U, 2048));
 }
 
-TEST_F(f3write, the_files_around_2_tb_and_the_last_of_all_have_their_own_offsets) {
+TEST_F(f3write, files_around_2_tb_and_last_of_all_have_own_offsets) {
     const private_folder folder;
     for (const int index : {2047, 2048, 2147483645})
         expect_file_of_sectors(folder, index, 2048, static_cast<uint64_t>(index) * 1073741824);
 }
 
-TEST_F(f3write, the_log_frames_a_file_with_two_lines) {
+TEST_F(f3write, logs_two_lines_per_file) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     fw.show_progress = 0;
@@ -95,7 +94,7 @@ TEST_F(f3write, the_log_frames_a_file_with_two_lines) {
     EXPECT_EQ(drained_log(), "Creating test file number 7 ...\nTest file written.\n");
 }
 
-TEST_F(f3write, a_file_is_readable_and_writable_by_its_owner_alone) {
+TEST_F(f3write, only_owner_may_read_and_write_file) {
     const mode_t mask = umask(0);
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
@@ -106,15 +105,27 @@ TEST_F(f3write, a_file_is_readable_and_writable_by_its_owner_alone) {
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
-TEST_F(f3write, an_existing_file_is_emptied_and_written_anew) {
+/* The old file is not truncated: a program that holds it open still reads its content. */
+TEST_F(f3write, removes_existing_file_and_creates_new_one) {
     const private_folder folder;
-    set_file_content(folder.file("1.fff"), std::string(100000, 'x'));
+    const std::string content(100000, 'x');
+    set_file_content(folder.file("1.fff"), content);
+    ASSERT_EQ(chmod(folder.file("1.fff").c_str(), 0644), 0);
+    const int old = open(folder.file("1.fff").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(old, 0);
     write_flow fw = new_flow(1U << 20U);
     EXPECT_EQ(create_and_fill_file(folder.c_path(), 0, 2048, &fw), 1);
     EXPECT_EQ(file_content(folder.file("1.fff")), reference_sectors(0, 2048));
+    struct stat status = {};
+    ASSERT_EQ(stat(folder.file("1.fff").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    std::string kept(content.size() + 1, '\0');
+    kept.resize(static_cast<size_t>(read(old, kept.data(), kept.size())));
+    EXPECT_EQ(kept, content);
+    close(old);
 }
 
-TEST_F(f3write, block_size_is_what_one_write_takes) {
+TEST_F(f3write, block_size_is_size_of_one_write) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     fw.block_size = 512;
@@ -122,7 +133,7 @@ TEST_F(f3write, block_size_is_what_one_write_takes) {
     EXPECT_EQ(file_content(folder.file("1.fff")), reference_sectors(0, 1536));
 }
 
-TEST_F(f3write, a_size_of_0_or_of_parts_of_a_block_ends_the_process) {
+TEST_F(f3write, size_of_0_or_partial_blocks_ends_process) {
     const private_folder folder;
     write_flow fw = new_flow(1U << 20U);
     expect_assertion(run_in_child([&] { create_and_fill_file(folder.c_path(), 0, 0, &fw); }),
@@ -133,7 +144,7 @@ TEST_F(f3write, a_size_of_0_or_of_parts_of_a_block_ends_the_process) {
     EXPECT_FALSE(exists(folder.file("1.fff")));
 }
 
-TEST_F(f3write, a_volume_that_fills_in_the_middle_keeps_the_partial_file) {
+TEST_F(f3write, keeps_partial_file_when_volume_fills) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     write_flow fw = new_flow(small_volume);
@@ -144,7 +155,7 @@ TEST_F(f3write, a_volume_that_fills_in_the_middle_keeps_the_partial_file) {
     EXPECT_EQ(file_content(volume.file("1.fff")), reference_sectors(0, small_volume));
 }
 
-TEST_F(f3write, a_volume_that_is_full_at_a_file_boundary_gets_an_empty_last_file) {
+TEST_F(f3write, leaves_empty_last_file_when_volume_fills_at_boundary) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     write_flow fw = new_flow(small_volume);
@@ -159,7 +170,7 @@ TEST_F(f3write, a_volume_that_is_full_at_a_file_boundary_gets_an_empty_last_file
     EXPECT_EQ(fw.bytes_written, small_volume);
 }
 
-TEST_F(f3write, a_volume_without_room_for_another_file_ends_the_phase_normally) {
+TEST_F(f3write, no_room_for_another_file_ends_phase_normally) {
     const private_volume volume("size=1m,nr_inodes=2");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("users"), "x");
@@ -169,7 +180,7 @@ TEST_F(f3write, a_volume_without_room_for_another_file_ends_the_phase_normally) 
     EXPECT_FALSE(exists(volume.file("1.fff")));
 }
 
-TEST_F(f3write, a_phase_fills_the_volume_and_says_so) {
+TEST_F(f3write, fills_volume_and_logs_it) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     f3write_fill_fs(volume.c_path(), 0, 1);
@@ -179,7 +190,7 @@ TEST_F(f3write, a_phase_fills_the_volume_and_says_so) {
         "file number 1 ...\nTest file written.\n"
         "Free space on device: 0.00 Byte\n";
     EXPECT_EQ(log.substr(0, beginning.size()), beginning);
-    /* The clock decides which one; there is exactly one more line. */
+    /* Exactly one more line; the real clock decides which. */
     const std::string rest = log.substr(std::min(log.size(), beginning.size()));
     EXPECT_EQ(rest.find('\n'), rest.size() - 1);
     EXPECT_TRUE(rest == "ERR: Writing speed not available\n" ||
@@ -200,7 +211,7 @@ TEST_F(f3write, a_phase_fills_the_volume_and_says_so) {
     EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_IDLE);
 }
 
-TEST_F(f3write, a_phase_prints_the_free_space_to_standard_error_and_nothing_to_standard_output) {
+TEST_F(f3write, prints_free_space_on_standard_error_only) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     const child_outcome outcome = run_in_child([&] { f3write_fill_fs(volume.c_path(), 0, 1); });
@@ -209,7 +220,7 @@ TEST_F(f3write, a_phase_prints_the_free_space_to_standard_error_and_nothing_to_s
     EXPECT_EQ(outcome.out, "");
 }
 
-TEST_F(f3write, a_phase_that_starts_later_leaves_lower_numbers_in_place) {
+TEST_F(f3write, leaves_lower_numbers_when_starting_later) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "mine");
@@ -225,7 +236,7 @@ TEST_F(f3write, a_phase_that_starts_later_leaves_lower_numbers_in_place) {
     EXPECT_EQ(results.bytes_written, size);
 }
 
-TEST_F(f3write, a_phase_on_a_full_volume_writes_nothing_and_returns_1) {
+TEST_F(f3write, writes_nothing_on_full_volume_and_returns_1) {
     const private_volume volume(small_options);
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("users"), std::string(small_volume, 'u'));
@@ -241,7 +252,7 @@ TEST_F(f3write, a_phase_on_a_full_volume_writes_nothing_and_returns_1) {
     EXPECT_FALSE(exists(volume.file("1.fff")));
 }
 
-TEST_F(f3write, a_volume_whose_statistics_cannot_be_read_counts_as_full) {
+TEST_F(f3write, treats_volume_without_statistics_as_full) {
     const child_outcome outcome = run_in_child([] {
         const double result = f3write_fill_fs("/does/not/exist", 0, 1);
         printf("%g\n%s", result, drained_log().c_str());
@@ -251,7 +262,7 @@ TEST_F(f3write, a_volume_whose_statistics_cannot_be_read_counts_as_full) {
     EXPECT_EQ(outcome.out, "1\nFree space on device: 0.00 Byte\nERR: No space left on device!\n");
 }
 
-TEST_F(f3write, a_phase_without_room_for_a_file_records_where_it_ended) {
+TEST_F(f3write, records_end_when_there_is_no_room_for_file) {
     const private_volume volume("size=1m,nr_inodes=2");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("users"), "");
@@ -265,7 +276,7 @@ TEST_F(f3write, a_phase_without_room_for_a_file_records_where_it_ended) {
     EXPECT_EQ(write_results().free_at_end, small_volume);
 }
 
-TEST_F(f3write, removing_takes_every_test_file_in_order_and_nothing_else) {
+TEST_F(f3write, removes_every_test_file_in_order_and_nothing_else) {
     const private_folder folder;
     for (const char *name :
          {"10.fff", "2.fff", "1.fff", "notes.fff", "3.FFF", "2.fff.old", "0.fff"})
@@ -281,7 +292,7 @@ TEST_F(f3write, removing_takes_every_test_file_in_order_and_nothing_else) {
     EXPECT_EQ(engine_results_phase(), ENGINE_PHASE_IDLE);
 }
 
-TEST_F(f3write, removing_starts_at_the_start) {
+TEST_F(f3write, removes_from_start_index_on) {
     const private_folder folder;
     for (const char *name : {"1.fff", "2.fff", "3.fff"})
         set_file_content(folder.file(name), "");
@@ -291,7 +302,7 @@ TEST_F(f3write, removing_starts_at_the_start) {
     EXPECT_FALSE(exists(folder.file("3.fff")));
 }
 
-TEST_F(f3write, removing_from_a_folder_without_test_files_says_and_does_nothing) {
+TEST_F(f3write, removes_and_logs_nothing_without_test_files) {
     const private_folder folder;
     set_file_content(folder.file("a"), "a");
     const child_outcome outcome = run_in_child([&] {

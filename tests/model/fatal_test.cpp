@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string>
 
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "support.h"
 
 using model_tests::child_outcome;
@@ -19,7 +19,7 @@ using model_tests::run_in_child;
 
 namespace {
 
-/* Written by the handlers, in the child only, to standard output. */
+/* The handlers run in the child and print to standard output. */
 void tell(const char *message, int exit_status) {
     printf("handler: %s (%d)\n", message, exit_status);
     fflush(stdout);
@@ -56,7 +56,7 @@ void require_positive(int value) {
 
 }  // namespace
 
-TEST(fatal, a_refusal_prints_program_message_and_reason_and_exits_with_the_error_number) {
+TEST(fatal, failure_prints_program_message_and_reason_and_exits_with_error_number) {
     const child_outcome outcome =
         run_in_child([] { engine_fatal_exit(EROFS, "ERR: Can't create file", "/mnt/card/1.fff"); });
     EXPECT_TRUE(outcome.exited_with(EROFS));
@@ -65,7 +65,7 @@ TEST(fatal, a_refusal_prints_program_message_and_reason_and_exits_with_the_error
     EXPECT_EQ(outcome.out, "");
 }
 
-TEST(fatal, a_refusal_does_not_cut_a_long_path) {
+TEST(fatal, does_not_cut_longest_path_of_test_file) {
     const std::string path(1023, 'p');
     const child_outcome outcome =
         run_in_child([&] { engine_fatal_exit(ENOENT, "Can't open path", path.c_str()); });
@@ -73,8 +73,53 @@ TEST(fatal, a_refusal_does_not_cut_a_long_path) {
     EXPECT_EQ(outcome.err, model_tests::refusal_line("Can't open path " + path, ENOENT));
 }
 
-/* A socket that keeps messages apart is standard error: one message for each call. */
-TEST(fatal, the_last_words_are_written_with_one_call_however_long_and_odd_they_are) {
+TEST(fatal, cuts_long_path_and_not_the_reason) {
+    const std::string start = model_tests::own_program_name() + ": Can't open path ";
+    const std::string reason = ": " + std::string(strerror(ENAMETOOLONG)) + "\n";
+    std::string longest;
+    for (const size_t length : {1023U, 1400U, 1480U, 1500U, 1536U, 4095U, 100000U}) {
+        const std::string path(length, 'p');
+        const child_outcome outcome =
+            run_in_child([&] { engine_fatal_exit(ENAMETOOLONG, "Can't open path", path.c_str()); });
+        EXPECT_TRUE(outcome.exited_with(ENAMETOOLONG));
+        const std::string whole = start + path + reason;
+        if (outcome.err == whole)
+            continue;
+        longest = outcome.err;
+        ASSERT_TRUE(longest.ends_with("..." + reason)) << longest;
+        const size_t kept = longest.size() - start.size() - reason.size() - 3;
+        EXPECT_EQ(longest, start + path.substr(0, kept) + "..." + reason);
+        EXPECT_LT(kept, length);
+        EXPECT_GE(kept, 1023U);
+    }
+    EXPECT_NE(longest, "") << "no path was cut";
+}
+
+/* A cut character would be printed as "\xNN". */
+TEST(fatal, cuts_path_between_characters) {
+    for (const std::string character : {"\u00E9", "\u20AC", "\U0001F4BE"}) {
+        for (size_t shift = 0; shift < character.size(); ++shift) {
+            std::string path(shift, 'p');
+            while (path.size() < 2000)
+                path += character;
+            const child_outcome outcome =
+                run_in_child([&] { engine_fatal_exit(EIO, "Can't open path", path.c_str()); });
+            EXPECT_NE(outcome.err.find(character + "...: "), std::string::npos) << outcome.err;
+            EXPECT_EQ(outcome.err.find('\\'), std::string::npos) << outcome.err;
+        }
+    }
+}
+
+TEST(fatal, cuts_path_that_is_not_utf8) {
+    const std::string path(2000, '\x80');
+    const child_outcome outcome =
+        run_in_child([&] { engine_fatal_exit(EIO, "Can't open path", path.c_str()); });
+    EXPECT_TRUE(outcome.err.ends_with("\\x80...: " + std::string(strerror(EIO)) + "\n"))
+        << outcome.err;
+}
+
+/* Standard error is a SOCK_SEQPACKET socket, which keeps one message per call. */
+TEST(fatal, writes_longest_and_most_escaped_line_with_one_call) {
     for (const std::string &path : {std::string("/mnt/1.fff"), std::string(1023, '\x1B')}) {
         int ends[2] = {-1, -1};
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
@@ -91,18 +136,18 @@ TEST(fatal, the_last_words_are_written_with_one_call_however_long_and_odd_they_a
         EXPECT_EQ(words.substr(words.size() - 1), "\n");
         EXPECT_NE(words.find(": Input/output error\n"), std::string::npos) << words;
         char more = 0;
-        EXPECT_EQ(recv(ends[0], &more, 1, 0), 0) << "there is a second message";
+        EXPECT_EQ(recv(ends[0], &more, 1, 0), 0) << "a second call";
         close(ends[0]);
     }
 }
 
-TEST(fatal, percent_signs_in_a_path_are_printed_as_they_are) {
+TEST(fatal, prints_percent_signs_in_path_unchanged) {
     const child_outcome outcome =
         run_in_child([] { engine_fatal_exit(EACCES, "ERR: Can't open file", "/m/%s%n%d"); });
     EXPECT_EQ(outcome.err, model_tests::refusal_line("ERR: Can't open file /m/%s%n%d", EACCES));
 }
 
-TEST(fatal, a_broken_invariant_names_condition_function_and_module_in_one_line_and_aborts) {
+TEST(fatal, broken_invariant_names_condition_function_and_module_and_aborts) {
     const child_outcome outcome =
         run_in_child([] { engine_assertion_failed("fw->erase > 0", "measure", "model/f3write"); });
     EXPECT_TRUE(outcome.aborted());
@@ -111,19 +156,19 @@ TEST(fatal, a_broken_invariant_names_condition_function_and_module_in_one_line_a
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1);
 }
 
-TEST(fatal, a_requirement_that_holds_does_nothing) {
+TEST(fatal, requirement_that_holds_does_nothing) {
     require_three(3);
     require_positive(1);
 }
 
-TEST(fatal, a_requirement_prints_its_source_text_or_the_words_given_for_it) {
+TEST(fatal, requirement_prints_its_source_text_or_given_text) {
     model_tests::expect_assertion(run_in_child([] { require_three(4); }), "value == 3",
                                   "require_three", "model/test");
     model_tests::expect_assertion(run_in_child([] { require_positive(0); }), "!given(words)",
                                   "require_positive", "model/test");
 }
 
-TEST(fatal, the_handler_gets_the_full_message_and_the_exit_status) {
+TEST(fatal, handler_gets_full_message_and_exit_status) {
     const child_outcome outcome = run_in_child([] {
         engine_set_fatal_handler(tell);
         engine_fatal_exit(ENODEV, "ERR: Can't remove file", "/m/3.fff");
@@ -137,7 +182,7 @@ TEST(fatal, the_handler_gets_the_full_message_and_the_exit_status) {
     EXPECT_EQ(outcome.err, model_tests::refusal_line("ERR: Can't remove file /m/3.fff", ENODEV));
 }
 
-TEST(fatal, the_handler_gets_minus_1_when_the_process_is_going_to_abort) {
+TEST(fatal, handler_gets_minus_1_before_abort) {
     const child_outcome outcome = run_in_child([] {
         engine_set_fatal_handler(tell);
         engine_assertion_failed("size > 0", "fill_buffer", "model/f3write");
@@ -147,7 +192,7 @@ TEST(fatal, the_handler_gets_minus_1_when_the_process_is_going_to_abort) {
         EXPECT_NE(outcome.out.find(part), std::string::npos) << part << ": " << outcome.out;
 }
 
-TEST(fatal, the_handler_runs_before_the_message_is_printed) {
+TEST(fatal, handler_runs_before_message_is_printed) {
     const child_outcome outcome = run_in_child([] {
         engine_set_fatal_handler(tell_on_standard_error);
         engine_fatal_exit(EIO, "ERR: Can't open file", "/x");
@@ -156,7 +201,7 @@ TEST(fatal, the_handler_runs_before_the_message_is_printed) {
               "handler first\n" + model_tests::refusal_line("ERR: Can't open file /x", EIO));
 }
 
-TEST(fatal, a_removed_handler_is_not_called) {
+TEST(fatal, removed_handler_is_not_called) {
     const child_outcome outcome = run_in_child([] {
         engine_set_fatal_handler(tell);
         engine_set_fatal_handler(nullptr);
@@ -166,7 +211,7 @@ TEST(fatal, a_removed_handler_is_not_called) {
     EXPECT_TRUE(outcome.exited_with(EIO));
 }
 
-TEST(fatal, a_handler_that_fails_itself_is_called_once_and_the_process_still_ends) {
+TEST(fatal, failing_handler_is_called_once_and_process_ends) {
     const child_outcome exiting = run_in_child([] {
         engine_set_fatal_handler(fail_again);
         engine_fatal_exit(ENOENT, "ERR: Can't create file", "/first");
@@ -182,7 +227,7 @@ TEST(fatal, a_handler_that_fails_itself_is_called_once_and_the_process_still_end
     EXPECT_EQ(occurrences(aborting.out, "handler:"), 1U) << aborting.out;
 }
 
-TEST(fatal, output_that_was_printed_before_a_refusal_is_not_lost) {
+TEST(fatal, keeps_output_printed_before_failure) {
     const child_outcome outcome = run_in_child([] {
         fputs("before\n", stdout);
         engine_fatal_exit(EIO, "ERR: Can't open file", "/x");
@@ -190,6 +235,6 @@ TEST(fatal, output_that_was_printed_before_a_refusal_is_not_lost) {
     EXPECT_EQ(outcome.out, "before\n");
 }
 
-TEST(fatal, the_programs_name_is_without_its_folder) {
+TEST(fatal, program_name_has_no_folder) {
     EXPECT_STREQ(program_name(), model_tests::own_program_name().c_str());
 }

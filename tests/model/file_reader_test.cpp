@@ -1,6 +1,6 @@
-/* Files of which a sector cannot be read: on simulated cards, through the page cache and
- * with direct I/O; and on a medium played by a `read` of this program's own, which takes
- * the place of the system's. */
+/* Files with a bad sector: on simulated cards, through the page cache and with direct I/O;
+ * and on a medium played by this program's own `read`, which takes the place of the
+ * system's. */
 #include "model/file_reader.h"
 
 #include <dlfcn.h>
@@ -42,7 +42,7 @@ struct medium_manners {
 
 medium_manners *medium = nullptr;
 
-/* Lets the medium behave so while it lives. */
+/* The behaviour applies while this lives. */
 class medium_that {
  public:
     explicit medium_that(medium_manners &how) { medium = &how; }
@@ -91,7 +91,7 @@ void expect_stopped_after(const validation &it, uint64_t sectors) {
     EXPECT_EQ(it.read_all, 0);
 }
 
-/* A file of 200 sectors, read from a medium that behaves so. */
+/* Reads a file of 200 sectors from this medium. */
 validation validated_on(medium_manners &how) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 200 * sector_bytes));
@@ -125,7 +125,7 @@ TEST(file_reader, reads_up_to_bad_sector_through_page_cache) {
     }
 }
 
-/* The card's image is read past the page cache; it takes the place of a test file. */
+/* The card's image, which is read with direct I/O, takes the place of a test file. */
 TEST(file_reader, reads_up_to_bad_sector_with_direct_io) {
     SKIP_IF_MISSING(missing_for_cards());
     SKIP_IF_MISSING(missing_for_mounts());
@@ -144,7 +144,7 @@ TEST(file_reader, reads_up_to_bad_sector_with_direct_io) {
     }
 }
 
-TEST(file_reader, asks_for_pages_and_sectors_only_after_error) {
+TEST(file_reader, reads_small_pieces_only_after_error) {
     medium_manners sound = {.bad_byte = UINT64_MAX};
     const validation whole = validated_on(sound);
     EXPECT_EQ(whole.ok, 200U);
@@ -156,19 +156,19 @@ TEST(file_reader, asks_for_pages_and_sectors_only_after_error) {
     EXPECT_EQ(bad.requests, (std::vector<size_t>{65536, 4096, 4096, 512, 512, 512}));
 }
 
-TEST(file_reader, ends_at_last_good_block_when_device_refuses_single_sectors) {
+TEST(file_reader, ends_at_last_good_block_when_device_refuses_sectors) {
     medium_manners how = {.bad_byte = 100 * sector_bytes, .block = 4096};
     expect_stopped_after(validated_on(how), 96);
     EXPECT_EQ(how.requests.back(), sector_bytes);
 }
 
-TEST(file_reader, reads_on_after_passing_error_but_reports_it) {
+TEST(file_reader, reads_on_after_transient_error_but_reports_it) {
     medium_manners how = {.bad_byte = 100 * sector_bytes, .errors = 2};
     expect_stopped_after(validated_on(how), 200);
     EXPECT_EQ(how.requests.back(), 65536U) << "whole requests again behind the failed one";
 }
 
-TEST(file_reader, looks_closer_at_each_error) {
+TEST(file_reader, reads_small_pieces_after_each_error) {
     medium_manners how = {.bad_byte = 150 * sector_bytes, .errors = 1};
     const private_folder folder;
     set_file_content(folder.file("1.fff"), reference_sectors(0, 400 * sector_bytes));
@@ -181,7 +181,7 @@ TEST(file_reader, looks_closer_at_each_error) {
     expect_stopped_after(validated(folder.path()), 300);
 }
 
-TEST(file_reader, leaves_other_errors_to_caller) {
+TEST(file_reader, returns_other_errors_to_caller) {
     for (const int error : {EINVAL, ENODEV, ENXIO}) {
         medium_manners how = {.bad_byte = 100 * sector_bytes, .error = error};
         expect_assertion(run_in_child([&] { validated_on(how); }), "*read_all || errno == EIO",

@@ -1,4 +1,4 @@
-// Sectors as wide as the processor works, beside the generator step by step.
+// Compares sectors made with SIMD with the generator.
 #ifndef TROVIK_TESTS_MODEL_GENERATOR_COMPARISON_H
 #define TROVIK_TESTS_MODEL_GENERATOR_COMPARISON_H
 
@@ -14,7 +14,7 @@ namespace model_tests {
 
 using sector = std::array<uint64_t, SECTOR_WORDS>;
 
-// What the generator says, one step after the other.
+// The sector by the generator, step by step.
 inline sector step_by_step(uint64_t offset) {
     sector words{};
     struct rng_state state;
@@ -25,7 +25,7 @@ inline sector step_by_step(uint64_t offset) {
     return words;
 }
 
-// A random multiple of the sector's size, often close to where the seed wraps.
+// A random multiple of the sector's size, often close to the wrap of the seed.
 inline uint64_t random_offset(std::mt19937_64 &random) {
     const uint64_t offset = random() & ~uint64_t{SECTOR_SIZE - 1};
     if (random() % 8 != 0)
@@ -33,10 +33,10 @@ inline uint64_t random_offset(std::mt19937_64 &random) {
     return (offset & ~uint64_t{0xFFFFFFFF}) + 0x100000000 - SECTOR_SIZE * (random() % 8);
 }
 
-// Fills runs of sectors at random places in every form that this processor can run
-// and compares each with the generator.
+// Fills runs of sectors at random offsets with every width that this processor supports, and
+// compares each with the generator.
 inline void compare_all_forms_with_generator(uint64_t sectors, uint64_t seed) {
-    constexpr size_t longest_run = 26;  // groups, and what is left in front and behind
+    constexpr size_t longest_run = 26;  // groups, and single sectors before and behind
     std::mt19937_64 random(seed);
     std::array<sector, longest_run> expected{};
     std::array<sector, longest_run> filled{};

@@ -1,5 +1,5 @@
-/* What the engine does with the heap, and without one. Every call of malloc and
- * its relatives in this program comes through here (see CMakeLists.txt); calls
+/* The engine's use of the heap, also when it is exhausted. Every call of malloc and its
+ * relatives in this program goes through the wrappers here (see CMakeLists.txt); calls
  * inside shared libraries do not. */
 #include <gtest/gtest.h>
 
@@ -22,9 +22,8 @@ using model_tests::set_file_content;
 
 namespace {
 
-/* Blocks handed out while counting, and whether there is a heap at all. Written
- * by the tests and the wrappers, on one thread. No container here: its memory
- * would come through the wrappers too. */
+/* Blocks allocated while counting, and whether allocation succeeds. Written by the tests and
+ * the wrappers, on one thread. No container: its memory would go through the wrappers. */
 struct block {
     void *start;
     size_t size;
@@ -92,7 +91,7 @@ void __wrap_free(void *start) {
 }
 }
 
-TEST(heap, an_append_without_memory_says_so_and_changes_nothing) {
+TEST(heap, append_without_memory_changes_nothing_but_prints_error) {
     const child_outcome outcome = run_in_child([] {
         engine_log_append("kept\n");
         exhausted = true;
@@ -106,7 +105,7 @@ TEST(heap, an_append_without_memory_says_so_and_changes_nothing) {
     EXPECT_EQ(outcome.out, "kept\nnext\n");
 }
 
-TEST(heap, every_append_without_memory_says_so) {
+TEST(heap, every_append_without_memory_prints_error) {
     const child_outcome outcome = run_in_child([] {
         exhausted = true;
         engine_log_append("a");
@@ -130,7 +129,7 @@ TEST(heap, draining_needs_no_memory) {
     EXPECT_EQ(outcome.err, "");
 }
 
-TEST(heap, appending_releases_its_working_memory) {
+TEST(heap, appending_frees_its_memory) {
     drained_log();
     const std::string text(1000, 'x');
     start_counting();
@@ -145,7 +144,7 @@ TEST(heap, appending_releases_its_working_memory) {
     drained_log();
 }
 
-TEST(heap, a_listing_is_one_allocation_of_count_plus_1_entries) {
+TEST(heap, listing_is_one_allocation_of_count_plus_1_entries) {
     for (const size_t count : {0U, 1U, 3U, 100U, 1000U}) {
         const private_folder folder;
         for (size_t number = 1; number <= count; ++number)
@@ -162,9 +161,8 @@ TEST(heap, a_listing_is_one_allocation_of_count_plus_1_entries) {
     }
 }
 
-/* The folder is opened before the memory ends: the C library needs some for
- * that itself. */
-TEST(heap, a_listing_without_memory_ends_the_process) {
+/* The folder is opened first: opendir needs memory itself. */
+TEST(heap, listing_without_memory_ends_process) {
     const private_folder folder;
     set_file_content(folder.file("1.fff"), "");
     const child_outcome outcome = run_in_child([&] {

@@ -1,4 +1,4 @@
-/* Paths that want to be more than text. */
+/* Decoding UTF-8, and escaping text for a terminal. */
 #include "model/plain_text.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <string>
 
 #include "model/fatal.h"
-#include "model/program_name.h"
+#include "model/platform.h"
 #include "support.h"
 
 using model_tests::run_in_child;
@@ -60,9 +60,9 @@ TEST(plain_text, decodes_characters_of_every_length) {
     EXPECT_EQ(first_character("\0x"s).length, 1U);
 }
 
-TEST(plain_text, refuses_what_is_not_utf8) {
+TEST(plain_text, rejects_invalid_utf8) {
     for (const char *text : {
-             "\x80",             /* continues nothing */
+             "\x80",             /* continuation byte alone */
              "\xBFx",            /* likewise */
              "\xC3",             /* cut */
              "\xE2\x82",         /* cut */
@@ -85,19 +85,19 @@ TEST(plain_text, refuses_what_is_not_utf8) {
         EXPECT_EQ(first_character(text).length, 0U) << printed(text);
 }
 
-TEST(plain_text, letters_of_all_kinds_stay_as_they_are) {
+TEST(plain_text, keeps_letters_of_all_scripts) {
     for (const char *text : {"", "/mnt/card 1/1.fff", "Karte \xe2\x80\x93 \xc2\xa0\xc3\x9f"})
         EXPECT_EQ(printed(text), text);
 }
 
-TEST(plain_text, control_characters_do_not_reach_a_terminal) {
+TEST(plain_text, escapes_control_characters) {
     EXPECT_EQ(printed("a\x1b[2J\x07\nb\x7f"), "a\\x1B[2J\\x07\\x0Ab\\x7F");
     EXPECT_EQ(printed("a\xc2\x9b"
                       "2Jb"),
               "a\\xC2\\x9B2Jb");
 }
 
-TEST(plain_text, bytes_that_only_some_terminals_obey_do_not_reach_them_either) {
+TEST(plain_text, escapes_bytes_that_only_some_terminals_obey) {
     EXPECT_EQ(printed("a\x9b"
                       "2J\xff\xc2"),
               "a\\x9B2J\\xFF\\xC2");
@@ -106,7 +106,7 @@ TEST(plain_text, bytes_that_only_some_terminals_obey_do_not_reach_them_either) {
               "\\xE2\\x80\\xAEfff.1");
 }
 
-TEST(plain_text, is_what_the_process_ends_with) {
+TEST(plain_text, escapes_process_ending_line) {
     const auto outcome = run_in_child(
         [] { engine_fatal_exit(EROFS, "ERR: Can't create file", "/a\x1b[2J\n/1.fff"); });
     EXPECT_EQ(outcome.err,

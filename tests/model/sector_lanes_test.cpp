@@ -1,4 +1,4 @@
-// Sectors as wide as the processor works, beside the generator step by step.
+// Sectors made and checked with SIMD, compared with the generator.
 #include "model/sector_lanes.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ using model_tests::step_by_step;
 
 }  // namespace
 
-TEST(sector_lanes, every_processor_can_run_the_baseline) {
+TEST(sector_lanes, every_processor_runs_baseline) {
     size_t count = 0;
     while (sector_lanes_usable(count) != nullptr)
         ++count;
@@ -27,11 +27,11 @@ TEST(sector_lanes, every_processor_can_run_the_baseline) {
     EXPECT_EQ(&sector_lanes_best(), sector_lanes_usable(0));
 }
 
-TEST(sector_lanes, a_million_random_sectors_are_those_of_the_generator) {
+TEST(sector_lanes, million_random_sectors_match_generator) {
     model_tests::compare_all_forms_with_generator(1000000, 20261121);
 }
 
-TEST(sector_lanes, nothing_is_written_outside_the_sectors) {
+TEST(sector_lanes, writes_nothing_outside_sectors) {
     std::array<char, 5 * sector_size> memory{};
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i) {
         for (size_t count = 0; count <= 3; ++count) {
@@ -46,8 +46,8 @@ TEST(sector_lanes, nothing_is_written_outside_the_sectors) {
     }
 }
 
-TEST(sector_lanes, any_single_flipped_bit_ends_the_run_of_intact_sectors) {
-    // One sector alone, two whole groups and the beginning of a third.
+TEST(sector_lanes, any_flipped_bit_ends_run_of_intact_sectors) {
+    // A single sector, two whole groups and the beginning of a third.
     constexpr size_t sectors = 20;
     constexpr uint64_t offset = 0x1234FFFFF000;  // the seed wraps among them
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i) {
@@ -64,13 +64,13 @@ TEST(sector_lanes, any_single_flipped_bit_ends_the_run_of_intact_sectors) {
     }
 }
 
-TEST(sector_lanes, no_sectors_are_no_run) {
+TEST(sector_lanes, run_of_no_sectors_is_empty) {
     const char nothing = 0;
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i)
         EXPECT_EQ(sector_lanes_usable(i)->intact(&nothing, 0, 0), 0U);
 }
 
-TEST(sector_lanes, the_buffer_may_lie_anywhere) {
+TEST(sector_lanes, buffer_may_have_any_alignment) {
     alignas(64) std::array<char, 3 * sector_size> memory{};
     for (size_t i = 0; sector_lanes_usable(i) != nullptr; ++i) {
         for (size_t shift = 0; shift < 64; ++shift) {

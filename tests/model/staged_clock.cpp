@@ -69,7 +69,7 @@ int medium_read_ahead(int /*fd*/) {
     return stage.read_ahead_answer;
 }
 
-/* Only after an error. */
+/* Called after an error only. */
 int medium_bypass_cache(int /*fd*/) {
     return ENOTSUP;
 }

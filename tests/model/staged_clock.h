@@ -1,6 +1,5 @@
-/* The clock and the medium of the program tests_model_clock: both do what a
- * test has written down, and note that they were asked. They take the place of
- * gettimeofday and of the engine's own medium_*. */
+/* The clock and the medium of tests_model_clock take the place of gettimeofday and of the
+ * engine's medium_*. Tests set their answers; all requests are recorded. */
 #ifndef TROVIK_TESTS_MODEL_STAGED_CLOCK_H
 #define TROVIK_TESTS_MODEL_STAGED_CLOCK_H
 
@@ -19,20 +18,20 @@ struct staged {
      * C clock. */
     std::string requests;
 
-    /* Called at every request, when set, with all requests so far noted. */
+    /* Called at every request, if set, after it was recorded. */
     std::function<void()> at_request;
 
-    /* Times that the clock gives next. */
+    /* The clock's next times. */
     std::deque<timeval> times;
 
-    /* Once they are used up: the last one, `step_us` later each time. */
+    /* After those, the clock advances by `step_us` at each request. */
     timeval last = {1000, 0};
     int64_t step_us = 0;
 
-    /* The clock fails at its n-th request from now (1 is the next one). */
+    /* The clock fails at its n-th request from now (1: the next). */
     int clock_fails_at = 0;
 
-    /* What the medium answers: 0 or an error number. */
+    /* The medium's answers: 0 or an error number. */
     int flush_answer = 0;
     int release_answer = 0;
     int read_ahead_answer = 0;

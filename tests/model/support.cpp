@@ -1,5 +1,5 @@
-/* Nothing here uses the engine to judge the engine, except to learn how it
- * words a broken invariant around the three facts that it must name. */
+/* Nothing here uses the engine to judge the engine, except for the wording around the three
+ * facts of a broken invariant. */
 #include "support.h"
 
 #include <fcntl.h>
@@ -90,7 +90,7 @@ std::string reference_sectors(uint64_t offset, size_t size) {
 }
 
 void mount_file_with_an_error_behind(const std::string &path, size_t good_bytes) {
-    /* Not by mmap(): the thread sanitizer's own refuses this address. */
+    /* Not mmap(): the thread sanitizer's wrapper refuses this address. */
     const bool mapped =
         good_bytes == 0 || syscall(SYS_mmap, 0L, good_bytes, PROT_READ | PROT_WRITE,
                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1L, 0L) == 0;

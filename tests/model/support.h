@@ -1,5 +1,5 @@
-/* The engine's lines and records as its tests compare them, and the sector
- * pattern as the C library's own generator gives it. */
+/* The engine's lines and records for comparisons, and the sector pattern by the C library's
+ * generator. */
 #ifndef TROVIK_TESTS_MODEL_SUPPORT_H
 #define TROVIK_TESTS_MODEL_SUPPORT_H
 
@@ -40,13 +40,11 @@ std::string assertion_line(const std::string &condition, const std::string &func
 /* The line that a refused file operation prints. */
 std::string refusal_line(const std::string &message, int error);
 
-/* Expects that the child aborted with exactly this invariant on standard error,
- * after whatever else it had to say. */
+/* Expects that the child aborted and that this line ends its standard error. */
 void expect_assertion(const child_outcome &outcome, const std::string &condition,
                       const std::string &function, const std::string &module);
 
-/* Expects an exit with the error number as status and the message on standard
- * error. */
+/* Expects the error number as exit status and the message on standard error. */
 void expect_refusal(const child_outcome &outcome, const std::string &message, int error);
 
 /* Empties the log and returns its text. */
@@ -60,21 +58,20 @@ std::string reference_sectors(uint64_t offset, size_t size);
 uint64_t word_at(const std::string &bytes, size_t at);
 void set_word_at(std::string &bytes, size_t at, uint64_t value);
 
-/* For a child after enter_private_mounts(): puts a file in the place of `path`
- * that gives `good_bytes` (whole pages) of good sectors from offset 0 and then
- * EIO. It is this process's own memory, whose lowest addresses the super-user
- * may map. Ends the child with status 125 when the system does not allow it. */
+/* For a child after enter_private_mounts(): mounts over `path` a file with `good_bytes`
+ * (whole pages) of good sectors from offset 0, then EIO. The file is this process's own
+ * memory, whose lowest addresses root may map. Ends the child with status 125 if the system
+ * does not allow it. */
 void mount_file_with_an_error_behind(const std::string &path, size_t good_bytes);
 
-/* A measurement as a write phase starts it. */
+/* A measurement at the start of a write phase. */
 write_flow new_flow(uint64_t space_total);
 
-/* The records of the phases as they are now. */
+/* The current records of the phases. */
 engine_write_results write_results();
 engine_read_results read_results();
 
-/* A seed for random cases: TROVIK_TEST_SEED when set, else fresh. Put it into a
- * SCOPED_TRACE. */
+/* A seed for random cases: TROVIK_TEST_SEED if set, else fresh. Put it into a SCOPED_TRACE. */
 uint32_t random_seed();
 
 }  // namespace model_tests

@@ -1,5 +1,5 @@
-/* The sector format, word for word: fixed vectors, and random sectors against
- * the C library's srand48/lrand48. */
+/* The sector format: fixed vectors, and random sectors compared with the C library's
+ * srand48/lrand48. */
 #include "model/test_sector.h"
 
 #include <gtest/gtest.h>
@@ -37,12 +37,12 @@ uint64_t body_word(uint64_t offset, size_t word) {
 
 }  // namespace
 
-TEST(test_sector, a_sector_is_512_bytes_of_64_words) {
+TEST(test_sector, sector_is_512_bytes_of_64_words) {
     EXPECT_EQ(SECTOR_SIZE, 512);
     EXPECT_EQ(SECTOR_WORDS, 64);
 }
 
-TEST(test_sector, the_first_sector_of_all_has_these_bytes_and_words) {
+TEST(test_sector, first_sector_has_given_bytes_and_words) {
     const std::array<unsigned char, 24> first = {0,    0,    0,    0,    0, 0, 0, 0,
                                                  0x6E, 0xB1, 0xDD, 0x15, 0, 0, 0, 0,
                                                  0xC0, 0xC9, 0xFC, 0x5F, 0, 0, 0, 0};
@@ -54,7 +54,7 @@ TEST(test_sector, the_first_sector_of_all_has_these_bytes_and_words) {
     EXPECT_EQ(body_word(0, 63), 0x11B3A5FAU);
 }
 
-TEST(test_sector, the_sector_at_512_has_these_words) {
+TEST(test_sector, sector_at_512_has_given_words) {
     EXPECT_EQ(body_word(512, 0), 512U);
     EXPECT_EQ(body_word(512, 1), 0x02C41E6EU);
     EXPECT_EQ(body_word(512, 2), 0x400732C0U);
@@ -62,7 +62,7 @@ TEST(test_sector, the_sector_at_512_has_these_words) {
     EXPECT_EQ(body_word(512, 63), 0x07340AFAU);
 }
 
-TEST(test_sector, the_first_sector_of_the_second_file_has_these_words) {
+TEST(test_sector, first_sector_of_second_file_has_given_words) {
     EXPECT_EQ(body_word(0x40000000, 0), 0x40000000U);
     EXPECT_EQ(body_word(0x40000000, 1), 0x35DDB16EU);
     EXPECT_EQ(body_word(0x40000000, 2), 0x7FFCC9C0U);
@@ -70,14 +70,14 @@ TEST(test_sector, the_first_sector_of_the_second_file_has_these_words) {
     EXPECT_EQ(body_word(0x40000000, 63), 0x31B3A5FAU);
 }
 
-TEST(test_sector, the_fifth_file_repeats_the_body_of_the_first_under_its_own_offset) {
+TEST(test_sector, fifth_file_repeats_bodies_of_first_with_own_offsets) {
     const std::string first = filled(0, SECTOR_SIZE);
     const std::string fifth = filled(0x100000000, SECTOR_SIZE);
     EXPECT_EQ(fifth.substr(8), first.substr(8));
     EXPECT_EQ(fifth.substr(0, 8), std::string("\0\0\0\0\1\0\0\0", 8));
 }
 
-TEST(test_sector, offsets_grow_by_512_across_a_buffer) {
+TEST(test_sector, offsets_grow_by_512_across_buffer) {
     const std::string bytes = filled(0x3FFFFE00, 3 * sector_bytes);
     EXPECT_EQ(word_at(bytes, 0), 0x3FFFFE00U);
     EXPECT_EQ(word_at(bytes, 512), 0x40000000U);
@@ -85,14 +85,14 @@ TEST(test_sector, offsets_grow_by_512_across_a_buffer) {
     EXPECT_EQ(bytes, reference_sectors(0x3FFFFE00, 3 * sector_bytes));
 }
 
-TEST(test_sector, a_buffer_is_the_same_in_one_piece_and_in_many) {
+TEST(test_sector, fills_same_bytes_in_one_piece_and_in_many) {
     const std::string whole = filled(1U << 20U, 64 * sector_bytes);
     for (size_t sector = 0; sector < 64; ++sector)
         EXPECT_EQ(filled((1U << 20U) + sector * sector_bytes, SECTOR_SIZE),
                   whole.substr(sector * sector_bytes, SECTOR_SIZE));
 }
 
-TEST(test_sector, nothing_is_written_behind_the_buffer) {
+TEST(test_sector, writes_nothing_behind_buffer) {
     std::string bytes(3 * sector_bytes, '\xA5');
     fill_buffer(bytes.data() + 1, 2 * sector_bytes, 4096);
     EXPECT_EQ(bytes[0], '\xA5');
@@ -100,13 +100,13 @@ TEST(test_sector, nothing_is_written_behind_the_buffer) {
     EXPECT_EQ(bytes.substr(1 + 2 * sector_bytes), std::string(SECTOR_SIZE - 1, '\xA5'));
 }
 
-TEST(test_sector, ten_thousand_random_sectors_equal_the_c_librarys_sequence) {
+TEST(test_sector, ten_thousand_random_sectors_match_c_library) {
     const uint32_t seed = random_seed();
     SCOPED_TRACE("TROVIK_TEST_SEED=" + std::to_string(seed));
     std::mt19937_64 random(seed);
     for (int sector = 0; sector < 10000; ++sector) {
         uint64_t offset = random();
-        /* One in four anywhere in 64 bits, the rest where volumes are. */
+        /* One in four anywhere in 64 bits, the rest in the range of real volumes. */
         if (sector % 4 != 0)
             offset = (offset % (UINT64_C(1) << 42U)) / SECTOR_SIZE * SECTOR_SIZE;
         const std::string expected = reference_sectors(offset, SECTOR_SIZE);
@@ -124,7 +124,7 @@ TEST(test_sector, ten_thousand_random_sectors_equal_the_c_librarys_sequence) {
     }
 }
 
-TEST(test_sector, seeding_sets_the_state_the_multiplier_and_the_addend) {
+TEST(test_sector, seeding_sets_state_multiplier_and_addend) {
     rng_state state = {};
     memset(&state, 0x77, sizeof state);
     EXPECT_EQ(rng_seed(0xDEADBEEF12345678, &state), 0);
@@ -138,7 +138,7 @@ TEST(test_sector, seeding_sets_the_state_the_multiplier_and_the_addend) {
         EXPECT_EQ(old, 0x7777);
 }
 
-TEST(test_sector, a_step_leaves_the_new_state_and_a_31_bit_word) {
+TEST(test_sector, step_leaves_new_state_and_31_bit_word) {
     rng_state state = {};
     rng_seed(0, &state);
     uint64_t word = ~UINT64_C(0);
@@ -150,7 +150,7 @@ TEST(test_sector, a_step_leaves_the_new_state_and_a_31_bit_word) {
     EXPECT_EQ(word, next >> 17U);
 }
 
-TEST(test_sector, a_state_that_is_not_initialised_gets_the_constants_at_its_first_step) {
+TEST(test_sector, first_step_sets_constants_of_uninitialised_state) {
     rng_state state = {};
     state.x[0] = 0x330E;
     state.a = 99;
@@ -163,7 +163,7 @@ TEST(test_sector, a_state_that_is_not_initialised_gets_the_constants_at_its_firs
     EXPECT_EQ(state.init, 1);
 }
 
-TEST(test_sector, an_initialised_state_keeps_its_own_multiplier_and_addend) {
+TEST(test_sector, initialised_state_keeps_multiplier_and_addend) {
     rng_state state = {};
     state.x[0] = 1;
     state.a = UINT64_C(1) << 40U;
@@ -174,7 +174,7 @@ TEST(test_sector, an_initialised_state_keeps_its_own_multiplier_and_addend) {
     EXPECT_EQ(word, UINT64_C(1) << 23U);
 }
 
-TEST(test_sector, two_states_do_not_disturb_each_other_nor_the_c_library) {
+TEST(test_sector, states_are_independent_of_each_other_and_of_c_library) {
     srand48(5);
     const long first = lrand48();
     const long second = lrand48();
@@ -194,20 +194,20 @@ TEST(test_sector, two_states_do_not_disturb_each_other_nor_the_c_library) {
     EXPECT_EQ(lrand48(), second);
 }
 
-TEST(test_sector, a_buffer_of_no_size_is_refused) {
+TEST(test_sector, refuses_empty_buffer) {
     char byte = 0;
     expect_assertion(run_in_child([&] { fill_buffer(&byte, 0, 0); }), "size > 0", "fill_buffer",
                      "model/test_sector");
 }
 
-TEST(test_sector, a_buffer_that_is_no_whole_number_of_sectors_is_refused) {
+TEST(test_sector, refuses_partial_sectors) {
     std::string bytes(2 * sector_bytes, '\0');
     for (const size_t size : {1U, 511U, 513U, 1023U})
         expect_assertion(run_in_child([&] { fill_buffer(bytes.data(), size, 0); }),
                          "size % SECTOR_SIZE == 0", "fill_buffer", "model/test_sector");
 }
 
-/* What the buffer holds when the process is about to end. */
+/* The buffer at the process's end. */
 static const std::string *watched_buffer = nullptr;
 
 static void tell_whether_untouched(const char * /*message*/, int /*status*/) {
@@ -216,7 +216,7 @@ static void tell_whether_untouched(const char * /*message*/, int /*status*/) {
     std::fflush(stdout);
 }
 
-TEST(test_sector, a_size_that_is_refused_is_refused_before_anything_is_written) {
+TEST(test_sector, refuses_size_before_writing) {
     for (const size_t size : {513U, 1023U}) {
         const auto outcome = run_in_child([&] {
             std::string bytes(2 * sector_bytes, '\xA5');

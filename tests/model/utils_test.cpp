@@ -53,25 +53,25 @@ using indexes = std::vector<int>;
 
 }  // namespace
 
-TEST(utils, a_path_is_folder_slash_number_and_suffix) {
+TEST(utils, path_is_folder_slash_number_and_suffix) {
     EXPECT_EQ(full_name("/mnt/card", 0), "/mnt/card/1.fff");
     EXPECT_EQ(full_name("/mnt/card", 9), "/mnt/card/10.fff");
     EXPECT_EQ(full_name("/mnt/card", 2147483646), "/mnt/card/2147483647.fff");
 }
 
-TEST(utils, a_folder_that_ends_in_a_slash_gives_a_doubled_slash) {
+TEST(utils, folder_with_trailing_slash_gives_doubled_slash) {
     EXPECT_EQ(full_name("/mnt/", 0), "/mnt//1.fff");
 }
 
-TEST(utils, an_empty_folder_gives_the_bare_name_behind_the_slash) {
+TEST(utils, empty_folder_gives_slash_and_name) {
     EXPECT_EQ(full_name("", 3), "/4.fff");
 }
 
-TEST(utils, the_number_behind_the_last_index_wraps) {
+TEST(utils, number_of_last_index_wraps) {
     EXPECT_EQ(full_name("d", 2147483647), "d/-2147483648.fff");
 }
 
-TEST(utils, a_path_of_1023_bytes_fits_and_one_of_1024_ends_the_process) {
+TEST(utils, path_of_1024_bytes_ends_process) {
     EXPECT_EQ(ENGINE_PATH_MAX, 1024);
     const std::string longest(1023 - 6, 'p');
     EXPECT_EQ(full_name(longest, 0), longest + "/1.fff");
@@ -84,7 +84,7 @@ TEST(utils, a_path_of_1023_bytes_fits_and_one_of_1024_ends_the_process) {
                      "full_fn_from_number", "model/utils");
 }
 
-TEST(utils, a_test_files_name_is_digits_and_the_suffix_and_nothing_else) {
+TEST(utils, name_of_test_file_is_digits_and_suffix) {
     for (const char *name : {"1.fff", "10.fff", "0.fff", "007.fff", "01.fff", "4294967297.fff",
                              "99999999999999999999999999.fff", "9.fff"})
         EXPECT_EQ(is_my_file(name), 1) << name;
@@ -97,13 +97,13 @@ TEST(utils, a_test_files_name_is_digits_and_the_suffix_and_nothing_else) {
     EXPECT_EQ(is_my_file(nullptr), 0);
 }
 
-TEST(utils, only_ascii_digits_are_digits) {
+TEST(utils, accepts_only_ascii_digits) {
     EXPECT_EQ(is_my_file("\xC2\xB2.fff"), 0);
     EXPECT_EQ(is_my_file("\xD9\xA1.fff"), 0);
     EXPECT_EQ(is_my_file("1\xB2.fff"), 0);
 }
 
-TEST(utils, the_number_is_read_from_the_name) {
+TEST(utils, reads_number_from_name) {
     EXPECT_EQ(number_from_filename("1.fff"), 1);
     EXPECT_EQ(number_from_filename("0.fff"), 0);
     EXPECT_EQ(number_from_filename("007.fff"), 7);
@@ -118,18 +118,18 @@ TEST(utils, numbers_wrap_at_32_bits) {
     EXPECT_EQ(number_from_filename("99999999999999999999.fff"), 1661992959);
 }
 
-TEST(utils, the_number_of_another_name_ends_the_process) {
+TEST(utils, number_of_other_name_ends_process) {
     for (const char *name : {"notes.txt", "3.FFF", "", "1.fff.old"})
         expect_assertion(run_in_child([&] { number_from_filename(name); }), "is_my_file(filename)",
                          "number_from_filename", "model/utils");
 }
 
-TEST(utils, test_files_are_listed_in_ascending_order_and_others_not_at_all) {
+TEST(utils, lists_only_test_files_in_ascending_order) {
     EXPECT_EQ(listed_names({"2.fff", "10.fff", "1.fff", "notes.txt", "3.FFF", "4.fff.old"}, 0),
               (indexes{0, 1, 9}));
 }
 
-TEST(utils, the_order_of_the_folder_does_not_matter) {
+TEST(utils, lists_in_same_order_for_any_order_of_folder) {
     std::vector<std::string> rising;
     std::vector<std::string> falling;
     indexes expected;
@@ -142,45 +142,45 @@ TEST(utils, the_order_of_the_folder_does_not_matter) {
     EXPECT_EQ(listed_names(falling, 0), expected);
 }
 
-TEST(utils, an_empty_folder_lists_as_the_end_mark_alone) {
+TEST(utils, empty_folder_gives_only_end_mark) {
     EXPECT_EQ(listed_names({}, 0), indexes{});
     EXPECT_EQ(listed_names({"a", "1.FFF"}, 0), indexes{});
 }
 
-TEST(utils, files_below_the_start_are_not_listed) {
+TEST(utils, lists_no_files_below_start) {
     EXPECT_EQ(listed_names({"1.fff", "2.fff", "3.fff"}, 2), indexes{2});
     EXPECT_EQ(listed_names({"1.fff", "2.fff", "3.fff"}, 3), indexes{});
     EXPECT_EQ(listed_names({"1.fff", "2.fff", "3.fff"}, 1), (indexes{1, 2}));
 }
 
-TEST(utils, number_0_is_never_listed) {
+TEST(utils, never_lists_number_0) {
     EXPECT_EQ(listed_names({"0.fff", "1.fff", "000.fff"}, 0), indexes{0});
 }
 
-TEST(utils, leading_zeros_list_the_same_index_twice) {
+TEST(utils, lists_index_twice_for_leading_zeros) {
     EXPECT_EQ(listed_names({"01.fff", "1.fff"}, 0), (indexes{0, 0}));
     EXPECT_EQ(listed_names({"01.fff"}, 0), indexes{0});
 }
 
-TEST(utils, a_wrapped_number_is_used_as_it_comes_out) {
+TEST(utils, lists_wrapped_number) {
     EXPECT_EQ(listed_names({"4294967299.fff", "4294967295.fff", "2147483648.fff"}, 0), indexes{2});
     EXPECT_EQ(listed_names({"2147483647.fff", "1.fff"}, 0), (indexes{0, 2147483646}));
 }
 
-TEST(utils, a_folder_named_like_a_test_file_is_listed) {
+TEST(utils, lists_folder_named_like_test_file) {
     const private_folder folder;
     ASSERT_EQ(mkdir(folder.file("5.fff").c_str(), 0700), 0);
     EXPECT_EQ(listed(folder.path(), 0), indexes{4});
 }
 
-TEST(utils, links_and_fifos_named_like_test_files_are_listed) {
+TEST(utils, lists_symlinks_and_fifos_named_like_test_files) {
     const private_folder folder;
     ASSERT_EQ(symlink("nowhere", folder.file("1.fff").c_str()), 0);
     ASSERT_EQ(mkfifo(folder.file("2.fff").c_str(), 0600), 0);
     EXPECT_EQ(listed(folder.path(), 0), (indexes{0, 1}));
 }
 
-TEST(utils, a_folder_that_cannot_be_opened_ends_the_process_with_the_systems_error) {
+TEST(utils, folder_that_cannot_be_opened_ends_process_with_system_error) {
     const private_folder folder;
     const std::string missing = folder.file("missing");
     model_tests::expect_refusal(run_in_child([&] { free(ls_my_files(missing.c_str(), 0)); }),
@@ -191,7 +191,7 @@ TEST(utils, a_folder_that_cannot_be_opened_ends_the_process_with_the_systems_err
                                 "Can't open path " + file, ENOTDIR);
 }
 
-TEST(utils, the_worker_counts_on_and_leaves_the_position_below_the_first_entry) {
+TEST(utils, worker_adds_to_count_and_sets_position_before_first) {
     const private_folder folder;
     for (const char *name : {"3.fff", "1.fff", "x", "2.fff"})
         set_file_content(folder.file(name), "");
@@ -206,9 +206,8 @@ TEST(utils, the_worker_counts_on_and_leaves_the_position_below_the_first_entry) 
     free(files);
 }
 
-/* 200,000 entries on a stack of 256 KiB: there is no room for one level, or one
- * array element, of the stack for each. */
-TEST(utils, a_folder_with_a_million_entries_is_listed_on_a_small_stack) {
+/* A stack of 256 KiB has no room for a stack frame or an array element per entry. */
+TEST(utils, lists_million_entries_on_small_stack) {
     constexpr int test_files = 500000;
     constexpr int others = 500000;
     const model_tests::private_volume volume("size=1m,nr_inodes=0,mode=700");
@@ -242,13 +241,13 @@ TEST(utils, a_folder_with_a_million_entries_is_listed_on_a_small_stack) {
         ASSERT_EQ(call.result[static_cast<size_t>(index)], index);
 }
 
-TEST(utils, the_start_argument_counts_from_1) {
+TEST(utils, start_argument_counts_from_1) {
     EXPECT_EQ(parse_start_at("--start-at=1"), 0);
     EXPECT_EQ(parse_start_at("--start-at=3"), 2);
     EXPECT_EQ(parse_start_at("--start-at=2147483647"), 2147483646);
 }
 
-TEST(utils, the_start_argument_is_read_as_a_decimal_number_with_blanks_and_sign_before_it) {
+TEST(utils, start_argument_is_decimal_with_blanks_and_sign) {
     EXPECT_EQ(parse_start_at("--start-at= 7"), 6);
     EXPECT_EQ(parse_start_at("--start-at=\t +7"), 6);
     EXPECT_EQ(parse_start_at("--start-at=+12"), 11);
@@ -258,24 +257,24 @@ TEST(utils, the_start_argument_is_read_as_a_decimal_number_with_blanks_and_sign_
     EXPECT_EQ(parse_start_at("--start-at=2.9"), 1);
 }
 
-TEST(utils, a_start_that_is_no_positive_number_is_refused) {
+TEST(utils, refuses_start_that_is_not_positive) {
     for (const char *argument :
          {"--start-at=0", "--start-at=-4", "--start-at=x", "--start-at=", "--start-at=0x10",
           "--start-at=-9223372036854775808", "--start-at=-99999999999999999999"})
         EXPECT_EQ(parse_start_at(argument), -1) << argument;
 }
 
-TEST(utils, a_start_that_overflows_is_refused) {
+TEST(utils, refuses_start_that_overflows) {
     EXPECT_EQ(parse_start_at("--start-at=9223372036854775807"), -1);
     EXPECT_EQ(parse_start_at("--start-at=99999999999999999999"), -1);
 }
 
-TEST(utils, a_start_beyond_32_bits_is_kept_as_its_low_32_bits) {
+TEST(utils, keeps_low_32_bits_of_start) {
     EXPECT_EQ(parse_start_at("--start-at=4294967298"), 1);
     EXPECT_EQ(parse_start_at("--start-at=2147483649"), -2147483647 - 1);
 }
 
-TEST(utils, another_beginning_is_no_start_argument) {
+TEST(utils, refuses_other_prefixes) {
     for (const char *argument : {"", "3", "--start=3", "--startat=3", "-start-at=3", "--start-at",
                                  "--start-at 3", "--START-AT=3", " --start-at=3", "start-at=3"})
         EXPECT_EQ(parse_start_at(argument), -1) << argument;

@@ -1,5 +1,5 @@
-/* Whole phases one after another on small volumes, with the system's own clock
- * and medium, judged by the files themselves and by what a shell can see. */
+/* Whole runs on small volumes with the real clock and medium, judged by the files and by the
+ * values that a shell sees. */
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -48,7 +48,7 @@ std::string sector_of_file(const std::string &path, uint64_t offset) {
 
 }  // namespace
 
-TEST(whole_run, an_intact_volume_is_found_intact_and_left_as_it_was) {
+TEST(whole_run, finds_intact_volume_intact_and_leaves_other_files) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("notes.fff"), "mine");
@@ -72,7 +72,7 @@ TEST(whole_run, an_intact_volume_is_found_intact_and_left_as_it_was) {
     EXPECT_EQ(file_content(volume.file("notes.fff")), "mine");
 }
 
-TEST(whole_run, a_single_flipped_bit_is_found) {
+TEST(whole_run, finds_single_flipped_bit) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     drained_log();
@@ -93,9 +93,8 @@ TEST(whole_run, a_single_flipped_bit_is_found) {
     EXPECT_EQ(read_results().changed, 1U);
 }
 
-/* A volume of exactly one test file: the file is complete, and the next one is
- * created and stays empty. */
-TEST(whole_run, a_test_file_of_full_size_has_2097152_sectors_and_the_next_one_is_empty) {
+/* A volume of exactly one test file: the next file is created and stays empty. */
+TEST(whole_run, full_test_file_has_2097152_sectors) {
     const private_volume volume("size=1g");
     SKIP_WITHOUT(volume);
     drained_log();
@@ -132,7 +131,7 @@ TEST(whole_run, a_test_file_of_full_size_has_2097152_sectors_and_the_next_one_is
     EXPECT_NE(second.read_all, 0);
 }
 
-TEST(whole_run, a_second_test_keeps_the_first_ones_results_until_its_own_end) {
+TEST(whole_run, second_test_keeps_results_of_first_until_its_end) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     testing::internal::CaptureStdout();
@@ -153,7 +152,7 @@ TEST(whole_run, a_second_test_keeps_the_first_ones_results_until_its_own_end) {
     EXPECT_STREQ(get_data_ok_text(), "512.000000 KB");
 }
 
-TEST(whole_run, reading_a_folder_named_like_a_test_file_aborts) {
+TEST(whole_run, reading_folder_named_like_test_file_aborts) {
     const private_folder folder;
     ASSERT_EQ(mkdir(folder.file("5.fff").c_str(), 0700), 0);
     model_tests::expect_assertion(run_in_child([&] { list_and_read(folder.c_path(), 4); }),

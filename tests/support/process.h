@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace test_support {
@@ -86,6 +87,18 @@ process_options signal_at(const std::string &cue, int signal_number);
 // A path as it is; the full path of a name in PATH or in the folders of system programs, else
 // empty.
 std::string find_program(const std::string &name);
+
+// Repeats `fact` until it holds. False after a minute.
+template <typename question>
+bool within_a_minute(const question &fact) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes{1};
+    while (!fact()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    }
+    return true;
+}
 
 }  // namespace test_support
 

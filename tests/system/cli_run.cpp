@@ -11,9 +11,15 @@ namespace system_tests {
 
 using nlohmann::json;
 
-process_result run_cli(std::vector<std::string> words, process_options options) {
+std::vector<std::string> cli_command(std::vector<std::string> words) {
+    if (!words.empty() && (words[0] == "test" || words[0] == "read"))
+        words.insert(words.begin() + 1, "--medium-is-memory");
     words.insert(words.begin(), TROVIK_CLI_PROGRAM);
-    process_result result = run_program(words, std::move(options));
+    return words;
+}
+
+process_result run_cli(std::vector<std::string> words, process_options options) {
+    process_result result = run_program(cli_command(std::move(words)), std::move(options));
     EXPECT_FALSE(result.timed_out) << "trovik-cli did not come to its end";
     return result;
 }

@@ -18,7 +18,11 @@ struct cli_result : process_result {
     nlohmann::json json;  // the report, null when there is none
 };
 
-// Runs it with these words.
+// The program with these words, and with --medium-is-memory for "test" and "read" (the first word):
+// the simulated cards keep their sectors in memory.
+std::vector<std::string> cli_command(std::vector<std::string> words);
+
+// Runs cli_command(words).
 process_result run_cli(std::vector<std::string> words, process_options options = {});
 
 // Runs "test" or "read" (the first word) with a JSON report in a file.

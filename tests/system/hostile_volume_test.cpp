@@ -22,7 +22,7 @@ TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
-    child_process first({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
+    child_process first(cli_command({"test", where.path(), report.option()}));
     ASSERT_TRUE(first.wait_for_output("Creating test file number 1", std::chrono::seconds{60}));
     first.send_signal(SIGSTOP);  // so that it is still at work, however long the others take
     for (const char *command : {"test", "write", "read", "clean"}) {
@@ -43,7 +43,7 @@ TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
 TEST(two_runs, the_lock_of_a_run_that_was_killed_is_gone) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--write-latency-us=300"});
-    child_process first({TROVIK_CLI_PROGRAM, "test", where.path()});
+    child_process first(cli_command({"test", where.path()}));
     ASSERT_TRUE(first.wait_for_output("Creating test file number 1", std::chrono::seconds{60}));
     first.send_signal(SIGKILL);
     EXPECT_EQ(first.wait().signal_number, SIGKILL);
@@ -120,7 +120,7 @@ TEST(replaced_volume, while_it_is_read_is_no_pass_and_the_other_is_not_touched) 
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--read-rate=2M"});
     const report_file report;
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), "--keep-files", report.option()});
+    child_process run(cli_command({"test", where.path(), "--keep-files", report.option()}));
     ASSERT_TRUE(run.wait_for_output("Validating file number 1", std::chrono::seconds{60}));
     ASSERT_EQ(mount("none", where.path().c_str(), "tmpfs", 0, "size=1m"), 0);
     std::ofstream(where.file("1.fff")) << "another volume's";

@@ -115,7 +115,7 @@ class judged_card {
 
     random_card m_plan;
     verdict_counts *m_verdicts;
-    private_folder m_folder{folder_in_memory};  // or a sound card would be unproven
+    private_folder m_folder{folder_in_memory};
     std::string m_cells;
     card m_card;
 };
@@ -134,9 +134,11 @@ std::string commands_of(const random_card &plan, std::uint64_t seed) {
         text.append("\n  trovik-cli write MOUNT --start-at=").append(number).append(block);
         text += "\n  truncate -s " + std::to_string(file.kept_bytes) + " MOUNT/" + number + ".fff";
     }
-    text += plan.in_two_commands ? "\n  trovik-cli write" : "\n  trovik-cli test --keep-files";
+    text += plan.in_two_commands ? "\n  trovik-cli write"
+                                 : "\n  trovik-cli test --medium-is-memory --keep-files";
     text += " MOUNT --start-at=" + std::to_string(plan.number) + block;
-    return text + "\n  trovik-cli read MOUNT --start-at=" + std::to_string(plan.read_from) +
+    return text + "\n  trovik-cli read --medium-is-memory MOUNT --start-at=" +
+           std::to_string(plan.read_from) +
            (plan.in_two_commands ? "" : "  # when the test broke off");
 }
 

@@ -52,30 +52,26 @@ TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
+    child_process run(cli_command({"test", where.path(), report.option()}));
     ASSERT_TRUE(run.wait_for_output(" KB/s", std::chrono::seconds{60}));
     const locked_pages locked(where.file("1.fff"));
     const process_result ended = run.wait();
     expect_doubted(ended, report.read());
 }
 
-// The simulated card's own sectors, of which memory holds a copy when they are kept on a disk.
-TEST(resident_pages, of_a_simulated_cards_sectors_are_doubted_unless_memory_is_where_they_are) {
+// A file system like any other on FUSE.
+TEST(resident_pages, of_a_simulated_card_are_unknown_without_medium_is_memory) {
     SKIP_IF_MISSING(missing_for_cards());
-    const private_folder folder;
-    if (is_in_memory(folder.path()) || !is_in_memory(folder_in_memory))
-        GTEST_SKIP() << "needs a folder for temporary files on a disk, and one in memory";
-    const private_folder memory(folder_in_memory);
-    const card on_disk({"--size=1M", "--backing=" + folder.path() + "/cells"});
-    const card in_memory({"--size=1M", "--backing=" + memory.path() + "/cells"});
-
-    const process_result doubted = run_cli({"test", on_disk.path()});
+    const card where({"--size=1M"});
+    const process_result doubted =
+        run_program({TROVIK_CLI_PROGRAM, "test", where.path(), "--keep-files"});
     EXPECT_EQ(doubted.exit_status, 75) << doubted.out;
     EXPECT_NE(doubted.out.find("What is read now may come from the computer's memory: what a file "
                                "system of type fuse.trovik-cardsim keeps in memory is not known\n"),
               std::string::npos)
         << doubted.out;
-    EXPECT_EQ(run_cli({"test", in_memory.path()}).exit_status, 0);
+    EXPECT_EQ(run_program({TROVIK_CLI_PROGRAM, "read", where.path()}).exit_status, 75);
+    EXPECT_EQ(run_cli({"read", where.path()}).exit_status, 0);
 }
 
 namespace {

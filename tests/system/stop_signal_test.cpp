@@ -59,7 +59,7 @@ TEST_P(stop_signal, while_writing_ends_the_run_at_once) {
     const card where({"--size=32M", "--write-latency-us=1000"});
     const user_files users(where.path(), user_tree());
     const report_file report;
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
+    child_process run(cli_command({"test", where.path(), report.option()}));
     ASSERT_TRUE(run.wait_for_output("16.00 KB/s", patience));
     run.send_signal(GetParam().number);
     const process_result ended = run.wait();
@@ -78,7 +78,7 @@ TEST_P(stop_signal, while_reading_ends_the_run_at_once) {
     const card where({"--size=4M", "--read-rate=1M"});
     const user_files users(where.path(), small_user_tree());
     const report_file report;
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path(), report.option()});
+    child_process run(cli_command({"test", where.path(), report.option()}));
     ASSERT_TRUE(run.wait_for_output("Validating file number 1", patience));
     run.send_signal(GetParam().number);
     const process_result ended = run.wait();
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(of_each_kind, stop_signal,
 TEST(stopped_run, is_cleaned_up_by_the_next_one) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-rate=2M"});
-    child_process first({TROVIK_CLI_PROGRAM, "test", where.path()});
+    child_process first(cli_command({"test", where.path()}));
     ASSERT_TRUE(first.wait_for_output("16.00 KB/s", patience));
     first.send_signal(SIGINT);
     EXPECT_EQ(first.wait().signal_number, SIGINT);
@@ -133,7 +133,7 @@ TEST(stopped_run, of_a_reader_offers_to_remove_nothing) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--read-rate=1M"});
     ASSERT_EQ(run_cli({"write", where.path()}).exit_status, 0);
-    child_process run({TROVIK_CLI_PROGRAM, "read", where.path()});
+    child_process run(cli_command({"read", where.path()}));
     ASSERT_TRUE(run.wait_for_output("Validating file number 1", patience));
     run.send_signal(SIGINT);
     const process_result ended = run.wait();

@@ -156,7 +156,7 @@ static std::string stop_run(const volume &where, chance &by, std::uint64_t whole
                             int signal_number) {
     const tree_facts before = look_at_tree(where.path(), false);
     busy_writer somebody(where.file("somebody's diary"));
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path()});
+    child_process run(cli_command({"test", where.path()}));
     usleep(static_cast<useconds_t>(by.between(0, whole_us)));
     run.send_signal(signal_number);
     const process_result ended = run.wait();

@@ -26,7 +26,7 @@ TEST(volume_names, with_blanks_letters_of_all_kinds_and_a_line_break_are_tested_
 // The named command removes the files of a stopped run, typed into a shell as it is.
 static void expect_removable_after_a_stop(const std::string &name) {
     const card where({"--size=4M", "--write-latency-us=300"}, name);
-    child_process run({TROVIK_CLI_PROGRAM, "test", where.path()});
+    child_process run(cli_command({"test", where.path()}));
     ASSERT_TRUE(run.wait_for_output("16.00 KB/s", std::chrono::seconds{60}));
     run.send_signal(SIGINT);
     const process_result ended = run.wait();

@@ -18,10 +18,12 @@ class block_device : public testing::Test {
         m_disk = "devices/" + path;
         m_tree.make_file(m_disk + "/removable", removable + "\n");
         m_tree.make_file(m_disk + "/ro", "0\n");
+        m_tree.make_file(m_disk + "/size", "64000\n");
         m_tree.make_file(m_disk + "/dev", "8:0\n");
         m_tree.make_folder(m_disk + "/slaves");
         m_tree.make_file(m_disk + "/part1/partition", "1\n");
         m_tree.make_file(m_disk + "/part1/ro", "0\n");
+        m_tree.make_file(m_disk + "/part1/size", "62000\n");
         m_tree.make_file(m_disk + "/part1/dev", "8:1\n");
         m_tree.make_link("dev/block/8:0", "../../" + m_disk);
         m_tree.make_link("dev/block/8:1", "../../" + m_disk + "/part1");
@@ -54,6 +56,14 @@ TEST_F(block_device, a_usb_stick_is_removable_ejectable_and_not_internal) {
     EXPECT_EQ(facts.ejectable, true);
     EXPECT_EQ(facts.internal, false);
     EXPECT_EQ(facts.read_only, false);
+}
+
+TEST_F(block_device, tells_size_in_units_of_512_bytes) {
+    make_disk(USB_STICK, "1");
+    EXPECT_EQ(partition().bytes, 62000U * 512);
+    EXPECT_EQ(block_device_describe(makedev(8, 0), places()).bytes, 64000U * 512);
+    m_tree.make_file(m_disk + "/part1/size", "many\n");
+    EXPECT_EQ(partition().bytes, std::nullopt);
 }
 
 TEST_F(block_device, a_disk_without_partitions_has_the_same_facts) {

@@ -125,7 +125,7 @@ TEST(file_system_keys_linux, a_place_that_cannot_be_looked_at_is_told_by_the_tab
     const std::string card = mounts.folder().make_folder("card");
     const std::string options =
         "fd=" + std::to_string(daemon) + ",rootmode=40000,user_id=0,group_id=0";
-    const bool mounted = mounts.mount_at("card", card, "fuse.trovik-cardsim", 0, options);
+    const bool mounted = mounts.mount_at("card", card, "fuse.exfat", 0, options);
     close(daemon);  // the daemon is gone: every look gives ENOTCONN
     ASSERT_TRUE(mounted);
     file_system_keys keys;

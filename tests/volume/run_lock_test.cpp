@@ -1,4 +1,4 @@
-// One run at a time on a volume, whatever its file system thinks of locks.
+// One run at a time on a volume, with real locks and with staged errors.
 #include "volume/run_lock.h"
 
 #include <fcntl.h>
@@ -25,10 +25,11 @@
 using volume_tests::private_folder;
 using volume_tests::private_mounts;
 using volume_tests::run_program;
+using volume_tests::within_a_minute;
 
 namespace {
 
-// What the system answers to a lock; 0: the real one does.
+// errno of flock() and bind(); 0 calls the system.
 std::atomic<int> staged_error{0};
 std::atomic<bool> stays_silent{false};
 std::atomic<bool> opens_slowly{false};
@@ -40,8 +41,17 @@ struct staged_answer {
     staged_answer &operator=(const staged_answer &) = delete;
 };
 
-// No file system of this machine's, and no other test's.
+// The number of no file system here, nor of another test program's.
 const dev_t of_nobody = makedev(4094, static_cast<unsigned>(getpid()));
+
+bool is_taken(const run_lock_answer &answer) {
+    return answer.state == run_lock_state::taken;
+}
+
+void expect_failed(const run_lock_answer &answer, int error) {
+    EXPECT_EQ(answer.state, run_lock_state::failed) << error;
+    EXPECT_EQ(answer.error, error);
+}
 
 dev_t device_of(const std::string &path) {
     volume_info info;
@@ -82,37 +92,37 @@ extern "C" int open(const char *path, int flags, ...) {
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-TEST(run_lock, a_second_run_is_refused_until_the_first_has_ended) {
+TEST(run_lock, refuses_second_run_until_first_ends) {
     const private_folder folder;
     run_lock second;
     {
         run_lock first;
-        EXPECT_TRUE(first.take(folder.path()));
-        EXPECT_FALSE(second.take(folder.path()));
-        EXPECT_FALSE(second.take(folder.path() + "/./"));
+        EXPECT_EQ(first.take(folder.path()).state, run_lock_state::taken);
+        EXPECT_EQ(second.take(folder.path()).state, run_lock_state::locked);
+        EXPECT_EQ(second.take(folder.path() + "/./").state, run_lock_state::locked);
     }
-    EXPECT_TRUE(second.take(folder.path()));
+    EXPECT_EQ(second.take(folder.path()).state, run_lock_state::taken);
 }
 
-TEST(run_lock, a_folder_that_is_held_already_may_be_asked_for_again) {
+TEST(run_lock, takes_its_own_folder_again) {
     const private_folder folder;
     run_lock lock;
-    EXPECT_TRUE(lock.take(folder.path()));
-    EXPECT_TRUE(lock.take(folder.path()));
-    EXPECT_TRUE(lock.take(folder.make_folder("other")));
+    EXPECT_EQ(lock.take(folder.path()).state, run_lock_state::taken);
+    EXPECT_EQ(lock.take(folder.path()).state, run_lock_state::taken);
+    EXPECT_EQ(lock.take(folder.make_folder("other")).state, run_lock_state::taken);
     run_lock second;
-    EXPECT_FALSE(second.take(folder.path()));
-    EXPECT_FALSE(second.take(folder.path() + "/other"));
+    EXPECT_EQ(second.take(folder.path()).state, run_lock_state::locked);
+    EXPECT_EQ(second.take(folder.path() + "/other").state, run_lock_state::locked);
 }
 
-TEST(run_lock, writes_nothing_and_ends_with_the_process_however_it_ends) {
+TEST(run_lock, writes_nothing_and_ends_with_process) {
     const private_folder folder;
     int ready[2] = {-1, -1};
     ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
     const pid_t holder = fork();
     if (holder == 0) {
         run_lock lock;
-        const char taken = lock.take(folder.path()) ? 'y' : 'n';
+        const char taken = is_taken(lock.take(folder.path())) ? 'y' : 'n';
         if (write(ready[1], &taken, 1) == 1)
             pause();
         _exit(1);
@@ -121,71 +131,76 @@ TEST(run_lock, writes_nothing_and_ends_with_the_process_however_it_ends) {
     EXPECT_EQ(read(ready[0], &taken, 1), 1);
     EXPECT_EQ(taken, 'y');
     run_lock lock;
-    EXPECT_FALSE(lock.take(folder.path()));
+    EXPECT_EQ(lock.take(folder.path()).state, run_lock_state::locked);
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
     kill(holder, SIGKILL);
     EXPECT_EQ(waitpid(holder, nullptr, 0), holder);
     close(ready[0]);
     close(ready[1]);
-    EXPECT_TRUE(lock.take(folder.path()));
+    EXPECT_EQ(lock.take(folder.path()).state, run_lock_state::taken);
 }
 
-TEST(run_lock, a_program_started_meanwhile_does_not_inherit_it) {
+TEST(run_lock, is_not_inherited_by_child) {
     const private_folder folder;
     const std::string script = "test -z \"$(find /proc/$$/fd -lname '" + folder.path() + "')\"";
     run_lock lock;
-    EXPECT_TRUE(lock.take(folder.path()));
+    EXPECT_EQ(lock.take(folder.path()).state, run_lock_state::taken);
     EXPECT_EQ(run_program({"sh", "-c", script}), 0);
     const int inherited = open(folder.path().c_str(), O_RDONLY);
     EXPECT_EQ(run_program({"sh", "-c", script}), 1) << "the script sees what is inherited";
     close(inherited);
 }
 
-TEST(run_lock, a_file_system_that_cannot_lock_does_not_stop_a_run) {
+TEST(run_lock, tells_error_where_system_cannot_lock) {
     const private_folder folder;
     for (const int error : {ENOTSUP, ENOLCK, ENOSYS, EIO, EINVAL, EBADF}) {
         const staged_answer answer(error);
-        run_lock first;
-        run_lock second;
-        EXPECT_TRUE(first.take(folder.path())) << error;
-        EXPECT_TRUE(second.take(folder.path())) << error;
-        EXPECT_TRUE(first.take_file_system(of_nobody)) << error;
-        EXPECT_TRUE(second.take_file_system(of_nobody)) << error;
+        run_lock lock;
+        expect_failed(lock.take(folder.path()), error);
+        expect_failed(lock.take_file_system(of_nobody), error);
     }
     run_lock nowhere;
-    EXPECT_TRUE(nowhere.take(folder.path() + "/missing"));
-    EXPECT_TRUE(nowhere.take(folder.make_file("file", "x")));
+    expect_failed(nowhere.take(folder.path() + "/missing"), ENOENT);
+    expect_failed(nowhere.take(folder.make_file("file", "x")), ENOTDIR);
 }
 
-TEST(run_lock, a_second_run_is_refused_by_a_card_that_is_too_busy_with_the_first_to_open_a_folder) {
+TEST(run_lock, tells_foreign_lock_from_another_run) {
+    const private_folder folder;
+    const int foreign = open(folder.path().c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(foreign, LOCK_EX), 0);
+    run_lock first;
+    EXPECT_EQ(first.take_file_system(of_nobody).state, run_lock_state::taken);
+    EXPECT_EQ(first.take(folder.path()).state, run_lock_state::locked);
+    run_lock second;
+    EXPECT_EQ(second.take_file_system(of_nobody).state, run_lock_state::held_by_run);
+    close(foreign);
+    EXPECT_EQ(first.take(folder.path()).state, run_lock_state::taken);
+}
+
+TEST(run_lock, refuses_second_run_when_opening_is_slow) {
     const private_folder folder;
     run_lock first;
     run_lock second;
-    EXPECT_TRUE(first.take(folder.path()));
+    EXPECT_EQ(first.take(folder.path()).state, run_lock_state::taken);
     opens_slowly = true;
-    EXPECT_FALSE(second.take(folder.path()));
+    EXPECT_EQ(second.take(folder.path()).state, run_lock_state::locked);
     opens_slowly = false;
 }
 
-TEST(run_lock, a_file_system_that_does_not_answer_is_not_waited_for_and_holds_nothing_later) {
+TEST(run_lock, gives_up_on_silent_file_system) {
     const private_folder folder;
-    const auto begin = std::chrono::steady_clock::now();
     stays_silent = true;
     run_lock first;
-    EXPECT_TRUE(first.take(folder.path()));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{20});
+    expect_failed(first.take(folder.path()), ETIMEDOUT);  // returns while flock() does not
     stays_silent = false;
-    // The thread left behind gives back what it is given so late.
-    bool taken = false;
-    for (int i = 0; i < 1000 && !taken; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    // The detached thread releases the lock that it gets so late.
+    EXPECT_TRUE(within_a_minute([&] {
         run_lock second;
-        taken = second.take(folder.path());
-    }
-    EXPECT_TRUE(taken);
+        return is_taken(second.take(folder.path()));
+    }));
 }
 
-TEST(run_lock, of_a_file_system_is_one_for_all_that_is_mounted_of_it) {
+TEST(run_lock, refuses_second_run_through_another_mount) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -197,17 +212,19 @@ TEST(run_lock, of_a_file_system_is_one_for_all_that_is_mounted_of_it) {
     run_lock second;
     {
         run_lock first;
-        EXPECT_TRUE(first.take_file_system(device_of(card)));
-        EXPECT_TRUE(first.take_file_system(device_of(view))) << "not refused by itself";
-        EXPECT_FALSE(second.take_file_system(device_of(view)));
-        EXPECT_FALSE(second.take_file_system(device_of(card)));
-        EXPECT_TRUE(second.take_file_system(device_of(other)));
+        EXPECT_EQ(first.take_file_system(device_of(card)).state, run_lock_state::taken);
+        EXPECT_EQ(first.take_file_system(device_of(view)).state, run_lock_state::taken)
+            << "not refused by itself";
+        EXPECT_EQ(second.take_file_system(device_of(view)).state, run_lock_state::held_by_run);
+        EXPECT_EQ(second.take_file_system(device_of(card)).state, run_lock_state::held_by_run);
+        EXPECT_EQ(second.take_file_system(device_of(other)).state, run_lock_state::taken);
     }
     EXPECT_TRUE(std::filesystem::is_empty(view));
-    EXPECT_TRUE(second.take_file_system(device_of(view))) << "given back";
+    EXPECT_EQ(second.take_file_system(device_of(view)).state, run_lock_state::taken)
+        << "given back";
 }
 
-TEST(run_lock, of_a_file_system_is_one_for_two_subvolumes_of_a_pool) {
+TEST(run_lock, refuses_second_run_through_another_subvolume) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     if (!volume_tests::has_program("mkfs.btrfs") || !volume_tests::has_program("btrfs")) {
@@ -227,11 +244,11 @@ TEST(run_lock, of_a_file_system_is_one_for_two_subvolumes_of_a_pool) {
     ASSERT_TRUE(mounts.mount_at(node, view, "btrfs", 0, "subvol=part"));
     run_lock first;
     run_lock second;
-    EXPECT_TRUE(first.take_file_system(device_of(card)));
-    EXPECT_FALSE(second.take_file_system(device_of(view)));
+    EXPECT_EQ(first.take_file_system(device_of(card)).state, run_lock_state::taken);
+    EXPECT_EQ(second.take_file_system(device_of(view)).state, run_lock_state::held_by_run);
 }
 
-TEST(run_lock, of_a_file_system_is_not_inherited_and_ends_with_the_process) {
+TEST(run_lock, of_file_system_is_not_inherited_and_ends_with_process) {
     const std::string name =
         "trovik-run-" + std::to_string(major(of_nobody)) + ":" + std::to_string(minor(of_nobody));
     // Its number in the kernel's table, and whether the script has it open.
@@ -241,7 +258,7 @@ TEST(run_lock, of_a_file_system_is_not_inherited_and_ends_with_the_process) {
     const pid_t holder = fork();
     if (holder == 0) {
         run_lock lock;
-        const bool taken = lock.take_file_system(of_nobody);
+        const bool taken = is_taken(lock.take_file_system(of_nobody));
         _exit(taken ? run_program({"sh", "-c", script}) : 3);
     }
     int status = 0;
@@ -249,5 +266,5 @@ TEST(run_lock, of_a_file_system_is_not_inherited_and_ends_with_the_process) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     run_lock next;
-    EXPECT_TRUE(next.take_file_system(of_nobody));
+    EXPECT_EQ(next.take_file_system(of_nobody).state, run_lock_state::taken);
 }

@@ -36,17 +36,7 @@ dev_t node_number(const std::string &node);
 volume_info described(const std::string &path);
 bool is_root(const std::string &path);
 
-// Repeats `fact` until it holds. False after a minute.
-template <typename question>
-bool within_a_minute(const question &fact) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes{1};
-    while (!fact()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds{10});
-    }
-    return true;
-}
+using test_support::within_a_minute;
 
 // An ext4 of 16 MiB on a loop device of its own. Its backing file lies in memory, so that a busy
 // disk does not delay it.

@@ -118,6 +118,8 @@ TEST(volume_linux, memory_has_a_size_and_no_device) {
     EXPECT_EQ(info.free_bytes, 2U << 20);
     EXPECT_EQ(info.capacity_error, "");
     EXPECT_EQ(info.identifier, "0:" + std::to_string(minor(info.device)));
+    EXPECT_EQ(info.file_system_id, "");
+    EXPECT_EQ(info.device_bytes, std::nullopt);
     EXPECT_EQ(info.read_only, false);
     EXPECT_EQ(info.removable, std::nullopt);
     EXPECT_EQ(info.ejectable, std::nullopt);

@@ -54,10 +54,10 @@ TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
                                       "4 1 8:33 / /run/media/a/ntfs rw - fuseblk /dev/sdc1 rw\n"
                                       "5 1 0:50 / /mnt rw - btrfs /dev/sdd1 rw\n"
                                       "6 1 7:3 / /tmp/loop rw - ext4 /dev/loop3 rw\n"
-                                      "7 1 0:51 / /tmp/card rw - fuse.trovik-cardsim cardsim rw\n"
+                                      "7 1 0:51 / /tmp/image rw - fuse.ext2 card.img rw\n"
                                       "8 1 8:49 / /media/a/locked ro - exfat /dev/sdd1 ro\n"),
               (std::vector<std::string>{"/media/a/NO NAME", "/media/a/card", "/run/media/a/ntfs",
-                                        "/mnt", "/tmp/loop", "/tmp/card", "/media/a/locked"}));
+                                        "/mnt", "/tmp/loop", "/tmp/image", "/media/a/locked"}));
 }
 
 TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/cardsim/card.h"
@@ -43,6 +44,9 @@ enum class arguments_verdict {
  * the verdict run. */
 arguments_verdict arguments_parse(const std::vector<std::string> &words, card_options *options,
                                   std::string *error);
+
+/* What --help prints; lines fit into 80 columns. */
+std::string_view help_text();
 
 /* All options, as "--size" and so on, for the test that holds the help to them. */
 std::vector<std::string> arguments_known();

@@ -1,6 +1,5 @@
 /* The way into the background: the calling process waits until the mount answers,
  * so that a script can use the folder in its next line. */
-#include "tools/cardsim/background.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,7 +10,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "tools/cardsim/shown_text.h"
+#include "tools/cardsim/fuse_mount.h"
+#include "tools/cardsim/value_text.h"
 
 namespace cardsim {
 

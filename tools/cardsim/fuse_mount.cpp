@@ -3,9 +3,7 @@
  * on its way into the host's memory may wait for one more answer. */
 #include "tools/cardsim/fuse_mount.h"
 
-#include <linux/magic.h>
 #include <poll.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -42,22 +40,12 @@ void on_init(void *, fuse_conn_info *connection) {
     connection->want |= connection->capable & FUSE_CAP_EXPLICIT_INVAL_DATA;
 }
 
-bool is_kept_in_memory(const card_options &options) {
-    struct statfs facts = {};
-    return options.backing.empty() ||
-           (statfs(options.backing.c_str(), &facts) == 0 &&
-            (facts.f_type == TMPFS_MAGIC || facts.f_type == RAMFS_MAGIC));
-}
-
 fuse_session *new_session(mounted_card &card) {
     fuse_lowlevel_ops table = {};
     table.init = on_init;
     fuse_entries_add(&table);
     fuse_io_add(&table);
-    // The source tells where the sectors are kept. There is no second copy of those in memory.
-    const std::string place = is_kept_in_memory(card.options) ? "memory" : "file";
-    std::string mount_options =
-        "fsname=trovik-cardsim:" + place + ",subtype=trovik-cardsim,default_permissions";
+    std::string mount_options = "fsname=trovik-cardsim,subtype=trovik-cardsim,default_permissions";
     if (card.options.read_only) {
         mount_options += ",ro";
     }

@@ -1,6 +1,6 @@
 /* The help as its reader sees it, written out in full: each knob with the kind of
  * real card that behaves so. */
-#include "tools/cardsim/help_text.h"
+#include "tools/cardsim/arguments.h"
 
 namespace cardsim {
 

@@ -10,10 +10,8 @@
 #include <memory>
 
 #include "tools/cardsim/arguments.h"
-#include "tools/cardsim/background.h"
 #include "tools/cardsim/fuse_mount.h"
-#include "tools/cardsim/help_text.h"
-#include "tools/cardsim/shown_text.h"
+#include "tools/cardsim/value_text.h"
 
 namespace {
 

@@ -6,6 +6,8 @@
 #ifndef TROVIK_TOOLS_CARDSIM_MOUNTED_CARD_H
 #define TROVIK_TOOLS_CARDSIM_MOUNTED_CARD_H
 
+#include <fuse_lowlevel.h>
+
 #include <chrono>
 #include <memory>
 #include <unordered_map>
@@ -15,7 +17,6 @@
 #include "tools/cardsim/card_life.h"
 #include "tools/cardsim/file_contents.h"
 #include "tools/cardsim/file_tree.h"
-#include "tools/cardsim/fuse_library.h"
 #include "tools/cardsim/page_publisher.h"
 #include "tools/cardsim/throttle.h"
 

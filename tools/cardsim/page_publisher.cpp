@@ -1,9 +1,9 @@
 /* The thread behind the host's memory. */
 #include "tools/cardsim/page_publisher.h"
 
-#include <csignal>
+#include <fuse_lowlevel.h>
 
-#include "tools/cardsim/fuse_library.h"
+#include <csignal>
 
 namespace cardsim {
 

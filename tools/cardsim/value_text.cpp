@@ -153,4 +153,21 @@ bool value_parse_misreads(std::string_view text, std::map<uint64_t, uint64_t> *m
     return true;
 }
 
+// ASCII alone: scripts and programmers read these lines, and it takes no decoder.
+std::string shown_text(std::string_view text) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string shown;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte >= 0x20 && byte < 0x7F) {
+            shown += character;
+        } else {
+            shown += "\\x";
+            shown += digits[byte >> 4U];
+            shown += digits[byte & 0xFU];
+        }
+    }
+    return shown;
+}
+
 }  // namespace cardsim

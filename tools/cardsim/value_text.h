@@ -15,6 +15,10 @@
 
 namespace cardsim {
 
+/* The text with every byte that is not printable ASCII as "\xNN", for a terminal: a path can
+ * hold what would reprogram it. */
+std::string shown_text(std::string_view text);
+
 /* Bytes, or with K, M, G or T behind the number that many powers of 1024. */
 bool value_parse_size(std::string_view text, uint64_t *bytes, std::string *error);
 

@@ -154,35 +154,29 @@ class long_removal : public app_tests::window_test {
     std::unique_ptr<stalling_card> m_card;
 };
 
+// Removes "full" in the folder.
+remove_tree_error removal_in(const private_folder &folder, int quiet_ms = removal_quiet_ms) {
+    const folder_anchor held(folder.path());
+    return removal_run(nullptr, {held.descriptor(), folder.path() + "/", "full"}, quiet_ms);
+}
+
 }  // namespace
 
 TEST(removal, gives_back_what_went_wrong) {
     const private_folder folder;
     fs::create_directories(folder.path() + "/full/of/folders");
-    EXPECT_EQ(removal_run(nullptr, folder.path() + "/full").error_number, 0);
-    EXPECT_FALSE(fs::exists(folder.path() + "/full"));
-    const remove_tree_error error = removal_run(nullptr, folder.path() + "/full");
-    EXPECT_EQ(error.error_number, ENOENT);
-    EXPECT_EQ(error.path, folder.path() + "/full");
-}
-
-TEST(removal, of_an_entry_of_an_open_folder_is_told_by_its_whole_path) {
-    const private_folder folder;
-    fs::create_directories(folder.path() + "/full/of/folders");
-    const folder_anchor held(folder.path());
-    const removal_base base{held.descriptor(), folder.path() + "/"};
-    EXPECT_EQ(removal_run(nullptr, "full", base).error_number, 0);
+    EXPECT_EQ(removal_in(folder).error_number, 0);
     EXPECT_TRUE(fs::is_empty(folder.path()));
-    const remove_tree_error error = removal_run(nullptr, "full", base);
+    const remove_tree_error error = removal_in(folder);
     EXPECT_EQ(error.error_number, ENOENT);
     EXPECT_EQ(error.path, folder.path() + "/full");
 }
 
-TEST(removal, of_a_moment_shows_nothing) {
+TEST(removal, shows_no_dialog_when_done_soon) {
     const private_folder folder;
     fs::create_directories(folder.path() + "/full/of/folders");
     const dialog_counter dialogs;
-    removal_run(nullptr, folder.path() + "/full");
+    removal_in(folder, app_tests::patience_ms);
     QTest::qWait(100);
     EXPECT_EQ(dialogs.count(), 0);
 }
@@ -192,7 +186,7 @@ TEST(removal, is_a_question_as_long_as_it_lasts) {
     fs::create_directories(folder.path() + "/full");
     bool was_open = false;
     QTimer::singleShot(0, qApp, [&] { was_open = modal_question::is_open(); });
-    removal_run(nullptr, folder.path() + "/full");
+    removal_in(folder);
     EXPECT_TRUE(was_open);
     EXPECT_FALSE(modal_question::is_open());
 }

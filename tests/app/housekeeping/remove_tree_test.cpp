@@ -1,261 +1,272 @@
-// What is removed, and above all what is not. Every test has a precious folder beside the volume
-// that must come out of it as it was.
+// What is removed, and what is not. Each test has a precious folder beside the volume, which must
+// come out of it unchanged.
 #include "app/remove_tree.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <string>
+#include <thread>
 
-#include "../support/forbid_statx.h"
-#include "remove_tree_support.h"
+#include "support/folder.h"
+#include "support/mounts.h"
+#include "support/process.h"
+#include "volume/owned_descriptor.h"
 
 namespace fs = std::filesystem;
 
-using remove_tree_tests::as_ordinary_user;
-using remove_tree_tests::call_hooks;
-using remove_tree_tests::description;
-using remove_tree_tests::exists;
-using remove_tree_tests::in_child;
-using remove_tree_tests::in_own_mounts;
-using remove_tree_tests::names_in;
-using remove_tree_tests::outcome_of;
-using remove_tree_tests::remove_and_tell;
-using remove_tree_tests::scene;
-using remove_tree_tests::write_file;
-using test_support::forbid_statx;
+using test_support::exists;
+using test_support::private_folder;
+using test_support::private_mounts;
 
-TEST(remove_tree, a_folder_goes_with_everything_in_it_and_nothing_beside_it) {
-    const scene here;
-    write_file(here.trash("two words\n\x80"), "x");
-    fs::create_directory(here.trash(std::string(255, 'n')));
-    ASSERT_EQ(mkfifo(here.trash("sub/pipe").c_str(), 0600), 0);
-    for (const char *neighbour : {".Trashes2", ".Trashe", ".trashes"})
-        write_file(here.path("volume/") + neighbour, "x");
-    remove_tree_progress progress;
-    EXPECT_EQ(outcome_of(remove_tree(here.trash(), &progress)), "removed");
-    EXPECT_EQ(progress.removed, 9U);
-    EXPECT_EQ(names_in(here.path("volume")), ".Trashe .Trashes2 .trashes");
+namespace remove_tree_tests {
+
+// The names below a folder, each with its mode and content.
+std::map<std::string, std::string> everything_in(const std::string &folder) {
+    std::map<std::string, std::string> all;
+    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+        std::string what = std::to_string(static_cast<int>(entry.symlink_status().permissions()));
+        if (entry.symlink_status().type() == fs::file_type::regular)
+            what += test_support::file_content(entry.path());
+        all[entry.path().lexically_relative(folder)] = what;
+    }
+    return all;
 }
 
-TEST(remove_tree, an_entry_that_is_no_folder_is_removed_without_being_opened) {
-    const scene here;
-    const std::string marker = here.path("volume/.metadata_never_index");
-    const auto is_removed_unopened = [&] {
-        call_hooks watch;
-        int opened = 0;
-        watch.before_open = [&](auto &) { ++opened; };
-        return remove_and_tell(marker) == "removed" && opened == 0 && !exists(marker);
-    };
-    write_file(marker, "");
-    EXPECT_TRUE(is_removed_unopened());
+// "a a/b c"
+std::string names_in(const std::string &folder) {
+    std::string names;
+    for (const auto &[name, what] : everything_in(folder))
+        names += (names.empty() ? "" : " ") + name;
+    return names;
+}
+
+// A volume with a trash folder, and a precious folder with the same names beside it.
+class remove_tree : public testing::Test {
+ protected:
+    remove_tree() {
+        for (const char *place : {"precious", "volume/.Trashes"})
+            for (const char *name : {"file", "sub/file", "sub/sub/file"})
+                m_folder.make_file(std::string(place) + "/" + name, place);
+        fs::permissions(m_folder.path(), fs::perms::all);
+        for (const auto &entry : fs::recursive_directory_iterator(m_folder.path()))
+            fs::permissions(entry, fs::perms::all);
+        m_precious = everything_in(precious());
+    }
+    ~remove_tree() override { EXPECT_EQ(everything_in(precious()), m_precious); }
+
+    std::string precious() const { return m_folder.file("precious"); }
+    std::string volume(const std::string &name = {}) const {
+        return m_folder.file("volume") + (name.empty() ? "" : "/" + name);
+    }
+    std::string trash(const std::string &name = {}) const {
+        return volume(".Trashes") + (name.empty() ? "" : "/" + name);
+    }
+    void put(const std::string &path) const { m_folder.make_file(path, "x"); }
+    const private_folder &folder() const { return m_folder; }
+
+    // "removed", or the reason and the path.
+    std::string removal_of(const std::string &name) {
+        const owned_descriptor held(open(volume().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        m_removed = 0;
+        const remove_tree_error error =
+            ::remove_tree({held.get(), volume() + "/", name}, m_removed);
+        if (error.error_number == 0)
+            return "removed" + error.path;
+        return std::string(strerrorname_np(error.error_number)) + " " + error.path;
+    }
+    std::uint64_t removed() const { return m_removed; }
+
+    // The same as a user with permissions, which root has not.
+    std::string removal_by_ordinary_user(const std::string &name) {
+        test_support::process_options options;
+        options.user = 65534;
+        return test_support::run_body([&] { std::puts(removal_of(name).c_str()); }, options).out;
+    }
+
+ private:
+    const private_folder m_folder;
+    std::map<std::string, std::string> m_precious;
+    std::atomic<std::uint64_t> m_removed{0};
+};
+
+TEST_F(remove_tree, removes_folder_with_contents_alone) {
+    put("volume/.Trashes/two words\n\x80");
+    fs::create_directory(trash(std::string(255, 'n')));
+    ASSERT_EQ(mkfifo(trash("sub/pipe").c_str(), 0600), 0);
+    for (const char *neighbour : {".Trashes2", ".Trashe", ".trashes"})
+        put("volume/" + std::string(neighbour));
+    EXPECT_EQ(removal_of(".Trashes"), "removed");
+    EXPECT_EQ(removed(), 9U);
+    EXPECT_EQ(names_in(volume()), ".Trashe .Trashes2 .trashes");
+}
+
+// Opening a pipe that no process writes would block.
+TEST_F(remove_tree, removes_other_kinds_without_opening_them) {
+    const std::string marker = volume("marker");
+    put("volume/marker");
+    EXPECT_EQ(removal_of("marker"), "removed");
     ASSERT_EQ(mkfifo(marker.c_str(), 0600), 0);
-    EXPECT_TRUE(is_removed_unopened());
+    EXPECT_EQ(removal_of("marker"), "removed");
     sockaddr_un address = {AF_UNIX, {}};
     marker.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int end = socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_EQ(bind(end, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    close(end);
-    EXPECT_TRUE(is_removed_unopened());
-    fs::create_symlink(here.path("nowhere"), marker);
-    EXPECT_TRUE(is_removed_unopened());
-    fs::create_symlink(here.precious() + "/file", marker);
-    EXPECT_TRUE(is_removed_unopened());
-}
-
-TEST(remove_tree, a_device_node_is_removed_without_being_opened) {
-    const scene here;
-    const std::string marker = here.path("volume/device");
-    // A tape drive that nobody has: to open it would fail.
-    if (mknod(marker.c_str(), S_IFCHR | 0600, makedev(9, 0)) != 0)
-        GTEST_SKIP() << "this process may not make device nodes: " << std::strerror(errno);
-    EXPECT_EQ(remove_and_tell(marker), "removed");
+    const owned_descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(end.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(removal_of("marker"), "removed");
+    fs::create_symlink("nowhere", marker);
+    EXPECT_EQ(removal_of("marker"), "removed");
     EXPECT_FALSE(exists(marker));
 }
 
-TEST(remove_tree, a_marker_that_is_a_link_to_a_folder_loses_the_link_and_not_the_folder) {
-    const scene here;
-    for (const char *slashes : {"", "/", "///"}) {
-        fs::create_symlink(here.precious(), here.path("volume/marker"));
-        EXPECT_EQ(remove_and_tell(here.path("volume/marker") + slashes), "removed");
-        EXPECT_FALSE(exists(here.path("volume/marker")));
+TEST_F(remove_tree, removes_device_node_without_opening_it) {
+    // No such tape drive exists, so opening it would fail.
+    if (mknod(volume("device").c_str(), S_IFCHR | 0600, makedev(9, 0)) != 0)
+        GTEST_SKIP() << "this process may not make device nodes: " << std::strerror(errno);
+    EXPECT_EQ(removal_of("device"), "removed");
+    EXPECT_FALSE(exists(volume("device")));
+}
+
+TEST_F(remove_tree, removes_symlink_and_keeps_its_target) {
+    for (const std::string &target : {precious(), precious() + "/file"}) {
+        fs::create_symlink(target, volume("marker"));
+        EXPECT_EQ(removal_of("marker"), "removed");
+        EXPECT_FALSE(exists(volume("marker")));
     }
 }
 
-TEST(remove_tree, a_link_in_the_tree_loses_the_link_and_not_its_target) {
-    const scene here;
-    fs::create_symlink(here.precious(), here.trash("folder"));
-    fs::create_symlink("../../../precious/sub", here.trash("sub/relative"));
-    fs::create_symlink(here.precious() + "/file", here.trash("file link"));
-    fs::create_symlink("..", here.trash("sub/above"));
-    fs::create_symlink("nowhere", here.trash("dangling"));
-    EXPECT_EQ(remove_and_tell(here.trash()), "removed");
-    EXPECT_EQ(names_in(here.path("volume")), "");
+TEST_F(remove_tree, follows_no_symlink_in_folder) {
+    fs::create_symlink(precious(), trash("folder"));
+    fs::create_symlink("../../../precious/sub", trash("sub/relative"));
+    fs::create_symlink(precious() + "/file", trash("file link"));
+    fs::create_symlink("..", trash("sub/above"));
+    fs::create_symlink("nowhere", trash("dangling"));
+    EXPECT_EQ(removal_of(".Trashes"), "removed");
+    EXPECT_EQ(names_in(volume()), "");
 }
 
-TEST(remove_tree, a_hard_link_to_a_users_file_leaves_the_file) {
-    const scene here;
-    fs::create_hard_link(here.precious() + "/file", here.trash("sub/link"));
-    EXPECT_EQ(remove_and_tell(here.trash()), "removed");
-    EXPECT_EQ(fs::hard_link_count(here.precious() + "/file"), 1U);
+TEST_F(remove_tree, keeps_other_names_of_hard_link) {
+    fs::create_hard_link(precious() + "/file", trash("sub/link"));
+    EXPECT_EQ(removal_of(".Trashes"), "removed");
+    EXPECT_EQ(fs::hard_link_count(precious() + "/file"), 1U);
 }
 
-TEST(remove_tree, links_before_the_last_place_lead_to_the_volume) {
-    const scene here;
-    fs::create_directory_symlink(here.path("volume"), here.path("by name"));
-    EXPECT_EQ(remove_and_tell(here.path("by name/.Trashes/")), "removed");
-    EXPECT_EQ(names_in(here.path("volume")), "");
-    EXPECT_TRUE(exists(here.path("by name")));
+TEST_F(remove_tree, says_what_is_missing) {
+    EXPECT_EQ(removal_of("none"), "ENOENT " + volume("none"));
+    EXPECT_EQ(removed(), 0U);
 }
 
-TEST(remove_tree, what_is_not_there_is_told) {
-    const scene here;
-    EXPECT_EQ(remove_and_tell(here.path("none")), "ENOENT " + here.path("none"));
-    EXPECT_EQ(remove_and_tell(here.path("none/none/")), "ENOENT " + here.path("none/none"));
-    EXPECT_EQ(remove_and_tell(here.trash("file/x")), "ENOTDIR " + here.trash("file/x"));
-    EXPECT_EQ(remove_and_tell(""), "ENOENT ");
+TEST_F(remove_tree, refuses_names_that_are_paths) {
+    for (const std::string &name :
+         {std::string(), std::string("."), std::string(".."), std::string(".Trashes/sub"),
+          std::string("../precious"), std::string("/"), std::string(".Trashes\0", 9)})
+        EXPECT_EQ(removal_of(name), "EINVAL " + volume() + "/" + name);
+    EXPECT_TRUE(exists(trash("sub/sub/file")));
 }
 
-TEST(remove_tree, a_path_that_ends_in_no_name_is_refused) {
-    const scene here;
-    // In a folder of its own, should one be accepted.
-    in_child([&] {
-        ASSERT_EQ(chdir(here.trash("sub").c_str()), 0);
-        for (const std::string path : {"/", "//", ".", "./", "..", "../", "sub/.", "sub/.."})
-            EXPECT_EQ(remove_and_tell(path), "EINVAL " + path);
-        const std::string cut = here.trash("sub") + std::string(1, '\0') + "x";
-        EXPECT_EQ(remove_and_tell(cut), "EINVAL " + cut);
-        EXPECT_EQ(names_in(here.trash()), "file sub sub/file sub/sub sub/sub/file");
-    });
+TEST_F(remove_tree, names_folder_that_cannot_be_opened) {
+    put("volume/.Trashes/shut/inside");
+    put("volume/.Trashes/other/file");
+    ASSERT_EQ(chmod(trash("other").c_str(), 0777), 0);
+    ASSERT_EQ(chmod(trash("shut").c_str(), 0), 0);
+    EXPECT_EQ(removal_by_ordinary_user(".Trashes"), "EACCES " + trash("shut") + "\n");
+    EXPECT_EQ(names_in(trash()), "shut shut/inside") << "the rest is removed";
 }
 
-TEST(remove_tree, a_relative_path_begins_at_the_working_directory) {
-    const scene here;
-    in_child([&] {
-        ASSERT_EQ(chdir(here.path("volume").c_str()), 0);
-        EXPECT_EQ(remove_and_tell("-/.metadata_never_index"), "ENOENT -/.metadata_never_index");
-        write_file(here.path("volume/-/.metadata_never_index"), "");
-        EXPECT_EQ(remove_and_tell("-/.metadata_never_index"), "removed");
-        EXPECT_EQ(remove_and_tell(".Trashes"), "removed");
-        EXPECT_EQ(names_in(here.path("volume")), "-");
-        EXPECT_EQ(remove_and_tell("./-"), "removed");
-    });
+TEST_F(remove_tree, names_entry_that_holds_locked_file) {
+    put("volume/.Trashes/sub/locked/in/file");
+    ASSERT_EQ(chmod(trash("sub/locked/in").c_str(), 0555), 0);
+    EXPECT_EQ(removal_by_ordinary_user(".Trashes"), "EACCES " + trash("sub") + "\n");
+    EXPECT_TRUE(exists(trash("sub/locked/in/file")));
+    EXPECT_EQ(fs::status(trash("sub/locked/in")).permissions(), fs::perms(0555));
 }
 
-TEST(remove_tree, a_folder_that_cannot_be_opened_stays_with_its_parents_and_nothing_else) {
-    const scene here;
-    as_ordinary_user([&] {
-        write_file(here.trash("sub/shut/inside"), "x");
-        write_file(here.trash("sub/sub/more/file"), "x");
-        ASSERT_EQ(chmod(here.trash("sub/shut").c_str(), 0), 0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "EACCES " + here.trash("sub/shut"));
-        EXPECT_EQ(description(here.trash("sub/shut")), "40000 ");
-        ASSERT_EQ(chmod(here.trash("sub/shut").c_str(), 0700), 0);
-        EXPECT_EQ(names_in(here.trash()), "sub sub/shut sub/shut/inside");
-    });
+TEST_F(remove_tree, keeps_contents_of_volume_mounted_in_folder) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    fs::create_directory(trash("sub/with blank"));
+    ASSERT_TRUE(mounts.mount_tmpfs(trash("sub/with blank")));
+    put("volume/.Trashes/sub/with blank/in/file");
+    EXPECT_EQ(removal_of(".Trashes"), "EBUSY " + trash("sub/with blank"));
+    EXPECT_TRUE(exists(trash("sub/with blank/in/file")));
+    EXPECT_EQ(removed(), 0U);
 }
 
-TEST(remove_tree, an_empty_folder_needs_no_right_to_open_it) {
-    const scene here;
-    as_ordinary_user([&] {
-        ASSERT_EQ(mkdir(here.trash("shut").c_str(), 0), 0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "removed");
-    });
+TEST_F(remove_tree, keeps_contents_of_folder_of_same_volume_mounted_in_folder) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    fs::create_directory(trash("bound"));
+    ASSERT_TRUE(mounts.mount_bind(precious(), trash("bound")));
+    EXPECT_EQ(removal_of(".Trashes"), "EBUSY " + trash("bound"));
 }
 
-TEST(remove_tree, a_volume_folder_that_may_be_used_but_not_listed_is_enough) {
-    const scene here;
-    as_ordinary_user([&] {
-        fs::create_directories(here.path("volume/mine/.Trashes/sub"));
-        ASSERT_EQ(chmod(here.path("volume/mine").c_str(), 0300), 0);
-        EXPECT_EQ(remove_and_tell(here.path("volume/mine/.Trashes")), "removed");
-    });
+TEST_F(remove_tree, keeps_file_mounted_in_folder) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    ASSERT_TRUE(mounts.mount_bind(precious() + "/file", trash("file")));
+    EXPECT_EQ(removal_of(".Trashes"), "EBUSY " + trash("file"));
 }
 
-TEST(remove_tree, entries_of_a_folder_without_write_permission_stay_and_it_stays_as_it_is) {
-    const scene here;
-    as_ordinary_user([&] {
-        write_file(here.trash("a/locked/one"), "x");
-        write_file(here.trash("a/locked/in/two"), "y");
-        write_file(here.trash("a/listed/three"), "z");
-        ASSERT_EQ(chmod(here.trash("a/locked").c_str(), 0555), 0);
-        ASSERT_EQ(chmod(here.trash("a/listed").c_str(), 0444), 0);
-        const remove_tree_error error = remove_tree(here.trash());
-        EXPECT_EQ(error.error_number, EACCES);
-        EXPECT_EQ(error.path.find(here.trash("a/l")), 0U) << error.path;
-        EXPECT_EQ(description(here.trash("a/locked")), "40555 ");
-        EXPECT_EQ(description(here.trash("a/listed")), "40444 ");
-        ASSERT_EQ(chmod(here.trash("a/listed").c_str(), 0755), 0);
-        EXPECT_EQ(names_in(here.trash()),
-                  "a a/listed a/listed/three a/locked a/locked/in a/locked/one");
-    });
+TEST_F(remove_tree, keeps_folder_that_is_mount_point) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    ASSERT_TRUE(mounts.mount_bind(precious(), trash()));
+    EXPECT_EQ(removal_of(".Trashes"), "EBUSY " + trash());
+    fs::create_directory(volume("other"));
+    ASSERT_TRUE(mounts.mount_tmpfs(volume("other")));
+    EXPECT_EQ(removal_of("other"), "EBUSY " + volume("other"));
 }
 
-TEST(remove_tree, a_volume_mounted_in_the_tree_keeps_what_it_holds) {
-    const scene here;
-    for (const bool has_mount_numbers : {true, false})
-        in_own_mounts([&] {
-            fs::create_directories(here.trash("sub/mounted"));
-            fs::create_directories(here.trash("sub/other"));
-            ASSERT_EQ(mount("t", here.trash("sub/mounted").c_str(), "tmpfs", 0, "size=1m"), 0);
-            write_file(here.trash("sub/mounted/in/file"), "x");
-            if (!has_mount_numbers && !forbid_statx())
-                _exit(remove_tree_tests::exit_status_skipped);
-            EXPECT_EQ(remove_and_tell(here.trash()), "EBUSY " + here.trash("sub/mounted"));
-            EXPECT_EQ(names_in(here.trash()), "sub sub/mounted sub/mounted/in sub/mounted/in/file");
+TEST_F(remove_tree, removes_folder_beside_mount_of_similar_name) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    fs::create_directory(volume(".Trashes2"));
+    ASSERT_TRUE(mounts.mount_tmpfs(volume(".Trashes2")));
+    EXPECT_EQ(removal_of(".Trashes"), "removed");
+}
+
+TEST_F(remove_tree, removes_nothing_from_locked_volume) {
+    private_mounts mounts;
+    SKIP_WITHOUT_MOUNTS(mounts);
+    ASSERT_TRUE(mounts.mount_tmpfs(volume()));
+    put("volume/.Trashes/sub/file");
+    ASSERT_TRUE(mounts.mount_at("none", volume(), nullptr, MS_REMOUNT | MS_RDONLY, ""));
+    EXPECT_EQ(removal_of(".Trashes"), "EROFS " + trash("sub"));
+    EXPECT_EQ(names_in(trash()), "sub sub/file");
+}
+
+// A thread keeps exchanging a folder for a symlink to the precious folder.
+TEST_F(remove_tree, never_follows_folder_that_turns_into_symlink) {
+    for (const std::string &place : {trash("sub"), trash()}) {
+        const std::string link = folder().file("link");
+        std::atomic<bool> done{false};
+        std::thread swapping([&] {
+            while (!done)
+                syscall(SYS_renameat2, AT_FDCWD, place.c_str(), AT_FDCWD, link.c_str(),
+                        2 /* exchange */);
         });
+        for (int round = 0; round < 200 && exists(precious() + "/file"); ++round) {
+            symlink(precious().c_str(), link.c_str());
+            mkdir(trash().c_str(), 0700);
+            mkdir(trash("sub").c_str(), 0700);
+            mknod(trash("sub/file").c_str(), S_IFREG | 0600, 0);
+            removal_of(".Trashes");
+        }
+        done = true;
+        swapping.join();
+        EXPECT_TRUE(exists(precious() + "/sub/sub/file"));
+    }
 }
 
-TEST(remove_tree, a_folder_of_the_same_volume_mounted_in_the_tree_keeps_what_it_holds) {
-    const scene here;
-    in_own_mounts([&] {
-        fs::create_directories(here.trash("bound"));
-        ASSERT_EQ(
-            mount(here.precious().c_str(), here.trash("bound").c_str(), nullptr, MS_BIND, nullptr),
-            0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "EBUSY " + here.trash("bound"));
-        EXPECT_TRUE(here.precious_is_as_it_was());
-        EXPECT_EQ(names_in(here.trash()),
-                  "bound bound/file bound/sub bound/sub/file bound/sub/sub bound/sub/sub/file");
-    });
-}
-
-TEST(remove_tree, a_file_mounted_in_the_tree_stays) {
-    const scene here;
-    in_own_mounts([&] {
-        const std::string file = here.precious() + "/file";
-        ASSERT_EQ(mount(file.c_str(), here.trash("file").c_str(), nullptr, MS_BIND, nullptr), 0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "EBUSY " + here.trash("file"));
-        EXPECT_EQ(names_in(here.trash()), "file");
-    });
-}
-
-TEST(remove_tree, a_starting_folder_that_is_a_mount_point_is_left_alone) {
-    const scene here;
-    in_own_mounts([&] {
-        const std::string precious = here.precious();
-        ASSERT_EQ(mount(precious.c_str(), here.trash().c_str(), nullptr, MS_BIND, nullptr), 0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "EBUSY " + here.trash());
-        EXPECT_TRUE(here.precious_is_as_it_was());
-    });
-}
-
-TEST(remove_tree, a_locked_volume_loses_nothing) {
-    const scene here;
-    in_own_mounts([&] {
-        const std::string volume = here.path("volume");
-        ASSERT_EQ(mount("t", volume.c_str(), "tmpfs", 0, "size=1m"), 0);
-        write_file(here.trash("sub/file"), "x");
-        ASSERT_EQ(mount("t", volume.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
-        EXPECT_EQ(remove_and_tell(here.trash()), "EROFS " + here.trash("sub/file"));
-        EXPECT_EQ(names_in(here.trash()), "sub sub/file");
-    });
-}
+}  // namespace remove_tree_tests

@@ -161,6 +161,7 @@ int main(int argc, char *argv[]) {
     const QString volume = QString::fromLocal8Bit(argv[2]);
     QApplication app(argc, argv);
     TRAppDelegate controller;
+    controller.mediumIsMemory = true;  // as a simulated card's is
     QApplication::setQuitOnLastWindowClosed(
         controller.applicationShouldTerminateAfterLastWindowClosed());
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &controller,

@@ -14,6 +14,7 @@
 #include "model/engine_status.h"
 #include "mounts.h"
 #include "pictures.h"
+#include "report/number_text.h"
 #include "sector_oracle.h"
 #include "whole_run.h"
 
@@ -52,7 +53,7 @@ static std::vector<std::string> report_lines(const report_values &values) {
 }
 
 static std::string speed_text(double speed, const char *unit) {
-    return QString::asprintf("%.2f %s/s", speed, unit).toStdString();
+    return number_text_fixed(speed, 2) + " " + unit + "/s";
 }
 
 static void fill_in_speeds(report_values &values) {
@@ -76,7 +77,7 @@ static void expect_ready_for_the_next_test(const TRAppDelegate &app) {
     EXPECT_EQ(look.progress_value, "100%");
     EXPECT_EQ(look.progress, 100);
     EXPECT_EQ(look.phase, "");
-    EXPECT_EQ(look.read_speed, QString::asprintf("%.2f", get_read_speed()));
+    EXPECT_EQ(look.read_speed, QString::fromStdString(number_text_fixed(get_read_speed(), 2)));
     EXPECT_EQ(look.read_unit, get_read_speed_unit());
     EXPECT_TRUE(look.console_at_end);
 }
@@ -127,7 +128,7 @@ static std::string mib_text(std::uint64_t sectors) {
     const double bytes = static_cast<double>(sectors * oracle_sector_bytes);
     if (sectors == 0)
         return "0.000000 Byte";
-    return QString::asprintf("%.6f MB", bytes / static_cast<double>(mib)).toStdString();
+    return number_text_fixed(bytes / static_cast<double>(mib), 6) + " MB";
 }
 
 // Two tests, one after another in the same window: first a sound card of 16 MiB, then

@@ -15,6 +15,7 @@
 #include "app/sandbox.h"
 #include "model/engine_status.h"
 #include "mounts.h"
+#include "report/number_text.h"
 #include "user_files.h"
 #include "whole_run.h"
 
@@ -67,7 +68,7 @@ class start_steps : public QObject {
 
  private:
     const TRAppDelegate &m_app;
-    const job_thread *m_job_before;
+    const run_thread *m_job_before;
 };
 
 }  // namespace
@@ -223,7 +224,7 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     const window_look reading = look_at(app());
     EXPECT_TRUE(std::regex_match(reading.phase.toStdString(),
                                  std::regex(R"(Reading 1\.fff \(\d+\.\d %\))")));
-    EXPECT_EQ(reading.progress_value, QString::asprintf("%.1f %%", written));
+    EXPECT_EQ(reading.progress_value, QString::fromStdString(number_text_fixed(written, 1) + " %"));
     EXPECT_GE(written, writing.progress_value.chopped(2).toDouble());
     EXPECT_TRUE(reading.console_at_end);
 
@@ -282,7 +283,7 @@ TEST_F(test_job, another_press_of_start_during_a_test_is_logged_and_changes_noth
     press_start();
     tick();
     const window_look before = look_at(app());
-    const job_thread *const job = jobThread.get();
+    const run_thread *const job = jobThread.get();
     {
         const error_capture errors;
         app().UI_start_pressed();

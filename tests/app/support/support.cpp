@@ -170,6 +170,7 @@ bool wait_until(const std::function<bool()> &holds) {
 window_test::window_test() {
     reset_controller_state();
     m_app = std::make_unique<TRAppDelegate>();
+    m_app->mediumIsMemory = true;  // as a simulated card's is
     m_app->window->show();
     QTest::qWait(1);
 }

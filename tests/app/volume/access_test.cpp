@@ -1,7 +1,9 @@
 // Asking for access: what the panels say to the letter, what each answer means, and
 // that nobody is asked where nothing has to be asked.
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFileSystemModel>
+#include <QListView>
 #include <QTest>
 #include <QTextDocumentFragment>
 #include <fstream>
@@ -119,6 +121,55 @@ TEST_F(access_grant, to_read_is_logged_in_its_own_word_order_and_yes) {
     then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("elsewhere")); });
     EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read("x", "x"));
     EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("elsewhere")}));
+}
+
+TEST_F(access_grant, to_read_takes_file_by_name) {
+    make("picture");
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("picture")); });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read("x", "x"));
+    EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("picture")}));
+}
+
+TEST_F(access_grant, to_read_takes_file_by_mouse) {
+    make("elsewhere/picture");
+    answers user;
+    const error_capture log;
+    then_in_panel(user, [this](QFileDialog &panel) {
+        panel.setDirectory(qpath("elsewhere"));
+        auto *const list = panel.findChild<QListView *>("listView");
+        QModelIndex entry;
+        ASSERT_TRUE(app_tests::wait_until([&] {
+            entry = list->model()->index(0, 0, list->rootIndex());
+            return entry.data().toString() == "picture";
+        }));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(entry).center());
+        auto *const box = panel.findChild<QDialogButtonBox *>();
+        for (QAbstractButton *button : box->buttons()) {
+            if (box->buttonRole(button) != QDialogButtonBox::AcceptRole)
+                continue;
+            EXPECT_TRUE(button->isEnabled());
+            EXPECT_EQ(button->text(), "Authorize read access to  x");
+            QTest::mouseClick(button, Qt::LeftButton);
+        }
+        EXPECT_FALSE(panel.isVisible());
+        QTimer::singleShot(app_tests::patience_ms, &panel, &QDialog::reject);
+    });
+    EXPECT_TRUE(app().qop_sandbox_askUserForPermission_read("x", "x"));
+    EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("elsewhere/picture")}));
+}
+
+TEST_F(access_grant, to_read_refuses_missing_name) {
+    answers user;
+    user.then([&user, this](QDialog &dialog) {
+        auto &panel = dynamic_cast<QFileDialog &>(dialog);
+        user.then([](QDialog &not_found) { not_found.reject(); });
+        choose_by_name(panel, path("missing"));
+        EXPECT_TRUE(panel.isVisible());
+        panel.reject();
+    });
+    EXPECT_FALSE(app().qop_sandbox_askUserForPermission_read("x", "x"));
 }
 
 TEST_F(access_grant, to_read_can_be_confirmed_as_it_was_asked_for) {

@@ -228,19 +228,19 @@ TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_ha
     volume.make_file("holiday.jpg");  // which makes no other volume of it
     {
         run_lock other;
-        ASSERT_TRUE(other.take(volume.path()));
+        ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
         expect_start_refused(volume.path(), "Another run is at work on this volume");
     }
     {
         run_lock other;  // through another mount of it
-        ASSERT_TRUE(other.take_file_system(selectedVolume->device));
+        ASSERT_EQ(other.take_file_system(selectedVolume->device).state, run_lock_state::taken);
         expect_start_refused(volume.path(), "Another run is at work on this volume");
     }
     EXPECT_EQ(volume.content(), lines({"1.fff", "holiday.jpg"}));
     // The refused Start has kept nothing back, neither from other runs nor from an unmounting.
     run_lock next;
-    EXPECT_TRUE(next.take(volume.path()));
-    EXPECT_TRUE(next.take_file_system(selectedVolume->device));
+    EXPECT_EQ(next.take(volume.path()).state, run_lock_state::taken);
+    EXPECT_EQ(next.take_file_system(selectedVolume->device).state, run_lock_state::taken);
 }
 
 namespace {
@@ -293,7 +293,7 @@ TEST_F(doubtful_run, keeps_other_runs_away_and_shows_a_name_that_wants_to_be_mor
     expect_refused_to_the_command_line(volume.path());
     finish();
     run_lock next;
-    EXPECT_TRUE(next.take(volume.path())) << "given back at the end";
+    EXPECT_EQ(next.take(volume.path()).state, run_lock_state::taken) << "given back at the end";
     EXPECT_FALSE(console().contains("\n -  1")) << console().toStdString();
     for (const QString &text :
          {console(), app().UI_volumesName->text(), QString::fromStdString([&] {

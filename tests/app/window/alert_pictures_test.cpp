@@ -159,7 +159,7 @@ TEST_F(pictures_of_alerts, another_run_on_the_chosen_volume) {
     const memory_volume volume(mib, "HOLIDAYS 2017");
     choose(volume.path());
     run_lock other;
-    ASSERT_TRUE(other.take(volume.path()));
+    ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
     answers user;
     then_take(user, "alert-another-run", only_ok, "OK");
     press("UI_start");

@@ -197,6 +197,27 @@ TEST_F(status_display, shows_speed_unit_and_progress_as_the_engine_has_them) {
     EXPECT_EQ(app().UI_writeUnit->text(), "KB");
 }
 
+// The ties are exact in binary: rounding away from zero gives 2.13, 4.63 and 56.3.
+TEST_F(status_display, rounds_ties_to_even_like_report) {
+    uiState = UI_STATE_TESTING;
+    publish_write_period(2.125, "MB", 56.25);
+    publish_read_speed(4.625, "MB");
+    record_write_start(1600, 0);
+    record_bytes_written(1600);
+    record_read_start();
+    record_bytes_read(900);
+    record_phase(ENGINE_PHASE_READING);
+    tick();
+    EXPECT_EQ(app().UI_writeSpeed->text(), "2.12");
+    EXPECT_EQ(app().UI_progressValue->text(), "56.2 %");
+    EXPECT_EQ(app().window->findChild<QLabel *>("phase")->text(), "Reading 1.fff (56.2 %)");
+    uiState = UI_STATE_RESULT;
+    tick();
+    EXPECT_EQ(app().UI_readSpeed->text(), "4.62");
+    EXPECT_NE(console().find("Write speed average ........ : 2.12 MB/s\n"), std::string::npos);
+    EXPECT_NE(console().find("Read speed average ......... : 4.62 MB/s\n"), std::string::npos);
+}
+
 TEST_F(status_display, the_values_of_the_last_test_stay_with_the_next_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     publish_write_period(12.5, "MB", 100.0);

@@ -72,7 +72,7 @@ class on_a_file_system : public testing::TestWithParam<cell> {
 
 cli_result on_a_file_system::run_to_its_end(card &medium, const volume &where) const {
     const report_file report;
-    std::vector<std::string> words = {TROVIK_CLI_PROGRAM, "test", where.path(), report.option()};
+    std::vector<std::string> words = cli_command({"test", where.path(), report.option()});
     if (row().image != promise::after_report)
         words.emplace_back("--keep-files");
     child_process program(words, until().options());
