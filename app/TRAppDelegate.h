@@ -17,7 +17,6 @@
 #include <string>
 #include <thread>
 
-#include "app/help_texts.h"
 #include "app/mailbox.h"
 #include "report/run_snapshot.h"
 
@@ -31,6 +30,25 @@ class run_lock;
 class verdict_banner;
 class volume_marker;
 class window_layout;
+
+enum class help_topic {
+    general,
+    hidden_files,
+    disable_spotlight,
+    remove_spotlight_data,
+    remove_trashes_data,
+    remove_logging_data,
+    disable_logging,
+};
+
+struct help_text {
+    const char *title;
+    const char *text;
+};
+
+// A topic's title and text, in app_help.cpp. Users and translators know the texts, spelling
+// included. Any thread.
+help_text help_text_of(help_topic topic);
 
 class TRAppDelegate : public QObject {
  public:

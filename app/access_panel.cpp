@@ -2,61 +2,13 @@
 // these panels.
 #include "app/access_panel.h"
 
-#include <QAbstractButton>
-#include <QAbstractItemView>
-#include <QDialogButtonBox>
 #include <QDir>
-#include <QFileInfo>
-#include <QItemSelectionModel>
-#include <QLineEdit>
 #include <QUrl>
+#include <string_view>
 
 #include "app/file_panel.h"
 #include "app/platform.h"
-
-namespace {
-
-// Chooses a folder or a file. Qt's panel has no mode for both: in its mode for folders it
-// shows files but refuses them.
-class read_access_panel : public file_panel {
- public:
-    read_access_panel(QWidget *parent, const QString &title) : file_panel(parent, title) {
-        setFileMode(QFileDialog::Directory);
-        setOption(QFileDialog::ShowDirsOnly, false);
-        // Connected after Qt's own slots, which switch the button off for a file.
-        if (auto *const field = findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
-            connect(field, &QLineEdit::textChanged, this, [this] { enable_for_file(); });
-        for (const auto *view : findChildren<QAbstractItemView *>())
-            if (view->selectionModel() != nullptr)
-                connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-                        [this] { enable_for_file(); });
-    }
-
- protected:
-    void accept() override {
-        if (platform_has_file_panels() || !has_file())
-            QFileDialog::accept();
-        else
-            QDialog::accept();
-    }
-
- private:
-    bool has_file() const {
-        const QStringList selected = selectedFiles();
-        return selected.size() == 1 && QFileInfo(selected.constFirst()).isFile();
-    }
-
-    void enable_for_file() {
-        auto *const box = findChild<QDialogButtonBox *>();
-        if (box == nullptr || !has_file())
-            return;
-        for (QAbstractButton *button : box->buttons())
-            if (box->buttonRole(button) == QDialogButtonBox::AcceptRole)
-                button->setEnabled(true);
-    }
-};
-
-}  // namespace
+#include "report/number_text.h"
 
 static QString quoted(const QString &words, const QString &text) {
     return QStringLiteral("%1 \"%2\"").arg(words, text);
@@ -85,12 +37,9 @@ std::optional<QString> access_panel_read_write(QWidget *parent, const QString &n
 
 std::optional<QString> access_panel_read(QWidget *parent, const QString &name,
                                          const QString &text) {
-    const QString title = quoted(QStringLiteral("You are about to authorize read access to"), text);
-    read_access_panel panel(parent, title);
-    panel.set_prompt(
-        QStringLiteral("%1 %2").arg(QStringLiteral("Authorize read access to "), text));
-    panel.set_name(name);
-    return run(panel);
+    return access_panel_read_titled(
+        parent, quoted(QStringLiteral("You are about to authorize read access to"), text),
+        QStringLiteral("%1 %2").arg(QStringLiteral("Authorize read access to "), text), name);
 }
 
 std::optional<QString> access_panel_file(QWidget *parent, const QString &request,
@@ -104,4 +53,54 @@ std::optional<QString> access_panel_file(QWidget *parent, const QString &request
         panel.setDirectoryUrl(place);
     panel.setFileMode(QFileDialog::ExistingFile);
     return run(panel);
+}
+
+static bool is_one_of(std::string_view set, char character) {
+    return set.find(character) != std::string_view::npos;
+}
+
+static size_t skip(std::string_view set, const std::string &format, size_t position) {
+    while (position < format.size() && is_one_of(set, format[position]))
+        ++position;
+    return position;
+}
+
+// What a conversion prints for an argument that is not there.
+static std::string filled_with_nothing(char conversion, const std::string &precision) {
+    if (is_one_of("diouxXDOU", conversion))
+        return "0";
+    if (is_one_of("aAeEfFgG", conversion)) {
+        int decimals = precision.empty() ? 6 : 0;
+        for (const char digit : precision)
+            decimals = decimals > 9 ? decimals : decimals * 10 + (digit - '0');
+        return number_text_fixed(0.0, decimals > 17 ? 17 : decimals);
+    }
+    if (is_one_of("sS@p", conversion))
+        return "(null)";
+    if (is_one_of("cCn", conversion))
+        return "";
+    return {conversion};
+}
+
+std::string format_expand_without_arguments(const std::string &format) {
+    std::string text;
+    for (size_t i = 0; i < format.size(); ++i) {
+        if (format[i] != '%') {
+            text += format[i];
+            continue;
+        }
+        size_t at = skip("#0- +'", format, i + 1);
+        at = skip("0123456789*", format, at);
+        std::string precision;
+        if (at < format.size() && format[at] == '.') {
+            const size_t begin = at + 1;
+            at = skip("0123456789", format, begin);
+            precision = "0" + format.substr(begin, at - begin);
+        }
+        at = skip("hlqLjzt", format, at);
+        if (at < format.size())
+            text += filled_with_nothing(format[at], precision);
+        i = at;
+    }
+    return text;
 }

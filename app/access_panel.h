@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <optional>
+#include <string>
 
 class QWidget;
 
@@ -16,9 +17,18 @@ std::optional<QString> access_panel_read_write(QWidget *parent, const QString &n
 // An open panel that asks for read access to a folder or a file.
 std::optional<QString> access_panel_read(QWidget *parent, const QString &name, const QString &text);
 
+// The same with these words, by the platform's panel. Use access_panel_read.
+std::optional<QString> access_panel_read_titled(QWidget *parent, const QString &title,
+                                                const QString &prompt, const QString &name);
+
 // An open panel that asks for one file, by a request in words. It starts where
 // `start` leads when that is read as an address, which a plain path is not.
 std::optional<QString> access_panel_file(QWidget *parent, const QString &request,
                                          const QString &start);
+
+// `format` with "%%" as "%" and every conversion filled with nothing: numbers are "0" (with their
+// precision, "0.00" for "%.2f"), texts and objects "(null)". A percent sign without a conversion is
+// left out. Any thread.
+std::string format_expand_without_arguments(const std::string &format);
 
 #endif

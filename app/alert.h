@@ -28,4 +28,17 @@ struct alert_request {
 // are, never as rich text; a text that is too long for the screen scrolls. Main thread.
 int alert_run(QWidget *parent, const alert_request &request);
 
+// While one lives, the user is being asked something, and the display stops. Every alert and panel
+// makes one. Main thread; may be nested.
+class modal_question {
+ public:
+    modal_question();
+    ~modal_question();
+    modal_question(const modal_question &) = delete;
+    modal_question &operator=(const modal_question &) = delete;
+
+    // Whether one lives.
+    static bool is_open();
+};
+
 #endif

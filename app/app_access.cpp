@@ -8,8 +8,7 @@
 #include "app/access_panel.h"
 #include "app/alert.h"
 #include "app/diagnostic_log.h"
-#include "app/format_expansion.h"
-#include "app/sandbox.h"
+#include "app/platform.h"
 
 bool TRAppDelegate::qop_sandbox_askUserForPermission_readWrite(const QString &name,
                                                                const QString &text) {

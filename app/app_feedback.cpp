@@ -9,12 +9,10 @@
 
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
-#include "app/app_settings.h"
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
-#include "app/outreach_links.h"
-#include "app/product_version.h"
-#include "app/share_picker.h"
+#include "app/outreach.h"
+#include "app/platform.h"
 
 QString TRAppDelegate::UTIL_getOSCodenameForVersionNumber(const QString &version) const {
     static constexpr std::array<std::pair<const char *, const char *>, 13> codenames{{

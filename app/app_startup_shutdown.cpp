@@ -11,7 +11,7 @@
 #include "app/alert.h"
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
-#include "app/product_version.h"
+#include "app/platform.h"
 #include "app/verdict_banner.h"
 #include "app/window_layout.h"
 #include "volume/folder_anchor.h"

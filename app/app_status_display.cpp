@@ -9,8 +9,8 @@
 #include <filesystem>
 
 #include "app/TRAppDelegate.h"
+#include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/modal_question.h"
 #include "app/window_layout.h"
 #include "model/engine_log.h"
 #include "model/engine_results.h"

@@ -8,7 +8,7 @@
 #include "app/alert.h"
 #include "app/controller_state.h"
 #include "app/diagnostic_log.h"
-#include "app/folder_panel.h"
+#include "app/file_panel.h"
 #include "app/platform.h"
 #include "model/engine_status.h"
 #include "report/number_text.h"

@@ -1,12 +1,15 @@
 #include "app/file_panel.h"
 
-#include <QDialogButtonBox>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTextDocument>
+#include <QUrl>
 
-#include "app/modal_question.h"
+#include "app/alert.h"
+#include "app/diagnostic_log.h"
 #include "app/platform.h"
+#include "volume/volume.h"
 
 QIcon quiet_file_icons::icon(const QFileInfo &entry) const {
     return icon(entry.isDir() ? Folder : File);
@@ -44,4 +47,46 @@ void file_panel::set_name(const QString &name) {
 bool file_panel::run() {
     const modal_question question;
     return exec() == QDialog::Accepted;
+}
+
+// Removable volumes first, as the list has them.
+static QList<QUrl> mounted_volumes() {
+    std::vector<volume_info> volumes;
+    std::string error;
+    if (!volume_list(volumes, error))
+        diagnostic_log("ERR: " + error);
+    QList<QUrl> urls;
+    for (const volume_info &volume : volumes)
+        urls.append(QUrl::fromLocalFile(QString::fromStdString(platform_volume_path(volume))));
+    return urls;
+}
+
+folder_panel::folder_panel(QWidget *parent)
+    : file_panel(parent, QStringLiteral("Choose a volume")) {
+    set_prompt(QStringLiteral("Choose root folder of a device /Volumes/<your-media>"));
+    setFileMode(QFileDialog::Directory);
+    setOption(QFileDialog::ShowDirsOnly);
+    setDirectory(platform_media_folder());
+    setSidebarUrls(mounted_volumes());
+    if (auto *const side_bar = findChild<QWidget *>(QStringLiteral("sidebar")))
+        side_bar->setMinimumWidth(fontMetrics().averageCharWidth() * 24);
+}
+
+QString folder_panel::folder() const {
+    // The system's own panel does not ask accept(); it names what was highlighted,
+    // or else the folder it was showing.
+    if (platform_has_file_panels() && !selectedFiles().isEmpty())
+        return selectedFiles().constFirst();
+    return directory().absolutePath();
+}
+
+void folder_panel::accept() {
+    const QStringList selected = selectedFiles();
+    if (!selected.isEmpty() && QFileInfo(selected.constFirst()).isDir()) {
+        setDirectory(selected.constFirst());
+        // The name that led here is no name inside it.
+        if (auto *const field = findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
+            field->clear();
+    }
+    QFileDialog::accept();
 }

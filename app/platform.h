@@ -3,12 +3,21 @@
 #ifndef TROVIK_APP_PLATFORM_H
 #define TROVIK_APP_PLATFORM_H
 
+#include <QRect>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "volume/volume.h"
+
+class QWidget;
+
+// Whether access to files has to be asked for: platform_is_sandboxed, unless overridden.
+bool sandbox_is_active();
+// For tests; nullopt restores the platform's answer. Main thread.
+void sandbox_override(std::optional<bool> active);
 
 // Whether this process runs in the system's application sandbox, where a file can
 // be used only after the user has named it in a file panel.
@@ -33,5 +42,24 @@ std::optional<std::vector<std::string>> platform_mount_points();
 
 // The path by which the controller knows a volume.
 std::string platform_volume_path(const volume_info &volume);
+
+// Offers the items, in their order, to other programs, under the lower edge of `place`, a rectangle
+// in `anchor`. Returns at once. Main thread.
+void share_picker_show(QWidget *anchor, const QRect &place, const QStringList &items);
+
+// The "ProductVersion" of a property list, such as "10.11.6". Empty when the file cannot be read or
+// has none, as below.
+QString product_version_from_plist(const QString &path);
+// The VERSION_ID of an os-release file, such as "12".
+QString product_version_from_os_release(const QString &path);
+
+struct product_version_found {
+    QString version;
+    // Whether it comes from a property list. Only such systems have the names of releases.
+    bool is_listed = false;
+};
+
+// This system's version: from its property list, or else from its release file.
+product_version_found product_version(const QString &property_list);
 
 #endif

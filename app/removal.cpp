@@ -12,7 +12,7 @@
 #include <system_error>
 #include <thread>
 
-#include "app/modal_question.h"
+#include "app/alert.h"
 #include "report/printable.h"
 
 constexpr int poll_ms = 20;

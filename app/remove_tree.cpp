@@ -1,7 +1,7 @@
 // std::filesystem::remove_all works relative to descriptors and follows no symlink, but it enters
 // volumes that are mounted in the folder. So the mount table is searched first. The starting
 // folder is held open and addressed by its descriptor: it cannot be replaced in between.
-#include "app/remove_tree.h"
+#include "app/removal.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "app/platform.h"
-#include "volume/owned_descriptor.h"
+#include "volume/posix.h"
 
 namespace fs = std::filesystem;
 
@@ -81,7 +81,7 @@ static remove_tree_error remove_entry(const remove_tree_entry &entry,
         return {errno, entry.path()};
     const bool is_folder = S_ISDIR(found.st_mode);
     if (is_folder) {
-        const owned_descriptor folder(openat(entry.folder, entry.name.c_str(),
+        const unique_fd folder(openat(entry.folder, entry.name.c_str(),
                                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (folder.get() < 0)
             return {errno, entry.path()};

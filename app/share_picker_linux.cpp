@@ -1,7 +1,5 @@
 // No desktop but one has a picker for sharing, so a menu offers what works everywhere:
 // the clipboard, an e-mail, a file.
-#include "app/share_picker.h"
-
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -14,6 +12,7 @@
 
 #include "app/alert.h"
 #include "app/file_panel.h"
+#include "app/platform.h"
 
 static void compose_mail(QWidget *parent, const QString &text) {
     // Mail programs want "%0D%0A" between lines (RFC 6068), and know no "+" for a blank.

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "volume/naming.h"
+#include "volume/posix.h"
 
 volume_marker::volume_marker(const std::string &volume, const std::string &folder,
                              const std::string &name)
@@ -14,7 +14,7 @@ volume_marker::volume_marker(const std::string &volume, const std::string &folde
       m_path(volume + "/" + (folder.empty() ? "" : folder + "/") + name) {
     if (m_volume.descriptor() < 0 || is_in_root())
         return;
-    m_folder = uninterrupted([&] {
+    m_folder = retry_eintr([&] {
         return openat(m_volume.descriptor(), folder.c_str(),
                       open_for_names | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     });
@@ -32,14 +32,14 @@ bool volume_marker::is_in_place() const {
 bool volume_marker::exists() const {
     struct stat found = {};
     return folder() >= 0 &&
-           uninterrupted(
+           retry_eintr(
                [&] { return fstatat(folder(), m_name.c_str(), &found, AT_SYMLINK_NOFOLLOW); }) == 0;
 }
 
 bool volume_marker::create() const {
     if (folder() < 0)
         return false;
-    const int fd = uninterrupted([&] {
+    const int fd = retry_eintr([&] {
         return openat(folder(), m_name.c_str(),
                       O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     });

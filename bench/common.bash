@@ -1,6 +1,6 @@
-# What the scripts of this folder share. Sourced, never run, from the project's folder.
+# Shared by the scripts of this folder, which source it from the project's folder.
 
-# Where some systems keep what only root uses.
+# Some systems keep root's programs here.
 PATH=$PATH:/sbin:/usr/sbin
 
 refuse() { echo "bench/${0##*/}: $2" >&2; exit "$1"; } # STATUS REASON
@@ -14,8 +14,8 @@ require_tools() { # NAME...
     done
 }
 
-# A folder for everything that is written, with one in it to mount the volume on. Both go
-# with the script, which traps its EXIT anew where more is to go.
+# A folder for all output, with the mount point in it. Both are removed on EXIT; a script that
+# has more to remove replaces the trap.
 make_work_folder() {
     work=$(mktemp -d)
     readonly work volume=$work/volume
@@ -27,9 +27,9 @@ remove_work_folder() {
     rm -rf --one-file-system "$work"
 }
 
-# Sees to it that no program waits for the machine's memory. A virtual machine may give back
-# to its host what is free in blocks of 2 MiB and more, and whoever is given such a block
-# next waits for the host. A page kept out of every MiB of all memory leaves no such block.
+# Keeps programs from waiting for the machine's memory. A virtual machine may return free
+# blocks of 2 MiB and more to its host, and the next allocation of such a block waits for the
+# host. Occupying a page of every MiB leaves no such block.
 keep_memory() {
     local mib part
     echo 3 >/proc/sys/vm/drop_caches
@@ -43,8 +43,8 @@ keep_memory() {
     rm "$work/kept/all"
 }
 
-# fio_job MEASURE NAME VERIFY ARGUMENT...: MEASURE NAME, a function of the script's, runs
-# fio over $bytes of the volume in blocks of 1 MiB, checked by VERIFY.
+# fio_job MEASURE NAME VERIFY ARGUMENT...: calls MEASURE NAME, a function of the script, to run
+# fio over $bytes of the volume in blocks of 1 MiB, verified by VERIFY.
 fio_job() {
     local measure=$1 name=$2 verify=(--verify="$3")
     [ "$3" != pattern ] || verify+=(--verify_pattern=0x5aa53cc3)

@@ -1,6 +1,5 @@
-// The pattern and the classification, beside memset, memcpy and memcmp of the same
-// buffers in the same run: a ratio says more than a rate, for the machine drops
-// out of it.
+// Benchmarks of the pattern and the classification, next to memset, memcpy and memcmp on the
+// same buffers in the same run: ratios depend less on the machine than rates.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -14,7 +13,7 @@
 
 namespace {
 
-// Where the engine's own buffers begin, too: at a multiple of 64 bytes.
+// Aligned to 64 bytes, like the engine's buffers.
 struct alignas(64) buffer_part {
     char bytes[64];
 };
@@ -30,7 +29,7 @@ class buffer {
     std::vector<buffer_part> m_parts;
 };
 
-// A stretch of the volume as it was written, spoiled by `spoil` sector by sector.
+// Consecutive sectors as written, each damaged by `spoil`.
 buffer written_sectors(size_t size, const std::function<void(char *)> &spoil) {
     buffer sectors(size);
     fill_buffer(sectors.data(), size, 0);
@@ -49,7 +48,7 @@ void clear(char *sector) {
     std::memset(sector, 0xFF, SECTOR_SIZE);
 }
 
-// Valid data of a place 4 GiB further on: the body is the same.
+// Valid data from 4 GiB further on, with the same body.
 void move_away(char *sector) {
     sector[4] ^= 1;
 }
@@ -123,7 +122,7 @@ void classify(benchmark::State &state, void (*spoil)(char *)) {
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-// The same in the forms for less able processors.
+// The same for each SIMD width that this processor supports.
 void fill_in_form(benchmark::State &state, const sector_lanes_functions &form) {
     buffer sectors(static_cast<size_t>(state.range(0)));
     uint64_t offset = 0;

@@ -1,5 +1,5 @@
-// One phase of the engine on a folder, or the bare loop it is compared with, and
-// what it cost: "bytes seconds user_seconds peak_memory_kib" on standard output.
+// Runs one phase of the engine on a folder, or the bare loop for comparison, and prints its
+// cost: "bytes seconds user_seconds peak_memory_kib" on standard output.
 //
 //   phase_bench write FOLDER      fill the volume with test files
 //   phase_bench write_1m FOLDER   the same in blocks of 1 MiB
@@ -33,8 +33,8 @@
            static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
 }
 
-// Writes one file of constant blocks as a test file is written, the pattern left
-// out. Returns false when the volume is full.
+// Writes one file of constant blocks, like a test file without its pattern. Returns false
+// when the volume is full.
 static bool write_bare_file(const std::string &path, struct write_flow &fw) {
     char block[1024];
     std::memset(block, 0x5A, sizeof block);

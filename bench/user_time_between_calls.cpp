@@ -1,6 +1,6 @@
-// Timed with the clock around every read and every write, which stand in for those of the C
-// library in the program that this is linked into. The clock adds some 50 ns to each call,
-// the same to every one, and so a straight line to a straight line.
+// User time as the time between reads and writes. The read and write here replace those of the
+// C library and read the clock around each call. That adds some 50 ns per call, always the
+// same, so a straight line stays straight.
 #include <sys/syscall.h>
 #include <unistd.h>
 

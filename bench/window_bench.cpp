@@ -1,10 +1,10 @@
-// How long the window keeps its own thread: one tick of the display on a console of
-// a given length, and the longest silence of the event loop during a whole test.
+// How long the window blocks the main thread: one tick of the display with a console of a
+// given length, and the longest pause of the event loop during a whole test.
 //
 //   window_bench console [LINES]     a tick with a full second of engine text
 //   window_bench heartbeat VOLUME    tests the mounted VOLUME (all free space is written)
 //
-// Draws into memory unless QT_QPA_PLATFORM says otherwise.
+// Uses the offscreen platform unless QT_QPA_PLATFORM is set.
 #include <QApplication>
 #include <QMainWindow>
 #include <QMessageBox>
@@ -43,7 +43,7 @@ static void print(const char *what, const spread &values) {
     std::printf("| %s | %.2f | %.2f |\n", what, values.median, values.highest);
 }
 
-// As many lines as the engine's log holds in a second.
+// As many lines as the engine's log can hold between two ticks.
 static void say_a_second_of_text() {
     std::string text;
     while (text.size() + 24 < ENGINE_LOG_SIZE)
@@ -73,7 +73,7 @@ static void bench_console(TRAppDelegate &controller, int lines) {
         process_paint();
         paints.push_back(ms_since(start));
     }
-    // What the tick would cost if it gave every letter its font again.
+    // For comparison: the cost of setting the font of every character in each tick.
     for (int round = 0; round < rounds; ++round) {
         const auto start = bench_clock::now();
         QTextCursor all(controller.UI_consoleOutput->document());
@@ -91,7 +91,7 @@ static void bench_console(TRAppDelegate &controller, int lines) {
     print("the font set on every letter anew", spread_of(fonts));
 }
 
-// The user who says yes to the disclaimer.
+// Accepts the disclaimer.
 static void press_last_button() {
     auto *const alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
     if (alert != nullptr)

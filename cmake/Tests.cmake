@@ -4,8 +4,8 @@ include(GoogleTest)
 
 # trovik_test(NAME tests_model SOURCES ... LINK ... [LABELS ...] [TIMEOUT seconds])
 # A test that skips itself (GTEST_SKIP) is counted by CTest as skipped. Two of these
-# run at once in the six places that scripts/check_tests gives; tests of the window,
-# which mostly wait, take two places each.
+# run at once in the six places that scripts/check_tests gives. Tests of the window
+# mostly wait: one place each, or two with an X server.
 function(trovik_test)
   cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LINK;LABELS;PROPERTIES" ${ARGN})
   if(NOT T_TIMEOUT)

@@ -4,18 +4,17 @@
 // was never written by us, and must not be what a test begins with.
 #include "runner/test_files.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
-#include <memory>
 
 #include "model/utils.h"
 #include "report/printable.h"
 #include "report/run_snapshot.h"
+#include "volume/posix.h"
 
 // More runs than this do not help anybody in one line.
 constexpr size_t runs_shown = 5;
@@ -96,7 +95,7 @@ static void add_entry(const std::string &folder, const char *name, test_file_sca
 bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
                      std::string &error) {
     scan = {};
-    const std::unique_ptr<DIR, int (*)(DIR *)> directory(opendir(folder.c_str()), closedir);
+    const unique_dir directory(opendir(folder.c_str()));
     int reason = directory ? 0 : errno;
     std::vector<std::string> other_cases;
     if (directory) {

@@ -1,7 +1,7 @@
-// Asks what a file system that hangs may never answer, without hanging with it. The question is
-// left behind with its thread then, and must own all that it uses; what it comes to later is
-// destroyed there.
-#pragma once
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Asks a question that a hanging file system may never answer.
+#ifndef TROVIK_VOLUME_ANSWER_IN_TIME_H
+#define TROVIK_VOLUME_ANSWER_IN_TIME_H
 
 #include <chrono>
 #include <future>
@@ -10,19 +10,22 @@
 #include <thread>
 #include <utility>
 
-// What `ask()` returns, on a thread of its own. nullopt when it has not returned within `patience`,
-// or when the system has no thread to spare. Any thread.
-template <typename question>
-auto answer_in_time(std::chrono::milliseconds patience, question ask)
-    -> std::optional<decltype(ask())> {
-    std::packaged_task<decltype(ask())()> task(std::move(ask));
-    std::future<decltype(ask())> answer = task.get_future();
+// Runs `fn` on a detached thread and returns its result; nullopt on timeout, or if no thread can be
+// had. `fn` must own its captures: after a timeout it keeps running, and its late result is
+// destroyed on that thread. Any thread.
+template <typename function>
+auto answer_in_time(std::chrono::milliseconds timeout, function fn)
+    -> std::optional<decltype(fn())> {
+    std::packaged_task<decltype(fn())()> task(std::move(fn));
+    std::future<decltype(fn())> answer = task.get_future();
     try {
         std::thread(std::move(task)).detach();
     } catch (const std::system_error &) {
         return std::nullopt;
     }
-    if (answer.wait_for(patience) != std::future_status::ready)
+    if (answer.wait_for(timeout) != std::future_status::ready)
         return std::nullopt;
     return answer.get();
 }
+
+#endif

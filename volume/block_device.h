@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the system knows about a block device without opening it: from sysfs and, where a udev
 // daemon keeps its notes, from those. Everything may be missing (a container has no udev, sometimes
 // no sysfs); what is missing stays unknown. Where to look is a parameter, so that trees of other
 // machines can be put in their place.
-#pragma once
+#ifndef TROVIK_VOLUME_BLOCK_DEVICE_H
+#define TROVIK_VOLUME_BLOCK_DEVICE_H
 
 #include <sys/types.h>
 
@@ -57,3 +59,5 @@ std::optional<dev_t> block_device_number(const std::string &node,
 
 // Decodes udev's escapes: "NO\x20NAME" -> "NO NAME". Anything else stays as it is.
 std::string block_device_decode(const std::string &text);
+
+#endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads a device's place in sysfs. The bus is taken from the components of the device's own path
 // (/sys/devices/pci.../usb1/...), which the kernel makes and nobody can rename.
 //
@@ -5,7 +6,6 @@
 // change, so a card in a built-in slot has 0 there: its type says SD. A USB hard disk has 0 as well
 // and is unplugged all the same. And ports have an attribute of the same name ("fixed",
 // "removable", "unknown"), by which firmware tells a built-in reader from a socket.
-#include <dirent.h>
 #include <linux/major.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -14,23 +14,16 @@
 #include <cctype>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "volume/block_device.h"
+#include "volume/posix.h"
 
 namespace {
 
 // Devices made of devices made of devices: deeper than anybody builds, and an end to circles.
 constexpr int MAX_DEPTH = 8;
-
-struct directory_close {
-    void operator()(DIR *directory) const { closedir(directory); }
-};
-struct text_free {
-    void operator()(char *text) const { std::free(text); }
-};
 
 std::optional<std::string> attribute(const std::string &folder, const std::string &name) {
     std::ifstream file(folder + "/" + name);
@@ -68,18 +61,13 @@ bool exists(const std::string &path) {
     return stat(path.c_str(), &status) == 0;
 }
 
-std::string real_path(const std::string &path) {
-    const std::unique_ptr<char, text_free> real(realpath(path.c_str(), nullptr));
-    return real == nullptr ? std::string() : std::string(real.get());
-}
-
 std::string parent_of(const std::string &path) {
     return path.substr(0, path.rfind('/'));
 }
 
 std::vector<std::string> names_in(const std::string &folder) {
     std::vector<std::string> names;
-    const std::unique_ptr<DIR, directory_close> directory(opendir(folder.c_str()));
+    const unique_dir directory(opendir(folder.c_str()));
     if (directory == nullptr) {
         return names;
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The files come first: what is flushed above a FUSE file system lands in the pages of its device.
 // The device's pages are dropped even if files stay resident, because each copy less can show what
 // the medium lost.
@@ -11,8 +12,8 @@
 #include <optional>
 #include <system_error>
 
-#include "volume/owned_descriptor.h"
 #include "volume/page_cache.h"
+#include "volume/posix.h"
 
 static bool is_memory(const std::string &file_system) {
     return file_system == "tmpfs" || file_system == "ramfs" || file_system == "devtmpfs";
@@ -61,7 +62,7 @@ static std::string drop_name(int root, const std::string &name) {
     struct stat status = {};
     if (fstatat(root, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(status.st_mode))
         return {};
-    const owned_descriptor file(
+    const unique_fd file(
         openat(root, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.is_open())
         return may_open_later(errno) ? unknown_pages(name) : std::string();
@@ -74,7 +75,7 @@ std::string cold_read_files(const volume_info &volume, const std::string &root,
                             const std::vector<std::string> &names) {
     if (is_memory(volume.file_system))
         return {};
-    const owned_descriptor folder(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const unique_fd folder(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.is_open())
         return may_open_later(errno) ? unknown_pages("any test file") : std::string();
     for (const std::string &name : names) {

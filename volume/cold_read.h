@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes test files come from the medium when they are read next, or says why they may not.
 //
 // A read that the page cache answers says nothing about the medium. There can be two copies: the

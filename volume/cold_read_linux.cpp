@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Walks from the file system down to the last backing file, because flushing one layer dirties the
 // one below.
 //
@@ -25,12 +26,9 @@
 #include <vector>
 
 #include "volume/block_device.h"
-#include "volume/owned_descriptor.h"
+#include "volume/mount_table.h"
 #include "volume/page_cache.h"
-
-static bool runs_in_user_space(const std::string &file_system) {
-    return file_system == "fuseblk" || file_system.rfind("fuse.", 0) == 0 || file_system == "fuse";
-}
+#include "volume/posix.h"
 
 static bool is_block_device(const std::string &path) {
     struct stat status = {};
@@ -156,7 +154,7 @@ static std::string drop_other_source(const volume_info &volume, bool medium_is_m
 static std::string drop_fuse_source(const volume_info &volume, bool medium_is_memory) {
     if (!is_block_device(volume.source))
         return drop_other_source(volume, medium_is_memory);
-    const owned_descriptor device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
+    const unique_fd device(open(volume.source.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string why = device.is_open()
                                 ? drop_all({device.get(), true})
                                 : "cannot be dropped: " + std::generic_category().message(errno);
@@ -166,22 +164,21 @@ static std::string drop_fuse_source(const volume_info &volume, bool medium_is_me
 // Opens the backing file of a loop device, or sets `error`. The system's name for it leads
 // elsewhere if the device was set up below another root, so the device and inode numbers must
 // match.
-static owned_descriptor open_backing(const std::string &node, const std::string &backing,
-                                     int &error) {
+static unique_fd open_backing(const std::string &node, const std::string &backing, int &error) {
     error = 0;
-    const owned_descriptor device(open(node.c_str(), O_RDONLY | O_CLOEXEC));
+    const unique_fd device(open(node.c_str(), O_RDONLY | O_CLOEXEC));
     loop_info64 info = {};
     if (!device.is_open() || ioctl(device.get(), LOOP_GET_STATUS64, &info) != 0) {
         error = errno;
         return {};
     }
-    owned_descriptor file(open(backing.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    unique_fd file(open(backing.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
     if (!file.is_open() || fstat(file.get(), &status) != 0)
         error = errno;
     else if (status.st_dev != info.lo_device || status.st_ino != info.lo_inode)
         error = ESTALE;
-    return error == 0 ? std::move(file) : owned_descriptor();
+    return error == 0 ? std::move(file) : unique_fd();
 }
 
 static void add(std::string &reasons, const std::string &reason) {
@@ -198,7 +195,7 @@ static void drop_below(const block_device_loop &loop, bool medium_is_memory, int
                        std::string &reasons) {
     const std::string node = "/dev/" + loop.name;
     int error = 0;
-    const owned_descriptor backing = open_backing(node, loop.backing, error);
+    const unique_fd backing = open_backing(node, loop.backing, error);
     if (!backing.is_open()) {
         add(reasons, "the file that " + node + " reads from cannot be reached: " +
                          std::generic_category().message(error));
@@ -237,7 +234,7 @@ static void drop_below(dev_t device, bool medium_is_memory, int depth, std::stri
 
 static void drop_below(const volume_info &volume, bool medium_is_memory, int depth,
                        std::string &reasons) {
-    if (runs_in_user_space(volume.file_system))
+    if (mount_table_is_fuse(volume.file_system))
         add(reasons, drop_fuse_source(volume, medium_is_memory));
     const std::optional<dev_t> device =
         major(volume.device) != 0

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files are read with F_NOCACHE here, which reaches the device below the system's own file systems.
 // What a FUSE file system keeps is unknown.
 #include "volume/cold_read.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Asks libudev for the properties that the udev daemon noted about a device. Without a daemon there
 // is no note, and the answer is empty or holds just what the kernel says.
 #include <libudev.h>

@@ -1,10 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Tells file systems apart on Linux, where no single number does: stat's number differs between the
 // subvolumes of one pool, the mount table's number is none that stat gives, and an overlay's files
 // take their space from another file system altogether.
 #include <fcntl.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "volume/file_system_keys.h"
 #include "volume/mounted_volume.h"
@@ -86,4 +90,15 @@ bool file_system_keys_of_place(const std::string &place, file_system_keys &keys)
         file_system_keys_add(*mount, keys);
     }
     return true;
+}
+
+// /proc/self/exe leads to the file itself, even if it was renamed or deleted.
+std::string running_program_link() {
+    return "/proc/self/exe";
+}
+
+std::string running_program_name() {
+    std::array<char, PATH_MAX> name = {};
+    const ssize_t length = readlink("/proc/self/exe", name.data(), name.size());
+    return length > 0 ? std::string(name.data(), static_cast<size_t>(length)) : "/proc/self/exe";
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads mountinfo through libmount and repeats the kernel's walk over it. The walk goes component
 // by component and only ever steps from a mount to its own children, because the longest matching
 // mount point alone is wrong twice: a mount point can carry several mounts, of which the last one
@@ -12,7 +13,7 @@
 #include <memory>
 #include <string_view>
 
-#include "volume/path_text.h"
+#include "volume/posix.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ bool mount_table_read(const std::string &path, std::vector<mount_entry> &table,
     const std::unique_ptr<libmnt_table, table_release> parsed(mnt_new_table());
     const std::unique_ptr<libmnt_iter, iterator_release> iterator(mnt_new_iter(MNT_ITER_FORWARD));
     if (parsed == nullptr || iterator == nullptr) {
-        error = path_text_error(path, "the mount table cannot be read", ENOMEM);
+        error = path_error(path, "the mount table cannot be read", ENOMEM);
         return false;
     }
     // A line that cannot be parsed is passed over (positive: go on), not the end of the table.
@@ -85,7 +86,7 @@ bool mount_table_read(const std::string &path, std::vector<mount_entry> &table,
                                [](libmnt_table *, const char *, int) -> int { return 1; });
     const int result = mnt_table_parse_file(parsed.get(), path.c_str());
     if (result < 0) {
-        error = path_text_error(path, "the mount table cannot be read", -result);
+        error = path_error(path, "the mount table cannot be read", -result);
         return false;
     }
     libmnt_fs *fs = nullptr;
@@ -129,6 +130,10 @@ const mount_entry *mount_table_find_path(const std::vector<mount_entry> &table,
         }
         end = std::min(path.find('/', start), path.size());
     }
+}
+
+bool mount_table_is_fuse(const std::string &file_system) {
+    return file_system == "fuse" || file_system == "fuseblk" || file_system.rfind("fuse.", 0) == 0;
 }
 
 bool mount_table_is_remote(const std::string &file_system) {

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The kernel's table of mounts, read with libmount from a mountinfo file. Guarantees that names
 // have their real bytes (octal escapes decoded) and that a lookup by path finds the mount that the
 // kernel itself would walk to: mounts that a later one covers are never found. Deliberately not
 // read from /etc/mtab, which is a copy that others write. The file is a parameter, so that the
 // parsing can be tried with tables that no real system would show.
-#pragma once
+#ifndef TROVIK_VOLUME_MOUNT_TABLE_H
+#define TROVIK_VOLUME_MOUNT_TABLE_H
 
 #include <sys/types.h>
 
@@ -34,6 +36,9 @@ const mount_entry *mount_table_find_id(const std::vector<mount_entry> &table, in
 const mount_entry *mount_table_find_path(const std::vector<mount_entry> &table,
                                          const std::string &path);
 
+// Whether a program in user space serves file systems of that type.
+bool mount_table_is_fuse(const std::string &file_system);
+
 // Whether file systems of that type ask another machine, a daemon that may, or an automounter, so
 // that touching them can wait for ever.
 bool mount_table_is_remote(const std::string &file_system);
@@ -44,3 +49,5 @@ bool mount_table_lies_in_remote(const std::vector<mount_entry> &table, const mou
 
 // The value of an option ("upperdir=/x" -> "/x"), or an empty text.
 std::string mount_table_option(const mount_entry &entry, const std::string &name);
+
+#endif

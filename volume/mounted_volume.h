@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The mount behind a path on Linux, shared by the questions that the room answers.
-#pragma once
+#ifndef TROVIK_VOLUME_MOUNTED_VOLUME_H
+#define TROVIK_VOLUME_MOUNTED_VOLUME_H
 
 #include <sys/types.h>
 
@@ -34,5 +36,11 @@ bool mounted_volume_find(const std::string &path, mount_entry &entry, std::strin
 // The block device that the file system lies on; nullopt for memory, networks and daemons.
 std::optional<dev_t> mounted_volume_device(const mount_entry &entry);
 
+// Whether the mount could be a volume to test, by the mount table alone. `entry` is an element of
+// `table`.
+bool mounted_volume_is_candidate(const std::vector<mount_entry> &table, const mount_entry &entry);
+
 // Fills everything about the volume on that mount.
 void mounted_volume_describe(const mount_entry &entry, volume_info &info);
+
+#endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Asks with mincore(2) instead of Linux's newer cachestat(2): macOS has it too, and for a stacked
 // file system it looks where the pages really are.
 #include "volume/page_cache.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The page cache's copy of an open file or block device: flush it, drop it, ask how much of it is
 // resident.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The page cache on Linux. mincore() reports every page as resident to a caller who neither owns
 // the file nor may write to it, so such an answer must not be believed.
 #include <fcntl.h>

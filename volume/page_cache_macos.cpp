@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The page cache on macOS. A descriptor with F_NOCACHE still reads resident pages; only
 // invalidating a mapping of the file drops them.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // flock(2) exists on both systems, and its lock ends with the last descriptor of the open folder. A
 // FUSE file system may handle locks itself and never answer, even with LOCK_NB, so the call runs on
 // a thread of its own. The folder is opened before that, without a limit of time: a card that is
@@ -15,23 +16,23 @@
 #include <utility>
 
 #include "volume/answer_in_time.h"
-#include "volume/naming.h"
+#include "volume/posix.h"
 
 constexpr std::chrono::seconds patience{1};
 
 namespace {
 
 struct attempt {
-    owned_descriptor held;  // the locked folder
+    unique_fd held;  // the locked folder
     int error = 0;
 };
 
 }  // namespace
 
 // Closes the folder if it is not locked.
-static attempt try_to_lock(owned_descriptor folder) {
-    if (uninterrupted([&] { return flock(folder.get(), LOCK_EX | LOCK_NB); }) != 0)
-        return {owned_descriptor(), errno};
+static attempt try_to_lock(unique_fd folder) {
+    if (retry_eintr([&] { return flock(folder.get(), LOCK_EX | LOCK_NB); }) != 0)
+        return {unique_fd(), errno};
     return {std::move(folder), 0};
 }
 
@@ -43,7 +44,7 @@ run_lock_answer run_lock::take_file_system(dev_t device) {
     if (m_file_systems.contains(device))
         return {};
     int error = 0;
-    owned_descriptor held = run_lock_file_system(device, error);
+    unique_fd held = run_lock_file_system(device, error);
     if (!held.is_open())
         return error == EADDRINUSE ? run_lock_answer{run_lock_state::held_by_run} : failure(error);
     m_file_systems.emplace(device, std::move(held));
@@ -54,11 +55,11 @@ run_lock_answer run_lock::take(const std::string &folder) {
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0)
         return failure(errno);
-    for (const owned_descriptor &held : m_folders) {
+    for (const unique_fd &held : m_folders) {
         if (held.leads_to(status))
             return {};
     }
-    owned_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+    unique_fd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!opened.is_open())
         return failure(errno);
     std::optional<attempt> made = answer_in_time(patience, [opened = std::move(opened)]() mutable {

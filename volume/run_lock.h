@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Keeps two runs from working on one volume at once: each would remove and overwrite the other's
 // test files, and both would report losses that the card did not cause. Reading runs lock as well:
 // two of them halve each other's speed, and one could read the other's pages from memory.
@@ -14,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "volume/owned_descriptor.h"
+#include "volume/posix.h"
 
 enum class run_lock_state {
     taken,        // now, or before by the same object
@@ -45,12 +46,12 @@ class run_lock {
     run_lock_answer take(const std::string &folder);
 
  private:
-    std::vector<owned_descriptor> m_folders;
-    std::map<dev_t, owned_descriptor> m_file_systems;
+    std::vector<unique_fd> m_folders;
+    std::map<dev_t, unique_fd> m_file_systems;
 };
 
 // The lock of a file system, released when its descriptor is closed. On failure returns no
 // descriptor and sets `error`: EADDRINUSE if another run holds it. One implementation per system.
-owned_descriptor run_lock_file_system(dev_t device, int &error);
+unique_fd run_lock_file_system(dev_t device, int &error);
 
 #endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The lock of a file system is a name in the kernel's table of abstract Unix sockets: only one
 // socket can have it, and it goes when that socket is closed. The mount table's device number, of
 // which the name is made, is the same for all mounts of a file system, in containers and for other
@@ -19,9 +20,9 @@ static std::string name_of(dev_t device) {
     return "trovik-run-" + std::to_string(major(device)) + ":" + std::to_string(minor(device));
 }
 
-owned_descriptor run_lock_file_system(dev_t device, int &error) {
+unique_fd run_lock_file_system(dev_t device, int &error) {
     // No program can connect: the socket never listens.
-    owned_descriptor held(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    unique_fd held(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const std::string name = name_of(device);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Collects the places of the system and its user, and answers whose file system a path shares. The
 // homes are asked from all sides (the environment, the account, the account behind sudo or pkexec),
 // because each of them is wrong somewhere: sudo may keep or change HOME, and a service has none.
-#include "volume/system_places.h"
+#include "volume/file_system_keys.h"
 
 #include <pwd.h>
 #include <sys/types.h>
@@ -10,8 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-
-#include "volume/file_system_keys.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a mounted volume is: where it is mounted, what it is called, how large it is, and what kind
 // of device it lies on. Guarantees that an answer is about the very mount a path lies on, and that
 // what cannot be known is said to be unknown: a property is never guessed after a failure. Asks
@@ -9,7 +10,8 @@
 // No exception leaves them. An `error` names the path and the system's reason; it is written on
 // failure only. Names and paths are their real bytes, here and in all texts of this room: whoever
 // shows them must see to it that no terminal obeys them.
-#pragma once
+#ifndef TROVIK_VOLUME_VOLUME_H
+#define TROVIK_VOLUME_VOLUME_H
 
 #include <string>
 #include <vector>
@@ -40,6 +42,9 @@ bool volume_is_same_card(const volume_info &chosen, const volume_info &now) noex
 // False and `error` only when the mount table cannot be read.
 bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept;
 
+// Sorts into the order of that list.
+void volume_sort(std::vector<volume_info> &volumes);
+
 // Sets `is_root` to whether `path`, with symbolic links followed, is the root of its own mount. The
 // root of a bind mount is one, too. False and `error` when the path cannot be looked at.
 bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept;
@@ -67,3 +72,5 @@ bool volume_find_system_uses(const std::string &path, std::vector<volume_system_
 // The use in words, its place with its real bytes, for a sentence such as "it holds ...": "the
 // system's root /", "the home folder /home/ann", "the running program /usr/bin/trovik-cli".
 std::string volume_system_use_text(const volume_system_use &use);
+
+#endif

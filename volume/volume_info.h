@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The properties of a mounted volume, as plain values without the functions that find them
 // (volume.h), for rooms that only show or write them down.
-#pragma once
+#ifndef TROVIK_VOLUME_VOLUME_INFO_H
+#define TROVIK_VOLUME_VOLUME_INFO_H
 
 #include <sys/types.h>
 
@@ -38,3 +40,5 @@ struct volume_info {
     std::optional<bool> ejectable;  // the medium or its whole device can be unplugged
     std::optional<bool> internal;   // the device, or the slot of the medium, is built in
 };
+
+#endif

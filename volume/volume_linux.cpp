@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Finds the mount behind a path and describes it. The mount is asked from the kernel (statx gives
 // the id of the very mount a path leads to), because names cannot tell: a later mount may cover an
 // older one, and a bind mount shows the same files elsewhere. Where the kernel does not say, the
@@ -18,23 +19,16 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 
 #include "volume/block_device.h"
 #include "volume/mounted_volume.h"
-#include "volume/owned_descriptor.h"
-#include "volume/path_text.h"
+#include "volume/posix.h"
 
 namespace {
 
 // Mounts come and go between the two questions (which mount, what table); the next try sees both
 // after the change.
 constexpr int TRIES = 5;
-
-struct text_free {
-    void operator()(char *text) const { std::free(text); }
-};
 
 bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, int id,
                 mount_entry &entry, std::string &error) {
@@ -46,7 +40,7 @@ bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, 
     looked_up_path root;
     const int result = mounted_volume_look_up(found->target, root);
     if (result != 0) {
-        error = path_text_error(found->target, "the volume's root cannot be reached", result);
+        error = path_error(found->target, "the volume's root cannot be reached", result);
         return false;
     }
     if (root.mount_id != id) {
@@ -59,12 +53,12 @@ bool find_by_id(const std::string &path, const std::vector<mount_entry> &table, 
 
 bool find_by_walk(const std::string &path, const std::vector<mount_entry> &table,
                   mount_entry &entry, std::string &error) {
-    const std::unique_ptr<char, text_free> real(realpath(path.c_str(), nullptr));
-    if (real == nullptr) {
-        error = path_text_error(path, "cannot be resolved", errno);
+    const std::string real = real_path(path);
+    if (real.empty()) {
+        error = path_error(path, "cannot be resolved", errno);
         return false;
     }
-    const mount_entry *found = mount_table_find_path(table, real.get());
+    const mount_entry *found = mount_table_find_path(table, real);
     if (found == nullptr) {
         error = path + ": its mount is not in " + MOUNT_TABLE;
         return false;
@@ -89,8 +83,7 @@ kernel_names ask_kernel_names(const std::string &root) {
     constexpr auto GET_UUID = _IOR(0x15, 0, uuid_answer);
 
     kernel_names names;
-    const owned_descriptor folder(
-        open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+    const unique_fd folder(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
     if (!folder.is_open()) {
         return names;
     }
@@ -123,7 +116,7 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
     kernel_names names;
     if (device.has_value()) {
         // FUSE would pass the question on to its daemon, which may not answer any time soon.
-        if (entry.file_system.rfind("fuse", 0) != 0) {
+        if (!mount_table_is_fuse(entry.file_system)) {
             names = ask_kernel_names(entry.target);
         }
         if (names.label.empty()) {
@@ -133,7 +126,7 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
             names.uuid = block_device_identifier(*device, places).value_or("");
         }
     }
-    info.name = names.label.empty() ? path_text_last_name(entry.target) : names.label;
+    info.name = names.label.empty() ? last_name(entry.target) : names.label;
     info.file_system_id = names.uuid;
     info.identifier = names.uuid;
     if (info.identifier.empty()) {
@@ -144,12 +137,8 @@ void describe_names(const mount_entry &entry, std::optional<dev_t> device,
 
 void describe_space(volume_info &info) {
     struct statvfs space = {};
-    int result = 0;
-    do {
-        result = statvfs(info.root.c_str(), &space);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        info.capacity_error = path_text_error(info.root, "its size cannot be read", errno);
+    if (retry_eintr([&] { return statvfs(info.root.c_str(), &space); }) != 0) {
+        info.capacity_error = path_error(info.root, "its size cannot be read", errno);
         return;
     }
     const std::uint64_t block = space.f_frsize != 0 ? space.f_frsize : space.f_bsize;
@@ -198,7 +187,7 @@ int mounted_volume_look_up(const std::string &path, looked_up_path &found, int f
 bool mounted_volume_look_at(const std::string &path, looked_up_path &found, std::string &error) {
     const int result = mounted_volume_look_up(path, found);
     if (result != 0) {
-        error = path_text_error(path, "cannot be looked at", result);
+        error = path_error(path, "cannot be looked at", result);
     }
     return result == 0;
 }
@@ -227,7 +216,7 @@ std::optional<dev_t> mounted_volume_device(const mount_entry &entry) {
     }
     // Pools (btrfs and its like) have no device number of their own. The source of a plain FUSE
     // file system is whatever its daemon wrote there, and proves nothing.
-    if (entry.file_system.rfind("fuse", 0) == 0 && entry.file_system != "fuseblk") {
+    if (mount_table_is_fuse(entry.file_system) && entry.file_system != "fuseblk") {
         return std::nullopt;
     }
     return block_device_number(entry.source, block_device_system_places());
@@ -279,11 +268,11 @@ bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &e
     if (!mounted_volume_find(path, entry, error)) {
         return false;
     }
-    const std::unique_ptr<char, text_free> real(realpath(path.c_str(), nullptr));
-    if (real == nullptr) {
-        error = path_text_error(path, "cannot be resolved", errno);
+    const std::string real = real_path(path);
+    if (real.empty()) {
+        error = path_error(path, "cannot be resolved", errno);
         return false;
     }
-    is_root = entry.target == real.get();
+    is_root = entry.target == real;
     return true;
 }

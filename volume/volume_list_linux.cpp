@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Chooses from the mount table what a user could want to test. What is left out is decided by the
 // table alone, before anything is touched: a network mount whose server is gone would keep whoever
 // so much as looks at it.
@@ -11,8 +12,6 @@
 
 #include "volume/file_system_keys.h"
 #include "volume/mounted_volume.h"
-#include "volume/system_places.h"
-#include "volume/volume_list.h"
 
 namespace {
 
@@ -53,7 +52,7 @@ bool is_reachable(const mount_entry &entry) {
 std::vector<const mount_entry *> candidates_of(const std::vector<mount_entry> &table) {
     std::vector<const mount_entry *> candidates;
     for (const mount_entry &entry : table) {
-        if (volume_list_is_candidate(table, entry)) {
+        if (mounted_volume_is_candidate(table, entry)) {
             candidates.push_back(&entry);
         }
     }
@@ -64,13 +63,13 @@ std::vector<const mount_entry *> candidates_of(const std::vector<mount_entry> &t
 
 }  // namespace
 
-bool volume_list_is_candidate(const std::vector<mount_entry> &table, const mount_entry &entry) {
+bool mounted_volume_is_candidate(const std::vector<mount_entry> &table, const mount_entry &entry) {
     static constexpr std::array<std::string_view, 6> IMAGES = {"cramfs", "erofs",    "iso9660",
                                                                "romfs",  "squashfs", "swap"};
     static constexpr std::array<std::string_view, 4> POOLS = {"bcachefs", "btrfs", "ubifs", "zfs"};
     const bool on_device = major(entry.device) != 0 || is_in(POOLS, entry.file_system);
-    const bool served = entry.file_system.rfind("fuse.", 0) == 0;  // a local one, see below
-    return (on_device || served) && major(entry.device) != CD_ROM_MAJOR &&
+    const bool in_user_space = mount_table_is_fuse(entry.file_system);
+    return (on_device || in_user_space) && major(entry.device) != CD_ROM_MAJOR &&
            !is_in(IMAGES, entry.file_system) && !mount_table_is_remote(entry.file_system) &&
            !is_system_target(entry.target) && !mount_table_lies_in_remote(table, entry) &&
            mount_table_find_path(table, entry.target) == &entry;
@@ -96,6 +95,6 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
         taken.insert(taken.end(), keys.begin(), keys.end());
         mounted_volume_describe(*entry, volumes.emplace_back());
     }
-    volume_list_sort(volumes);
+    volume_sort(volumes);
     return true;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The volume behind a path on macOS: statfs for the mount, getattrlist for label and UUID. What
 // would need the disk arbitration service (ejectable, internal) stays unknown. Volumes of one APFS
 // container share their space, so they count as one file system.
@@ -19,9 +20,7 @@
 #include <cstring>
 
 #include "volume/file_system_keys.h"
-#include "volume/path_text.h"
-#include "volume/system_places.h"
-#include "volume/volume_list.h"
+#include "volume/posix.h"
 
 namespace {
 
@@ -74,7 +73,7 @@ void describe(const struct statfs &mount, volume_info &info) {
     }
     info.name = volume_label(mount.f_mntonname);
     if (info.name.empty()) {
-        info.name = path_text_last_name(info.root);
+        info.name = last_name(info.root);
     }
     info.file_system_id = volume_uuid(mount.f_mntonname);
     info.identifier = info.file_system_id;
@@ -104,7 +103,7 @@ void add_keys(const struct statfs &mount, file_system_keys &keys) {
 
 bool look_up(const std::string &path, struct statfs &mount, std::string &error) {
     if (statfs(path.c_str(), &mount) != 0) {
-        error = path_text_error(path, "cannot be looked at", errno);
+        error = path_error(path, "cannot be looked at", errno);
         return false;
     }
     return true;
@@ -126,12 +125,12 @@ bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &e
     if (!look_up(path, mount, error)) {
         return false;
     }
-    std::array<char, PATH_MAX> real = {};
-    if (realpath(path.c_str(), real.data()) == nullptr) {
-        error = path_text_error(path, "cannot be resolved", errno);
+    const std::string real = real_path(path);
+    if (real.empty()) {
+        error = path_error(path, "cannot be resolved", errno);
         return false;
     }
-    is_root = std::strcmp(real.data(), mount.f_mntonname) == 0;
+    is_root = real == mount.f_mntonname;
     return true;
 }
 
@@ -144,7 +143,7 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
     const int count = getfsstat(
         mounts.data(), static_cast<int>(mounts.size() * sizeof(struct statfs)), MNT_NOWAIT);
     if (expected < 0 || count < 0) {
-        error = path_text_error("/", "the mounted volumes cannot be listed", errno);
+        error = path_error("/", "the mounted volumes cannot be listed", errno);
         return false;
     }
     mounts.resize(static_cast<size_t>(count));
@@ -162,7 +161,7 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
             describe(mount, volumes.emplace_back());
         }
     }
-    volume_list_sort(volumes);
+    volume_sort(volumes);
     return true;
 }
 

@@ -1,4 +1,4 @@
-/* The command line, word by word. */
+/* The command line's options, errors and help. */
 #include "tools/cardsim/arguments.h"
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ std::string refusal(std::vector<std::string> words) {
 
 }  // namespace
 
-TEST(arguments, without_options_the_card_is_sound) {
+TEST(arguments, card_is_sound_without_options) {
     const card_options options = parse({});
     EXPECT_EQ(options.mount_point, "/mnt");
     EXPECT_EQ(options.announced_sectors, 131072U);
@@ -42,7 +42,7 @@ TEST(arguments, without_options_the_card_is_sound) {
     EXPECT_EQ(options.life.unplug_error, ENODEV);
 }
 
-TEST(arguments, every_knob_reaches_the_card) {
+TEST(arguments, every_option_reaches_card) {
     const card_options options = parse({"--size=1G",
                                         "--real-size=8M",
                                         "--beyond=wrap-last=1M",
@@ -107,7 +107,7 @@ TEST(arguments, every_knob_reaches_the_card) {
     EXPECT_EQ(options.root_entries, 5U);
 }
 
-TEST(arguments, an_image_has_the_cards_faults_and_none_of_a_file_systems) {
+TEST(arguments, image_refuses_options_of_file_systems) {
     const card_options options = parse({"--image", "--contents=/tmp/x", "--real-size=8M",
                                         "--beyond=wrap", "--lock-after=1M", "--fsync-fails"});
     EXPECT_TRUE(options.image);
@@ -116,25 +116,25 @@ TEST(arguments, an_image_has_the_cards_faults_and_none_of_a_file_systems) {
                                "--statfs-fails", "--unplug-at=list"}) {
         const std::string words = option;
         EXPECT_EQ(refusal({"--image", words}), words.substr(0, words.find('=')) +
-                                                   ": is a file system's doing, and --image has "
+                                                   ": needs a file system, and --image has "
                                                    "none");
     }
-    EXPECT_EQ(refusal({"--contents=/tmp/x"}), "--contents: is for the card of --image");
+    EXPECT_EQ(refusal({"--contents=/tmp/x"}), "--contents: needs --image");
 }
 
-TEST(arguments, each_kind_of_beyond_has_its_word) {
+TEST(arguments, beyond_accepts_each_kind) {
     EXPECT_EQ(parse({"--beyond=wrap"}).device.beyond, card_beyond::wrap);
     EXPECT_EQ(parse({"--beyond=drop-00"}).device.beyond, card_beyond::drop_00);
     EXPECT_EQ(parse({"--beyond=drop-ff"}).device.beyond, card_beyond::drop_ff);
     EXPECT_EQ(parse({"--beyond=garbage"}).device.beyond, card_beyond::garbage);
 }
 
-TEST(arguments, a_card_that_takes_more_than_promised_keeps_it) {
+TEST(arguments, card_that_takes_more_than_announced_keeps_it) {
     EXPECT_EQ(parse({"--size=1M", "--full-at=2M"}).device.real_sectors, 4096U);
     EXPECT_EQ(parse({"--size=2M", "--full-at=1M"}).device.real_sectors, 4096U);
 }
 
-TEST(arguments, values_may_stand_alone_and_lists_take_one_word) {
+TEST(arguments, values_may_be_words_of_their_own) {
     card_options options;
     std::string error;
     EXPECT_EQ(cardsim::arguments_parse({"--flip", "1:2", "--size", "1M", "/mnt"}, &options, &error),
@@ -144,7 +144,7 @@ TEST(arguments, values_may_stand_alone_and_lists_take_one_word) {
     EXPECT_EQ(options.announced_sectors, 2048U);
 }
 
-TEST(arguments, refusals_name_the_option_and_the_reason) {
+TEST(arguments, errors_name_option_and_reason) {
     EXPECT_EQ(refusal({"--size=12Q"}),
               "--size: '12Q' is not a size (examples: 4096, 64K, 16M, 2G)");
     EXPECT_EQ(refusal({"--size=1000"}), "--size: '1000' is not a multiple of 512 bytes");
@@ -159,7 +159,7 @@ TEST(arguments, refusals_name_the_option_and_the_reason) {
     EXPECT_EQ(refusal({"--real-size=0", "--beyond=wrap"}),
               "--beyond: wrap needs a --real-size to wrap into");
     EXPECT_EQ(refusal({"--write-rate=0"}),
-              "--write-rate: a card without any speed would never answer");
+              "--write-rate: a card with a rate of 0 would never answer");
     EXPECT_EQ(refusal({"--unplug-after-read=0"}),
               "--unplug-after-read: a card that is gone from the start cannot be mounted");
     EXPECT_EQ(refusal({"--unplug-error=EPERM"}),
@@ -170,7 +170,7 @@ TEST(arguments, refusals_name_the_option_and_the_reason) {
     EXPECT_EQ(refusal({"--flip=1:9999"}), "--flip: '1:9999' names a bit outside 0 to 4095");
 }
 
-TEST(arguments, every_malformed_value_is_refused_under_its_options_name) {
+TEST(arguments, refuses_malformed_values_of_every_option) {
     for (const char *name : {"--size",
                              "--real-size",
                              "--beyond",
@@ -201,7 +201,7 @@ TEST(arguments, every_malformed_value_is_refused_under_its_options_name) {
     }
 }
 
-TEST(arguments, unknown_words_missing_values_and_a_missing_mount_point_are_refused) {
+TEST(arguments, refuses_unknown_words_and_missing_values) {
     EXPECT_NE(refusal({"--sise=1M"}).find("--sise"), std::string::npos);
     EXPECT_NE(refusal({"--size"}).find("--size"), std::string::npos);
     EXPECT_NE(refusal({"elsewhere"}).find("elsewhere"), std::string::npos);
@@ -211,7 +211,7 @@ TEST(arguments, unknown_words_missing_values_and_a_missing_mount_point_are_refus
     EXPECT_NE(error.find("MOUNTPOINT"), std::string::npos) << error;
 }
 
-TEST(arguments, help_is_given_whatever_else_is_on_the_line) {
+TEST(arguments, help_wins_over_other_words) {
     card_options options;
     std::string error;
     EXPECT_EQ(cardsim::arguments_parse({"--size=x", "--help"}, &options, &error),

@@ -1,4 +1,4 @@
-/* The card as one file. */
+/* The card as a single file. */
 #include "tools/cardsim/card_image.h"
 
 #include <fcntl.h>
@@ -35,7 +35,7 @@ class card_image : public practice_mount {
 
 }  // namespace
 
-TEST_F(card_image, is_one_file_of_the_announced_size_whose_sectors_are_the_cards) {
+TEST_F(card_image, is_one_file_with_sectors_of_card) {
     mount_card({"--image", "--size=1M", "--backing=" + beside("backing")});
     std::vector<std::string> names;
     for (const auto &entry : std::filesystem::directory_iterator(mount_point())) {
@@ -53,7 +53,7 @@ TEST_F(card_image, is_one_file_of_the_announced_size_whose_sectors_are_the_cards
     EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), std::as_bytes(std::span(seen)).begin()));
 }
 
-TEST_F(card_image, is_read_from_the_card_each_time_and_never_from_memory) {
+TEST_F(card_image, bypasses_page_cache) {
     mount_card({"--image", "--size=1M", "--real-size=512K", "--beyond=drop-ff"});
     const open_file file(image(), O_RDWR);
     const auto bytes = test_bytes(MIB, 2);
@@ -64,7 +64,7 @@ TEST_F(card_image, is_read_from_the_card_each_time_and_never_from_memory) {
     EXPECT_EQ(std::vector(seen.begin() + MIB / 2, seen.end()), equal_bytes(MIB / 2, 0xFF));
 }
 
-TEST_F(card_image, shows_what_others_do_to_its_cells) {
+TEST_F(card_image, shows_changes_of_backing_file) {
     mount_card({"--image", "--size=1M", "--backing=" + beside("backing")});
     EXPECT_EQ(read_at(4096, 4), equal_bytes(4, 0));
     std::fstream cells(beside("backing"), std::ios::in | std::ios::out);
@@ -74,7 +74,7 @@ TEST_F(card_image, shows_what_others_do_to_its_cells) {
     EXPECT_EQ(read_at(4096, 4), equal_bytes(4, 0x55));
 }
 
-TEST_F(card_image, has_the_cards_faults_at_the_sectors_numbers) {
+TEST_F(card_image, has_faults_at_sector_numbers) {
     mount_card({"--image", "--size=1M", "--read-error=10", "--write-error=20", "--flip=30:0",
                 "--misread=40:50", "--fsync-fails"});
     const open_file file(image(), O_RDWR);
@@ -96,7 +96,7 @@ TEST_F(card_image, has_the_cards_faults_at_the_sectors_numbers) {
     EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(card_image, is_gone_with_the_card) {
+TEST_F(card_image, is_gone_with_card) {
     mount_card({"--image", "--size=1M", "--unplug-after-written=4K", "--unplug-error=EIO"});
     const open_file file(image(), O_RDWR);
     const auto bytes = test_bytes(8192, 3);
@@ -106,7 +106,7 @@ TEST_F(card_image, is_gone_with_the_card) {
     EXPECT_EQ(pread(file.fd(), std::vector<std::byte>(512).data(), 512, 0), -1);
 }
 
-TEST_F(card_image, is_all_there_is_and_keeps_its_size_and_name) {
+TEST_F(card_image, is_only_file_and_keeps_size_and_name) {
     mount_card({"--image", "--size=1M"});
     errno = 0;
     EXPECT_EQ(open(path("a").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644), -1);
@@ -119,20 +119,20 @@ TEST_F(card_image, is_all_there_is_and_keeps_its_size_and_name) {
     EXPECT_EQ(std::filesystem::file_size(image()), MIB);
 }
 
-TEST_F(card_image, starts_with_given_contents_whose_holes_land_nowhere) {
+TEST_F(card_image, starts_with_given_contents_except_holes) {
     const auto bytes = test_bytes(4096, 4);
     {
         const open_file file(beside("backing"), O_WRONLY | O_CREAT);
         ASSERT_EQ(pwrite(file.fd(), bytes.data(), bytes.size(), 8192), 4096);
         ASSERT_EQ(ftruncate(file.fd(), MIB), 0);
     }
-    // Zeros from the file's second half would land on its first.
+    // Zeros from the file's second half would overwrite its first.
     mount_card({"--image", "--size=1M", "--real-size=512K", "--beyond=wrap",
                 "--contents=" + beside("backing"), "--unplug-after-written=1"});
     EXPECT_EQ(read_at(8192, 4096), bytes);
 }
 
-TEST_F(card_image, contents_that_cannot_be_copied_are_one_clear_line) {
+TEST_F(card_image, prints_one_line_for_contents_that_cannot_be_copied) {
     std::ofstream(beside("backing")) << std::string(MIB + 1, 'x');
     for (const std::string &name : {beside("backing"), beside("nowhere")}) {
         const process_result result =
@@ -144,7 +144,7 @@ TEST_F(card_image, contents_that_cannot_be_copied_are_one_clear_line) {
     }
 }
 
-TEST(card_image_parts, a_card_without_room_for_the_image_is_the_reason_given) {
+TEST(card_image_parts, card_without_room_for_image_is_refused_with_reason) {
     cardsim::card_traits traits;
     traits.real_sectors = 4;
     cardsim::card_room room = {cardsim::card(std::move(traits), cardsim::sector_store_in_memory()),

@@ -1,4 +1,4 @@
-/* Locking and unplugging, with time handed in. */
+/* Locking and unplugging, with staged time. */
 #include "tools/cardsim/card_life.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ const card_life::time_point START{seconds(1000)};
 
 }  // namespace
 
-TEST(card_life, a_sound_card_goes_on) {
+TEST(card_life, sound_card_has_no_end) {
     card_life life({});
     uint64_t accepted = 0;
     EXPECT_EQ(life.write_begin(START, 1024, &accepted), 0);
@@ -24,7 +24,7 @@ TEST(card_life, a_sound_card_goes_on) {
     EXPECT_EQ(life.change(START), 0);
 }
 
-TEST(card_life, a_card_locks_itself_after_exactly_so_many_bytes) {
+TEST(card_life, locks_after_exact_number_of_bytes) {
     life_traits traits;
     traits.lock_after = 1500;
     card_life life(traits);
@@ -41,7 +41,7 @@ TEST(card_life, a_card_locks_itself_after_exactly_so_many_bytes) {
     EXPECT_EQ(life.read_begin(START, 1024), 0);
 }
 
-TEST(card_life, a_card_locked_after_no_byte_never_takes_one) {
+TEST(card_life, card_locked_after_0_bytes_takes_none) {
     life_traits traits;
     traits.lock_after = 0;
     card_life life(traits);
@@ -49,7 +49,7 @@ TEST(card_life, a_card_locked_after_no_byte_never_takes_one) {
     EXPECT_EQ(life.write_begin(START, 1, &accepted), EROFS);
 }
 
-TEST(card_life, unplugged_after_writing_fails_everything) {
+TEST(card_life, unplugged_after_writing_fails_every_call) {
     life_traits traits;
     traits.unplug_after_written = 1024;
     card_life life(traits);
@@ -64,19 +64,19 @@ TEST(card_life, unplugged_after_writing_fails_everything) {
     EXPECT_EQ(life.write_begin(START, 1, &accepted), ENODEV);
 }
 
-TEST(card_life, bytes_that_were_not_taken_do_not_count) {
+TEST(card_life, bytes_not_written_do_not_count) {
     life_traits traits;
     traits.unplug_after_written = 1024;
     card_life life(traits);
     uint64_t accepted = 0;
     for (int i = 0; i < 5; ++i) {
         ASSERT_EQ(life.write_begin(START, 1024, &accepted), 0);
-        life.write_done(0);  // the card had no room
+        life.write_done(0);  // the card was full
     }
     EXPECT_EQ(life.presence(START), 0);
 }
 
-TEST(card_life, a_read_that_does_not_fit_is_refused_as_a_whole) {
+TEST(card_life, read_across_limit_fails_as_a_whole) {
     life_traits traits;
     traits.unplug_after_read = 8192;
     traits.unplug_error = EIO;
@@ -88,7 +88,7 @@ TEST(card_life, a_read_that_does_not_fit_is_refused_as_a_whole) {
     EXPECT_EQ(life.presence(START), EIO);
 }
 
-TEST(card_life, the_card_is_gone_with_the_last_byte_read) {
+TEST(card_life, card_is_gone_after_last_byte_read) {
     life_traits traits;
     traits.unplug_after_read = 4096;
     card_life life(traits);
@@ -96,7 +96,7 @@ TEST(card_life, the_card_is_gone_with_the_last_byte_read) {
     EXPECT_EQ(life.presence(START), ENODEV);
 }
 
-TEST(card_life, time_counts_from_the_first_read_or_write) {
+TEST(card_life, time_counts_from_first_read_or_write) {
     life_traits traits;
     traits.unplug_after = std::chrono::milliseconds(1500);
     card_life life(traits);
@@ -107,7 +107,7 @@ TEST(card_life, time_counts_from_the_first_read_or_write) {
     EXPECT_EQ(life.presence(START + seconds(1002)), ENODEV);
 }
 
-TEST(card_life, whichever_limit_comes_first_wins) {
+TEST(card_life, first_limit_wins) {
     life_traits traits;
     traits.lock_after = 1000;
     traits.unplug_after_written = 2000;
@@ -121,7 +121,7 @@ TEST(card_life, whichever_limit_comes_first_wins) {
     EXPECT_EQ(life.change(START + seconds(11)), ENODEV);
 }
 
-TEST(card_life, a_card_is_pulled_at_the_first_listing_after_something_was_written) {
+TEST(card_life, unplugs_at_first_listing_after_write) {
     life_traits traits;
     traits.unplug_at = cardsim::life_moment::list;
     card_life life(traits);
@@ -134,7 +134,7 @@ TEST(card_life, a_card_is_pulled_at_the_first_listing_after_something_was_writte
     EXPECT_EQ(life.presence(START), ENODEV);
 }
 
-TEST(card_life, a_card_is_pulled_at_the_first_removal) {
+TEST(card_life, unplugs_at_first_removal) {
     life_traits traits;
     traits.unplug_at = cardsim::life_moment::remove;
     card_life life(traits);

@@ -1,4 +1,4 @@
-/* What a bad card makes of its sectors. */
+/* Faults of sectors. */
 #include "tools/cardsim/card.h"
 
 #include <gtest/gtest.h>
@@ -45,14 +45,14 @@ unsigned bits_that_differ(const std::vector<std::byte> &a, const std::vector<std
 
 }  // namespace
 
-TEST(card, a_sound_card_keeps_what_is_written) {
+TEST(card, sound_card_keeps_written_bytes) {
     card device = make_card(traits_of(1000, card_beyond::drop_00));
     const auto bytes = test_bytes(1000 * CARD_SECTOR_SIZE, 1);
     write_sectors(device, 0, bytes);
     EXPECT_EQ(read_sectors(device, 0, 1000), bytes);
 }
 
-TEST(card, dropped_sectors_read_as_zero_and_the_last_real_one_is_kept) {
+TEST(card, dropped_sectors_read_as_zero) {
     card device = make_card(traits_of(10, card_beyond::drop_00));
     const auto bytes = test_bytes(4 * CARD_SECTOR_SIZE, 2);
     write_sectors(device, 8, bytes);
@@ -67,18 +67,18 @@ TEST(card, dropped_sectors_can_read_as_erased_flash) {
     EXPECT_EQ(read_sectors(device, 10, 1), equal_bytes(CARD_SECTOR_SIZE, 0xFF));
 }
 
-TEST(card, wrapped_sectors_land_on_their_number_modulo_the_real_size) {
+TEST(card, wraps_sectors_modulo_real_size) {
     card device = make_card(traits_of(10, card_beyond::wrap));
     const auto bytes = test_bytes(25 * CARD_SECTOR_SIZE, 4);
     write_sectors(device, 0, bytes);
-    // Sectors 20 to 24 came last over 0 to 4, sectors 15 to 19 over 5 to 9.
+    // Sectors 20 to 24 overwrote 0 to 4 last, sectors 15 to 19 overwrote 5 to 9.
     const auto seen = read_sectors(device, 0, 10);
     EXPECT_TRUE(std::equal(seen.begin(), seen.begin() + 2560, bytes.begin() + sectors(20)));
     EXPECT_TRUE(std::equal(seen.begin() + 2560, seen.end(), bytes.begin() + sectors(15)));
     EXPECT_EQ(read_sectors(device, 1230, 1), read_sectors(device, 0, 1));
 }
 
-TEST(card, wrap_last_spares_the_beginning) {
+TEST(card, wrap_last_spares_beginning) {
     card_traits traits = traits_of(10, card_beyond::wrap_last);
     traits.wrap_last_sectors = 4;
     card device = make_card(traits);
@@ -86,13 +86,13 @@ TEST(card, wrap_last_spares_the_beginning) {
     write_sectors(device, 0, bytes);
     const auto seen = read_sectors(device, 0, 10);
     EXPECT_TRUE(std::equal(seen.begin(), seen.begin() + sectors(6), bytes.begin()));
-    // Sector 10 and then 14 fell on 6, 11 on 7, 12 on 8, 13 on 9.
+    // Sectors 10 and then 14 overwrote 6, 11 overwrote 7, 12 overwrote 8, 13 overwrote 9.
     EXPECT_TRUE(std::equal(seen.begin() + sectors(6), seen.begin() + sectors(7),
                            bytes.begin() + sectors(14)));
     EXPECT_TRUE(std::equal(seen.begin() + sectors(7), seen.end(), bytes.begin() + sectors(11)));
 }
 
-TEST(card, garbage_is_the_same_each_time_and_different_for_each_sector_and_seed) {
+TEST(card, garbage_depends_on_sector_and_seed_only) {
     card_traits traits = traits_of(10, card_beyond::garbage);
     traits.seed = 1;
     card device = make_card(traits);
@@ -108,7 +108,7 @@ TEST(card, garbage_is_the_same_each_time_and_different_for_each_sector_and_seed)
     EXPECT_TRUE(std::equal(part.begin(), part.end(), ten.begin() + 33));
 }
 
-TEST(card, a_given_bit_is_flipped_when_read_and_no_other) {
+TEST(card, flips_only_given_bits) {
     card_traits traits = traits_of(100, card_beyond::drop_00);
     traits.flips = {{7, 0}, {7, 4095}, {8, 13}};
     card device = make_card(traits);
@@ -124,7 +124,7 @@ TEST(card, a_given_bit_is_flipped_when_read_and_no_other) {
     EXPECT_EQ(part[0], expected[sectors(8) + 1]);
 }
 
-TEST(card, a_flip_rate_flips_about_that_share_one_bit_each_and_repeats) {
+TEST(card, flip_rate_flips_that_share_of_sectors_repeatably) {
     card_traits traits = traits_of(10000, card_beyond::drop_00);
     traits.flip_rate = 0.1;
     traits.seed = 3;
@@ -141,7 +141,7 @@ TEST(card, a_flip_rate_flips_about_that_share_one_bit_each_and_repeats) {
     }
 }
 
-TEST(card, a_flip_rate_of_one_flips_every_sector_and_of_zero_none) {
+TEST(card, flip_rate_of_one_flips_every_sector_and_of_zero_none) {
     card_traits traits = traits_of(500, card_beyond::drop_00);
     traits.flip_rate = 1;
     card worn = make_card(traits);
@@ -152,7 +152,7 @@ TEST(card, a_flip_rate_of_one_flips_every_sector_and_of_zero_none) {
     EXPECT_EQ(read_sectors(sound, 0, 500), zeros);
 }
 
-TEST(card, bad_sectors_are_told_apart_for_reading_and_writing) {
+TEST(card, read_and_write_errors_are_independent) {
     card_traits traits = traits_of(100, card_beyond::drop_00);
     traits.read_errors.add(10, 12);
     traits.write_errors.add(20, 20);
@@ -164,7 +164,7 @@ TEST(card, bad_sectors_are_told_apart_for_reading_and_writing) {
     EXPECT_TRUE(device.writable(10, 10));
 }
 
-TEST(card, flips_apply_beyond_the_real_size_by_the_number_the_host_uses) {
+TEST(card, flips_beyond_real_size_by_host_number) {
     card_traits traits = traits_of(10, card_beyond::drop_ff);
     traits.flips = {{15, 8}};
     card device = make_card(traits);
@@ -173,7 +173,7 @@ TEST(card, flips_apply_beyond_the_real_size_by_the_number_the_host_uses) {
     EXPECT_EQ(read_sectors(device, 15, 1), expected);
 }
 
-TEST(card, flips_and_wrapping_combine) {
+TEST(card, combines_flips_and_wrapping) {
     card_traits traits = traits_of(4, card_beyond::wrap);
     traits.flips = {{5, 0}};
     card device = make_card(traits);
@@ -183,9 +183,9 @@ TEST(card, flips_and_wrapping_combine) {
     EXPECT_EQ(bits_that_differ(read_sectors(device, 5, 1), bytes), 1U);
 }
 
-TEST(card, a_misread_sector_gives_all_of_another_and_keeps_its_own) {
+TEST(card, misread_sector_returns_another_and_keeps_its_own) {
     card_traits traits = traits_of(10, card_beyond::wrap);
-    traits.misreads = {{2, 7}, {3, 15}};  // sector 15 lands on 5
+    traits.misreads = {{2, 7}, {3, 15}};  // sector 15 wraps to 5
     card device = make_card(traits);
     const auto bytes = test_bytes(10 * CARD_SECTOR_SIZE, 11);
     write_sectors(device, 0, bytes);
@@ -193,7 +193,7 @@ TEST(card, a_misread_sector_gives_all_of_another_and_keeps_its_own) {
     std::copy_n(bytes.begin() + sectors(7), CARD_SECTOR_SIZE, expected.begin() + sectors(2));
     std::copy_n(bytes.begin() + sectors(5), CARD_SECTOR_SIZE, expected.begin() + sectors(3));
     EXPECT_EQ(read_sectors(device, 0, 10), expected);
-    // A read that begins and ends within such a sector.
+    // A read that begins and ends within a misread sector.
     std::vector<std::byte> part(100);
     EXPECT_EQ(device.read(2 * CARD_SECTOR_SIZE + 50, part), 0);
     EXPECT_TRUE(std::equal(part.begin(), part.end(), bytes.begin() + sectors(7) + 50));

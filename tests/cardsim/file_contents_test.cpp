@@ -43,7 +43,7 @@ uint64_t sector_of(const file_contents &file, uint64_t file_sector) {
 
 }  // namespace
 
-TEST(file_contents, sectors_are_taken_in_the_order_of_writing_across_files) {
+TEST(file_contents, allocates_sectors_in_order_of_writing) {
     card_room room = make_room(100);
     file_contents one;
     file_contents two;
@@ -62,7 +62,7 @@ TEST(file_contents, sectors_are_taken_in_the_order_of_writing_across_files) {
     EXPECT_EQ(room.space.taken(), 6U);
 }
 
-TEST(file_contents, overwriting_stays_in_place) {
+TEST(file_contents, overwriting_keeps_sectors) {
     card_room room = make_room(100);
     file_contents file;
     write_all(room, file, 0, test_bytes(2048, 1));
@@ -74,7 +74,7 @@ TEST(file_contents, overwriting_stays_in_place) {
     EXPECT_EQ(read_all(room, file), expected);
 }
 
-TEST(file_contents, a_write_that_fits_in_part_is_short_and_the_next_finds_no_room) {
+TEST(file_contents, write_that_fits_in_part_is_short) {
     card_room room = make_room(3);
     file_contents file;
     const auto bytes = test_bytes(2048, 1);
@@ -88,7 +88,7 @@ TEST(file_contents, a_write_that_fits_in_part_is_short_and_the_next_finds_no_roo
     EXPECT_EQ(accepted, 1536U) << "overwriting needs no room";
 }
 
-TEST(file_contents, holes_read_as_zero_and_take_no_room) {
+TEST(file_contents, holes_read_as_zero_and_take_no_sectors) {
     card_room room = make_room(100);
     file_contents file;
     write_all(room, file, 10000, test_bytes(100, 1));
@@ -100,7 +100,7 @@ TEST(file_contents, holes_read_as_zero_and_take_no_room) {
     EXPECT_EQ(read_all(room, file), expected);
 }
 
-TEST(file_contents, a_new_sector_written_in_part_shows_nothing_of_a_removed_file) {
+TEST(file_contents, zeroes_rest_of_partly_written_new_sector) {
     card_room room = make_room(1);
     file_contents old;
     write_all(room, old, 0, equal_bytes(512, 0xEE));
@@ -113,7 +113,7 @@ TEST(file_contents, a_new_sector_written_in_part_shows_nothing_of_a_removed_file
     EXPECT_EQ(read_all(room, fresh), expected);
 }
 
-TEST(file_contents, what_a_cut_removed_does_not_come_back) {
+TEST(file_contents, bytes_behind_cut_do_not_come_back) {
     card_room room = make_room(10);
     file_contents file;
     write_all(room, file, 0, equal_bytes(1024, 0xEE));
@@ -128,7 +128,7 @@ TEST(file_contents, what_a_cut_removed_does_not_come_back) {
     EXPECT_EQ(read_all(room, file), expected);
 }
 
-TEST(file_contents, a_bad_sector_refuses_the_whole_read) {
+TEST(file_contents, bad_sector_fails_whole_read) {
     card_traits traits;
     traits.read_errors.add(5, 5);
     card_room room = make_room(100, traits);
@@ -141,7 +141,7 @@ TEST(file_contents, a_bad_sector_refuses_the_whole_read) {
     EXPECT_EQ(file.read(room, 0, seen), EIO);
 }
 
-TEST(file_contents, a_write_that_fails_meets_the_same_sector_again_and_others_do_not) {
+TEST(file_contents, retry_of_failed_write_meets_same_sector) {
     card_traits traits;
     traits.write_errors.add(1, 1);
     card_room room = make_room(100, traits);
@@ -157,7 +157,7 @@ TEST(file_contents, a_write_that_fails_meets_the_same_sector_again_and_others_do
     EXPECT_EQ(sector_of(other, 0), 2U);
 }
 
-TEST(file_contents, counterfeit_flips_and_bad_sectors_combine) {
+TEST(file_contents, combines_counterfeit_flips_and_bad_sectors) {
     card_traits traits;
     traits.real_sectors = 4;
     traits.beyond = cardsim::card_beyond::wrap;
@@ -175,11 +175,11 @@ TEST(file_contents, counterfeit_flips_and_bad_sectors_combine) {
     EXPECT_EQ(file.read(room, 0, seen), EIO);
 }
 
-TEST(file_contents, agrees_with_plain_memory_over_a_long_random_run) {
+TEST(file_contents, agrees_with_plain_memory_in_long_random_run) {
     card_room room = make_room(400);
     file_contents files[3];
     std::vector<std::byte> plain[3];
-    std::mt19937 chance(11);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run every time
+    std::mt19937 chance(11);  // NOLINT(cert-msc32-c,cert-msc51-cpp): repeatable
     for (uint32_t step = 0; step < 4000; ++step) {
         const size_t which = chance() % 3;
         const uint64_t offset = chance() % 40000;

@@ -1,4 +1,4 @@
-/* Names, folders and what becomes of nodes. */
+/* Names, folders and the life of nodes. */
 #include "tools/cardsim/file_tree.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ class file_tree : public testing::Test {
 
 }  // namespace
 
-TEST_F(file_tree, names_are_found_where_they_were_made) {
+TEST_F(file_tree, finds_names_in_their_folders) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *file = make(folder->number, "d\xC3\xA4tei \xE2\x98\x83");
     EXPECT_EQ(look(folder->number, "d\xC3\xA4tei \xE2\x98\x83"), file);
@@ -47,7 +47,7 @@ TEST_F(file_tree, names_are_found_where_they_were_made) {
     EXPECT_EQ(m_tree.lookup(999, "x", &found), ENOENT);
 }
 
-TEST_F(file_tree, a_name_is_made_once_and_not_too_long) {
+TEST_F(file_tree, refuses_existing_and_long_names) {
     make(ROOT_NODE, "a");
     node *made = nullptr;
     EXPECT_EQ(m_tree.make(ROOT_NODE, "a", {.mode = S_IFREG}, NOW, &made), EEXIST);
@@ -56,7 +56,7 @@ TEST_F(file_tree, a_name_is_made_once_and_not_too_long) {
     EXPECT_EQ(m_tree.make(ROOT_NODE, std::string(255, 'x'), {.mode = S_IFREG}, NOW, &made), 0);
 }
 
-TEST_F(file_tree, a_removed_file_gives_its_sectors_back_at_once) {
+TEST_F(file_tree, removed_file_frees_sectors_at_once) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 1;
     fill(*file, 5000);
@@ -69,7 +69,7 @@ TEST_F(file_tree, a_removed_file_gives_its_sectors_back_at_once) {
     EXPECT_EQ(m_tree.find(number), nullptr);
 }
 
-TEST_F(file_tree, an_open_file_keeps_its_contents_until_it_is_closed) {
+TEST_F(file_tree, open_file_keeps_contents_until_closed) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 1;
     m_tree.opened(*file);
@@ -80,14 +80,14 @@ TEST_F(file_tree, an_open_file_keeps_its_contents_until_it_is_closed) {
     EXPECT_EQ(m_room.space.taken(), 0U);
 }
 
-TEST_F(file_tree, a_named_file_survives_being_forgotten_by_the_kernel) {
+TEST_F(file_tree, named_file_survives_kernel_forgetting_it) {
     node *file = make(ROOT_NODE, "a");
     file->lookups = 3;
     m_tree.forget(file->number, 3);
     EXPECT_EQ(look(ROOT_NODE, "a"), file);
 }
 
-TEST_F(file_tree, only_empty_folders_are_removed_and_only_as_folders) {
+TEST_F(file_tree, removes_only_empty_folders_and_only_as_folders) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     make(folder->number, "file");
     EXPECT_EQ(m_tree.remove_folder(ROOT_NODE, "folder", NOW), ENOTEMPTY);
@@ -114,7 +114,7 @@ TEST_F(file_tree, renaming_moves_replaces_and_frees) {
     EXPECT_EQ(look(folder->number, "b"), file);
 }
 
-TEST_F(file_tree, renaming_keeps_kinds_apart_and_folders_out_of_themselves) {
+TEST_F(file_tree, renaming_refuses_other_types_and_own_subfolders) {
     node *folder = make(ROOT_NODE, "folder", S_IFDIR | 0755);
     node *inner = make(folder->number, "inner", S_IFDIR | 0755);
     make(ROOT_NODE, "a");
@@ -140,7 +140,7 @@ TEST_F(file_tree, exchanging_swaps_two_nodes) {
     EXPECT_EQ(folder->links, 2U);
 }
 
-TEST_F(file_tree, a_listing_has_the_two_dots_and_every_entry_with_its_kind) {
+TEST_F(file_tree, lists_dots_and_every_entry_with_type) {
     make(ROOT_NODE, "b");
     make(ROOT_NODE, "a", S_IFIFO | 0600);
     std::vector<cardsim::folder_entry> entries;
@@ -153,7 +153,7 @@ TEST_F(file_tree, a_listing_has_the_two_dots_and_every_entry_with_its_kind) {
     EXPECT_TRUE(S_ISREG(entries[3].mode));
 }
 
-TEST_F(file_tree, changes_show_in_the_times_of_the_folder) {
+TEST_F(file_tree, changes_update_times_of_folder) {
     make(ROOT_NODE, "a");
     EXPECT_EQ(m_tree.remove_file(ROOT_NODE, "a", LATER), 0);
     EXPECT_EQ(m_tree.find(ROOT_NODE)->modified.tv_sec, LATER.tv_sec);

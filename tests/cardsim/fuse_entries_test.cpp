@@ -39,7 +39,7 @@ class fuse_entries : public practice_mount {
 
 }  // namespace
 
-TEST_F(fuse_entries, whole_files_in_folders_survive_bit_for_bit) {
+TEST_F(fuse_entries, files_in_folders_keep_every_bit) {
     mount_card({"--size=32M"});
     const std::string folder = "d\xC3\xA4ten \xE2\x98\x83";
     ASSERT_EQ(mkdir(path(folder).c_str(), 0755), 0);
@@ -71,7 +71,7 @@ TEST_F(fuse_entries, renaming_moves_between_folders_and_replaces) {
     expect_file("e/b", bytes);
 }
 
-TEST_F(fuse_entries, an_unlinked_open_file_can_still_be_read) {
+TEST_F(fuse_entries, unlinked_open_file_can_be_read) {
     mount_card({});
     const auto bytes = test_bytes(9000, 1);
     write_file("a", bytes);
@@ -83,7 +83,7 @@ TEST_F(fuse_entries, an_unlinked_open_file_can_still_be_read) {
     EXPECT_TRUE(seen == bytes);
 }
 
-TEST_F(fuse_entries, a_folder_can_be_emptied_while_it_is_read) {
+TEST_F(fuse_entries, folder_can_be_emptied_during_listing) {
     mount_card({});
     constexpr int count = 500;
     for (int i = 0; i < count; ++i) {
@@ -127,7 +127,7 @@ TEST_F(fuse_entries, attributes_can_be_changed) {
     }
 }
 
-TEST_F(fuse_entries, cutting_and_growing_a_file_leaves_zeros) {
+TEST_F(fuse_entries, cutting_and_extending_file_leaves_zeros) {
     mount_card({});
     auto bytes = test_bytes(9000, 1);
     write_file("a", bytes);
@@ -140,7 +140,7 @@ TEST_F(fuse_entries, cutting_and_growing_a_file_leaves_zeros) {
     expect_file("a", bytes);
 }
 
-TEST_F(fuse_entries, links_and_fifos_are_what_they_are_and_hard_links_are_refused) {
+TEST_F(fuse_entries, supports_symlinks_and_fifos_but_no_hard_links) {
     mount_card({});
     write_file("a", {});
     ASSERT_EQ(symlink("a", path("link").c_str()), 0);
@@ -157,7 +157,7 @@ TEST_F(fuse_entries, links_and_fifos_are_what_they_are_and_hard_links_are_refuse
     EXPECT_EQ(errno, EPERM);
 }
 
-TEST_F(fuse_entries, a_root_folder_with_few_entries_refuses_one_more) {
+TEST_F(fuse_entries, refuses_one_entry_more_than_root_folder_takes) {
     mount_card({"--root-entries=2"});
     ASSERT_EQ(mkdir(path("a").c_str(), 0755), 0);
     std::ofstream(path("b")) << "x";

@@ -1,4 +1,4 @@
-/* Faults as a program sees them through the kernel and its memory. */
+/* Faults as a program sees them, through the kernel and the page cache. */
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -27,7 +27,7 @@ class fuse_io : public practice_mount {
         size_t written = 0;
         ASSERT_EQ(write_file(name, bytes, &written), 0);
     }
-    /* Whether the bytes are seen while the file that they were written to is open. */
+    /* True if the bytes can be read while the file is still open for writing. */
     bool write_flush_and_look(const std::string &name, const std::vector<std::byte> &bytes) {
         const open_file file(path(name), O_RDWR | O_CREAT);
         size_t written = 0;
@@ -39,7 +39,7 @@ class fuse_io : public practice_mount {
         const open_file file(path(name), O_WRONLY | O_CREAT);
         ASSERT_EQ(write(file.fd(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
-    /* What a program must do to see the card itself. */
+    /* Makes later reads go to the card. */
     void flush_and_release(const std::string &name) {
         const open_file file(path(name), O_RDWR);
         ASSERT_EQ(fdatasync(file.fd()), 0);
@@ -61,39 +61,39 @@ std::vector<std::byte> first_half_then(const std::vector<std::byte> &bytes, unsi
 
 }  // namespace
 
-TEST_F(fuse_io, small_writes_stay_in_memory_until_it_is_released) {
+TEST_F(fuse_io, small_writes_stay_in_page_cache_until_dropped) {
     const auto bytes = test_bytes(MIB, 1);
-    EXPECT_TRUE(memory_kept_it([&] {
+    EXPECT_TRUE(page_cache_kept_it([&] {
         mount_card({"--size=8M", "--real-size=512K", "--beyond=drop-ff"});
         bool kept = write_flush_and_look("a", bytes);
-        kept = seen_in("a") == bytes && kept;  // also when the file is opened again
+        kept = seen_in("a") == bytes && kept;  // also after the file was opened again
         flush_and_release("a");
-        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0xFF)) << "the card, not memory";
+        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0xFF)) << "read from the page cache";
         EXPECT_TRUE(unmount());
         return kept;
-    })) << "memory, not the card";
+    })) << "read from the card";
 }
 
-TEST_F(fuse_io, large_writes_stay_in_memory_until_it_is_released) {
+TEST_F(fuse_io, large_writes_stay_in_page_cache_until_dropped) {
     const auto bytes = test_bytes(MIB, 1);
-    EXPECT_TRUE(memory_kept_it([&] {
+    EXPECT_TRUE(page_cache_kept_it([&] {
         mount_card({"--size=8M", "--real-size=512K"});
         write_at_once("a", bytes);
         const bool kept = seen_in("a") == bytes;
         flush_and_release("a");
-        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0x00)) << "the card, not memory";
+        EXPECT_TRUE(seen_in("a") == first_half_then(bytes, 0x00)) << "read from the page cache";
         EXPECT_TRUE(unmount());
         return kept;
-    })) << "memory, not the card";
+    })) << "read from the card";
 }
 
-TEST_F(fuse_io, memory_never_shows_an_older_state_of_a_page) {
+TEST_F(fuse_io, page_cache_never_shows_older_state) {
     mount_card({"--size=8M"});
     auto bytes = test_bytes(size_t{64} * 1024, 1);
     const open_file file(path("a"), O_RDWR | O_CREAT);
     size_t written = 0;
     ASSERT_EQ(write_in_small_pieces(file.fd(), bytes, &written), 0);
-    // Each page is written again in part right after it was complete, or later.
+    // Rewrites a part of each page when it is complete, or later.
     for (uint32_t round = 0; round < 200; ++round) {
         const auto page = test_bytes(4096, round + 2);
         const size_t at = size_t{round * 7 % 16} * 4096;
@@ -112,7 +112,7 @@ TEST_F(fuse_io, memory_never_shows_an_older_state_of_a_page) {
     EXPECT_TRUE(seen_in("a") == bytes);
 }
 
-TEST_F(fuse_io, reading_a_file_while_it_grows_neither_hangs_nor_lies) {
+TEST_F(fuse_io, reads_growing_file) {
     mount_card({"--size=16M"});
     const auto bytes = test_bytes(4 * MIB, 1);
     std::thread writer([&] { write_whole_file("a", bytes); });
@@ -133,8 +133,8 @@ TEST_F(fuse_io, reading_a_file_while_it_grows_neither_hangs_nor_lies) {
     EXPECT_TRUE(seen_in("a") == bytes);
 }
 
-TEST_F(fuse_io, everything_before_the_page_of_a_bad_sector_can_be_read) {
-    // Sector 1001 lies in the page of the sectors 1000 to 1007.
+TEST_F(fuse_io, reads_all_pages_before_bad_sector) {
+    // Sector 1001 is in the page of the sectors 1000 to 1007.
     mount_card({"--size=8M", "--read-error=1001"});
     const auto bytes = test_bytes(MIB, 1);
     write_whole_file("a", bytes);
@@ -182,7 +182,7 @@ TEST_F(fuse_io, small_reads_and_streams_get_as_far_as_large_ones) {
     EXPECT_EQ(sectors, 1000U);
 }
 
-TEST_F(fuse_io, flipped_bits_are_seen_in_their_sector) {
+TEST_F(fuse_io, flips_bits_in_their_sector) {
     mount_card({"--size=8M", "--flip=100:9"});
     auto bytes = test_bytes(MIB, 1);
     write_whole_file("a", bytes);
@@ -191,7 +191,7 @@ TEST_F(fuse_io, flipped_bits_are_seen_in_their_sector) {
     EXPECT_TRUE(seen_in("a") == bytes);
 }
 
-TEST_F(fuse_io, a_bad_sector_fails_the_write_into_it) {
+TEST_F(fuse_io, bad_sector_fails_write) {
     mount_card({"--size=8M", "--write-error=100"});
     size_t written = 0;
     EXPECT_EQ(write_file("a", test_bytes(MIB, 1), &written), EIO);
@@ -201,7 +201,7 @@ TEST_F(fuse_io, a_bad_sector_fails_the_write_into_it) {
     EXPECT_EQ(facts.st_size, 50 * 1024);
 }
 
-TEST_F(fuse_io, a_full_card_takes_what_fits_then_refuses) {
+TEST_F(fuse_io, full_card_takes_what_fits) {
     mount_card({"--size=100K"});
     const auto bytes = test_bytes(MIB, 1);
     size_t written = 0;
@@ -214,7 +214,7 @@ TEST_F(fuse_io, a_full_card_takes_what_fits_then_refuses) {
     EXPECT_TRUE(seen_in("a") == std::vector(bytes.begin(), bytes.begin() + sectors(200)));
 }
 
-TEST_F(fuse_io, a_write_that_fits_in_part_is_short) {
+TEST_F(fuse_io, write_that_fits_in_part_is_short) {
     mount_card({"--size=1536"});
     const open_file file(path("a"), O_WRONLY | O_CREAT);
     const auto bytes = test_bytes(1024, 1);
@@ -225,7 +225,7 @@ TEST_F(fuse_io, a_write_that_fits_in_part_is_short) {
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(fuse_io, a_card_can_be_full_earlier_and_later_than_promised) {
+TEST_F(fuse_io, card_can_be_full_earlier_and_later_than_announced) {
     mount_card({"--size=1M", "--full-at=300K"});
     size_t written = 0;
     EXPECT_EQ(write_file("a", test_bytes(MIB, 1), &written), ENOSPC);
@@ -243,7 +243,7 @@ TEST_F(fuse_io, a_card_can_be_full_earlier_and_later_than_promised) {
     EXPECT_TRUE(seen_in("a") == bytes);
 }
 
-TEST_F(fuse_io, flushing_can_fail_after_writes_that_were_taken) {
+TEST_F(fuse_io, flush_can_fail_after_successful_writes) {
     mount_card({"--fsync-fails"});
     const open_file file(path("a"), O_WRONLY | O_CREAT);
     ASSERT_EQ(write(file.fd(), "x", 1), 1);
@@ -253,7 +253,7 @@ TEST_F(fuse_io, flushing_can_fail_after_writes_that_were_taken) {
     EXPECT_EQ(fsync(file.fd()), -1);
 }
 
-TEST_F(fuse_io, a_card_that_locks_itself_can_be_read_and_nothing_else) {
+TEST_F(fuse_io, locked_card_can_only_be_read) {
     mount_card({"--size=8M", "--lock-after=200K"});
     const auto bytes = test_bytes(MIB, 1);
     size_t written = 0;
@@ -269,7 +269,7 @@ TEST_F(fuse_io, a_card_that_locks_itself_can_be_read_and_nothing_else) {
     EXPECT_TRUE(seen_in("a") == std::vector(bytes.begin(), bytes.begin() + sectors(400)));
 }
 
-TEST_F(fuse_io, a_card_unplugged_while_writing_fails_every_call) {
+TEST_F(fuse_io, card_unplugged_while_writing_fails_every_call) {
     mount_card({"--size=8M", "--unplug-after-written=200K"});
     {
         const open_file file(path("a"), O_WRONLY | O_CREAT);
@@ -294,7 +294,7 @@ TEST_F(fuse_io, a_card_unplugged_while_writing_fails_every_call) {
     EXPECT_FALSE(is_mounted());
 }
 
-TEST_F(fuse_io, a_card_unplugged_while_reading_gives_what_was_read_before) {
+TEST_F(fuse_io, card_unplugged_while_reading_returns_bytes_before) {
     mount_card({"--size=8M", "--unplug-after-read=512K", "--unplug-error=EIO"});
     const auto bytes = test_bytes(MIB, 1);
     write_whole_file("a", bytes);
@@ -307,14 +307,14 @@ TEST_F(fuse_io, a_card_unplugged_while_reading_gives_what_was_read_before) {
     EXPECT_EQ(access(path("a").c_str(), F_OK), -1);
 }
 
-TEST_F(fuse_io, a_card_can_go_after_some_time) {
+TEST_F(fuse_io, card_can_be_unplugged_after_some_time) {
     mount_card({"--size=8M", "--unplug-after=0.05"});
     write_whole_file("a", test_bytes(1024, 1));
     EXPECT_TRUE(within_a_minute([&] { return access(path("a").c_str(), F_OK) != 0; }));
     EXPECT_EQ(errno, ENODEV);
 }
 
-TEST_F(fuse_io, the_backing_file_holds_sector_n_at_byte_n_times_512) {
+TEST_F(fuse_io, backing_file_holds_sector_n_at_byte_n_times_512) {
     mount_card({"--size=8M", "--real-size=1M", "--backing=" + beside("backing")});
     const auto one = test_bytes(1024, 1);
     const auto two = test_bytes(2048, 2);
@@ -328,14 +328,13 @@ TEST_F(fuse_io, the_backing_file_holds_sector_n_at_byte_n_times_512) {
     EXPECT_TRUE(std::equal(two.begin(), two.end(), cells.begin() + 1024));
 }
 
-TEST_F(fuse_io, a_slow_card_is_no_faster_than_its_rate) {
+TEST_F(fuse_io, slow_card_is_no_faster_than_its_rate) {
     mount_card({"--size=8M", "--write-rate=1M", "--read-rate=2M"});
     const auto begin = std::chrono::steady_clock::now();
     write_whole_file("a", test_bytes(size_t{300} * 1024, 1));
     flush_and_release("a");
     const auto written = std::chrono::steady_clock::now();
-    // Only the lower limit is a promise: how busy the machine is, nobody knows.
-    // 293 ms and 146 ms, less the 25 ms that a card may have saved up.
+    // Only lower limits, which hold on any machine: 293 ms and 146 ms, less the credit of 25 ms.
     EXPECT_GE(written - begin, std::chrono::milliseconds(265));
     seen_in("a");
     EXPECT_GE(std::chrono::steady_clock::now() - written, std::chrono::milliseconds(118));

@@ -18,7 +18,7 @@ class fuse_mount : public practice_mount {};
 
 }  // namespace
 
-TEST_F(fuse_mount, the_mount_answers_when_the_command_returns_and_is_gone_after_unmounting) {
+TEST_F(fuse_mount, answers_when_command_returns_until_unmounted) {
     mount_card({"--size=1M"});
     struct stat root = {};
     struct stat below = {};
@@ -30,7 +30,7 @@ TEST_F(fuse_mount, the_mount_answers_when_the_command_returns_and_is_gone_after_
     EXPECT_EQ(root.st_dev, below.st_dev);
 }
 
-// Its line in the mount table.
+// The mount's line in the mount table.
 static std::string mount_line(const std::string &mount_point) {
     std::ifstream table("/proc/self/mounts");
     for (std::string line; std::getline(table, line);) {
@@ -49,21 +49,21 @@ TEST_F(fuse_mount, shows_its_type_in_mount_table) {
         << mount_line(mount_point());
 }
 
-TEST_F(fuse_mount, a_mount_point_that_is_not_there_is_one_clear_line) {
+TEST_F(fuse_mount, prints_one_line_for_missing_mount_point) {
     const process_result result = run_cardsim({beside("nowhere")});
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(result.err, "trovik-cardsim: mount point '" + beside("nowhere") +
                               "': No such file or directory\n");
 }
 
-TEST_F(fuse_mount, a_mount_point_s_control_characters_are_shown_escaped) {
+TEST_F(fuse_mount, escapes_control_characters_of_mount_point) {
     const process_result result = run_cardsim({beside("\x1b[2J\n\x9b")});
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(result.err, "trovik-cardsim: mount point '" + beside("\\x1B[2J\\x0A\\x9B") +
                               "': No such file or directory\n");
 }
 
-TEST_F(fuse_mount, a_backing_file_that_cannot_be_used_is_one_clear_line) {
+TEST_F(fuse_mount, prints_one_line_for_unusable_backing_file) {
     std::ofstream(beside("backing")) << "photographs";
     const process_result result = run_cardsim({mount_point(), "--backing=" + beside("backing")});
     EXPECT_EQ(result.exit_status, 1);
@@ -72,21 +72,21 @@ TEST_F(fuse_mount, a_backing_file_that_cannot_be_used_is_one_clear_line) {
     EXPECT_FALSE(is_mounted());
 }
 
-TEST_F(fuse_mount, wrong_usage_is_one_clear_line_and_status_64) {
+TEST_F(fuse_mount, wrong_usage_prints_one_line_and_exits_with_64) {
     const process_result result = run_cardsim({mount_point(), "--size=1X"});
     EXPECT_EQ(result.exit_status, 64);
     EXPECT_EQ(result.err.find("trovik-cardsim: --size: '1X' is not a size"), 0U) << result.err;
     EXPECT_FALSE(is_mounted());
 }
 
-TEST(fuse_mount_help, help_goes_to_standard_output) {
+TEST(fuse_mount_help, prints_help_on_standard_output) {
     const process_result result = run_cardsim({"--help"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_NE(result.out.find("--unplug-after-written"), std::string::npos);
 }
 
-TEST_F(fuse_mount, statfs_counts_the_sectors_that_files_took) {
+TEST_F(fuse_mount, statfs_counts_allocated_sectors) {
     mount_card({"--size=1M"});
     struct statvfs facts = {};
     ASSERT_EQ(statvfs(mount_point().c_str(), &facts), 0);
@@ -103,7 +103,7 @@ TEST_F(fuse_mount, statfs_counts_the_sectors_that_files_took) {
     EXPECT_EQ(facts.f_bavail * facts.f_frsize, 1U << 20);
 }
 
-TEST_F(fuse_mount, statfs_can_lie) {
+TEST_F(fuse_mount, statfs_can_report_false_free_space) {
     mount_card({"--size=1M", "--statfs-free=16M"});
     struct statvfs facts = {};
     ASSERT_EQ(statvfs(mount_point().c_str(), &facts), 0);
@@ -120,7 +120,7 @@ TEST_F(fuse_mount, statfs_can_fail_while_files_work) {
     EXPECT_EQ(write(file.fd(), "x", 1), 1);
 }
 
-TEST_F(fuse_mount, a_read_only_card_says_so_and_takes_nothing) {
+TEST_F(fuse_mount, read_only_card_refuses_changes) {
     mount_card({"--read-only"});
     struct statvfs facts = {};
     ASSERT_EQ(statvfs(mount_point().c_str(), &facts), 0);

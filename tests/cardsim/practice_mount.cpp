@@ -1,4 +1,4 @@
-/* The guard around mounted tests. */
+/* See practice_mount.h. */
 #include "practice_mount.h"
 
 #include <fcntl.h>
@@ -21,8 +21,7 @@ namespace {
 
 constexpr int MOST_ATTEMPTS = 3;
 
-/* Pages of files that were evicted and then read again, since the machine was started; 0
- * where the kernel does not tell. */
+/* Evicted file pages that were read again, since boot; 0 if the kernel does not count them. */
 uint64_t refaults() {
     std::ifstream counters("/proc/vmstat");
     std::string name;
@@ -42,13 +41,13 @@ process_result run_cardsim(std::vector<std::string> words) {
     return run_program(words);
 }
 
-bool memory_kept_it(const std::function<bool()> &attempt) {
+bool page_cache_kept_it(const std::function<bool()> &attempt) {
     for (int attempts = 0; attempts < MOST_ATTEMPTS; ++attempts) {
         const uint64_t before = refaults();
         if (attempt()) {
             return true;
         }
-        // Each processor counts for itself; the kernel adds them up now and then.
+        // The kernel adds up the processors' counters only from time to time.
         if (!within_a_minute([&] { return refaults() != before; })) {
             return false;
         }
@@ -88,7 +87,7 @@ void practice_mount::mount_card(std::vector<std::string> options) {
 }
 
 bool practice_mount::is_mounted() const {
-    // Asked of the mount table, for a card that is gone does not answer itself.
+    // By the mount table: a card that is gone does not answer.
     return file_content("/proc/self/mounts").find(" " + m_mount + " ") != std::string::npos;
 }
 

@@ -16,17 +16,15 @@
 /* Runs trovik-cardsim with these words and waits for its end. */
 test_support::process_result run_cardsim(std::vector<std::string> words);
 
-/* Whether memory kept what the attempt wrote. The attempt answers that itself and
- * can be repeated: it is, at most twice, when the answer is no and the kernel counted
- * pages meanwhile that it had evicted and that somebody read again. How long memory
- * keeps an unused page is for the kernel alone, and some kernels page out what is cold
- * however much memory is free. The count is the whole machine's, so on a machine that is
- * short of memory a fault that comes and goes has three chances to hide; one that is
- * always there has none. */
-bool memory_kept_it(const std::function<bool()> &attempt);
+/* True if the page cache kept the data that the attempt wrote, as the attempt returns. The
+ * kernel may evict unused pages at any time, even with free memory. So a failed attempt is
+ * repeated, at most twice, if the kernel's count of evicted pages that were read again has
+ * grown. The count covers the whole machine: under memory pressure an intermittent fault may
+ * pass unnoticed, a constant one cannot. */
+bool page_cache_kept_it(const std::function<bool()> &attempt);
 
-/* Skips the test where mounting is impossible, makes a folder of its own, and
- * unmounts whatever is there when the test ends, however it ends. */
+/* Skips the test if mounting is impossible. Creates a private folder with the mount point,
+ * and unmounts it when the test ends. */
 class practice_mount : public testing::Test {
  protected:
     void SetUp() override;
@@ -35,7 +33,7 @@ class practice_mount : public testing::Test {
     /* Mounts a card with these options; fails the test if that fails. */
     void mount_card(std::vector<std::string> options);
 
-    /* Whether the mount point is one (and not the folder below). */
+    /* True if the card is mounted. */
     bool is_mounted() const;
 
     /* fusermount3 -u; true when it succeeded. */
@@ -50,7 +48,7 @@ class practice_mount : public testing::Test {
     std::string m_mount;
 };
 
-/* A descriptor that closes itself. */
+/* Closes its descriptor. */
 class open_file {
  public:
     open_file(const std::string &path, int flags);
@@ -63,12 +61,12 @@ class open_file {
     int m_fd;
 };
 
-/* Writes all bytes in pieces of 1 KiB, as test files are written. Returns 0 or the
- * error number; *written counts what was taken. */
+/* Writes all bytes in pieces of 1 KiB, like a test file. Returns 0 or the error number;
+ * *written counts the bytes written. */
 int write_in_small_pieces(int fd, const std::vector<std::byte> &bytes, size_t *written);
 
-/* Reads from the file's start to its end or to an error. Returns 0 or the error
- * number; *bytes is what came before. */
+/* Reads from the file's start to its end or to an error. Returns 0 or the error number, with
+ * the bytes read in *bytes. */
 int read_to_end(const std::string &path, std::vector<std::byte> *bytes);
 
 #endif

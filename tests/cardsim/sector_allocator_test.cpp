@@ -9,7 +9,7 @@
 using cardsim::sector_allocator;
 using cardsim::sector_run;
 
-TEST(sector_allocator, a_fresh_card_is_handed_out_in_order) {
+TEST(sector_allocator, allocates_fresh_card_in_order) {
     sector_allocator space(100);
     EXPECT_EQ(space.take(2).first, 0U);
     EXPECT_EQ(space.take(3).first, 2U);
@@ -17,7 +17,7 @@ TEST(sector_allocator, a_fresh_card_is_handed_out_in_order) {
     EXPECT_EQ(space.taken(), 6U);
 }
 
-TEST(sector_allocator, the_last_sectors_come_as_a_shorter_run_then_none) {
+TEST(sector_allocator, allocates_short_run_at_end_then_none) {
     sector_allocator space(10);
     space.take(8);
     EXPECT_EQ(space.take(5).count, 2U);
@@ -25,12 +25,12 @@ TEST(sector_allocator, the_last_sectors_come_as_a_shorter_run_then_none) {
     EXPECT_EQ(space.taken(), 10U);
 }
 
-TEST(sector_allocator, a_card_without_sectors_is_full) {
+TEST(sector_allocator, card_without_sectors_is_full) {
     sector_allocator space(0);
     EXPECT_EQ(space.take(1).count, 0U);
 }
 
-TEST(sector_allocator, freed_sectors_are_used_again_lowest_first) {
+TEST(sector_allocator, reuses_freed_sectors_lowest_first) {
     sector_allocator space(100);
     space.take(50);
     space.give_back({30, 2});
@@ -42,7 +42,7 @@ TEST(sector_allocator, freed_sectors_are_used_again_lowest_first) {
     EXPECT_EQ(space.take(5).first, 50U);
 }
 
-TEST(sector_allocator, neighbours_merge_whatever_order_they_come_back_in) {
+TEST(sector_allocator, merges_neighbours_in_any_order) {
     sector_allocator space(30);
     space.take(30);
     space.give_back({10, 5});
@@ -53,7 +53,7 @@ TEST(sector_allocator, neighbours_merge_whatever_order_they_come_back_in) {
     EXPECT_EQ(merged.count, 15U);
 }
 
-TEST(sector_allocator, agrees_with_a_plain_set_over_a_long_random_run) {
+TEST(sector_allocator, agrees_with_plain_set_in_long_random_run) {
     constexpr uint64_t sectors = 300;
     sector_allocator space(sectors);
     std::set<uint64_t> free;
@@ -61,7 +61,7 @@ TEST(sector_allocator, agrees_with_a_plain_set_over_a_long_random_run) {
     for (uint64_t s = 0; s < sectors; ++s) {
         free.insert(s);
     }
-    std::mt19937 chance(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run every time
+    std::mt19937 chance(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): repeatable
     for (int step = 0; step < 20000; ++step) {
         if (chance() % 2 == 0) {
             const sector_run run = space.take(chance() % 9 + 1);

@@ -7,13 +7,13 @@
 
 using cardsim::sector_ranges;
 
-TEST(sector_ranges, an_empty_set_overlaps_nothing) {
+TEST(sector_ranges, empty_set_overlaps_nothing) {
     const sector_ranges ranges;
     EXPECT_TRUE(ranges.empty());
     EXPECT_FALSE(ranges.overlap(0, std::numeric_limits<uint64_t>::max()));
 }
 
-TEST(sector_ranges, both_ends_belong_to_a_range) {
+TEST(sector_ranges, range_includes_both_ends) {
     sector_ranges ranges;
     ranges.add(10, 20);
     EXPECT_FALSE(ranges.overlap(0, 10));
@@ -23,7 +23,7 @@ TEST(sector_ranges, both_ends_belong_to_a_range) {
     EXPECT_FALSE(ranges.overlap(15, 0));
 }
 
-TEST(sector_ranges, ranges_may_be_added_in_any_order_and_overlap) {
+TEST(sector_ranges, accepts_overlapping_ranges_in_any_order) {
     sector_ranges ranges;
     ranges.add(50, 60);
     ranges.add(10, 20);
@@ -35,7 +35,7 @@ TEST(sector_ranges, ranges_may_be_added_in_any_order_and_overlap) {
     EXPECT_TRUE(ranges.overlap(32, 19));
 }
 
-TEST(sector_ranges, the_last_number_there_is_does_not_wrap) {
+TEST(sector_ranges, largest_number_does_not_wrap) {
     constexpr uint64_t last = std::numeric_limits<uint64_t>::max();
     sector_ranges ranges;
     ranges.add(5, last);

@@ -1,4 +1,4 @@
-/* The cells of the card, in memory and in a file. */
+/* The card's cells, in memory and in a file. */
 #include "tools/cardsim/sector_store.h"
 
 #include <gtest/gtest.h>
@@ -45,11 +45,11 @@ void expect_keeps_bytes(sector_store &store) {
 
 }  // namespace
 
-TEST(sector_store, memory_keeps_bytes_and_the_rest_is_zero) {
+TEST(sector_store, memory_keeps_bytes_and_zeros_elsewhere) {
     expect_keeps_bytes(*cardsim::sector_store_in_memory());
 }
 
-TEST(sector_store, memory_reaches_far_without_being_taken_up_front) {
+TEST(sector_store, memory_is_allocated_on_first_write) {
     const auto store = cardsim::sector_store_in_memory();
     const auto written = test_bytes(1000, 2);
     constexpr uint64_t far = uint64_t{1} << 60;
@@ -59,7 +59,7 @@ TEST(sector_store, memory_reaches_far_without_being_taken_up_front) {
     EXPECT_EQ(seen, written);
 }
 
-TEST_F(sector_store_in_file, keeps_bytes_at_their_positions_in_the_file) {
+TEST_F(sector_store_in_file, keeps_bytes_at_their_positions_in_file) {
     const auto store = cardsim::sector_store_in_file(m_path, 1 << 20, &m_error);
     ASSERT_TRUE(store) << m_error;
     expect_keeps_bytes(*store);
@@ -69,32 +69,32 @@ TEST_F(sector_store_in_file, keeps_bytes_at_their_positions_in_the_file) {
     EXPECT_EQ(static_cast<std::byte>(file.get()), test_bytes(1, 1)[0]);
 }
 
-TEST_F(sector_store_in_file, a_file_with_contents_is_refused_and_left_alone) {
+TEST_F(sector_store_in_file, refuses_file_with_contents) {
     std::ofstream(m_path) << "somebody's photographs";
     EXPECT_FALSE(cardsim::sector_store_in_file(m_path, 4096, &m_error));
     EXPECT_NE(m_error.find("not empty"), std::string::npos) << m_error;
     EXPECT_EQ(std::filesystem::file_size(m_path), 22U);
 }
 
-TEST_F(sector_store_in_file, an_empty_file_is_taken) {
+TEST_F(sector_store_in_file, accepts_empty_file) {
     std::ofstream create(m_path);
     create.close();
     EXPECT_TRUE(cardsim::sector_store_in_file(m_path, 4096, &m_error)) << m_error;
 }
 
-TEST_F(sector_store_in_file, a_fifo_is_refused_without_waiting) {
+TEST_F(sector_store_in_file, refuses_fifo_without_blocking) {
     ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
     EXPECT_FALSE(cardsim::sector_store_in_file(m_path, 4096, &m_error));
     EXPECT_NE(m_error.find("not a regular file"), std::string::npos) << m_error;
 }
 
-TEST_F(sector_store_in_file, a_folder_that_is_not_there_is_named_with_the_reason) {
+TEST_F(sector_store_in_file, names_missing_folder_and_reason) {
     EXPECT_FALSE(cardsim::sector_store_in_file(m_folder + "/no/file", 4096, &m_error));
     EXPECT_NE(m_error.find("No such file or directory"), std::string::npos) << m_error;
     EXPECT_NE(m_error.find("/no/file"), std::string::npos) << m_error;
 }
 
-TEST_F(sector_store_in_file, a_backing_file_cut_short_reads_as_an_error) {
+TEST_F(sector_store_in_file, backing_file_cut_short_gives_error) {
     const auto store = cardsim::sector_store_in_file(m_path, 4096, &m_error);
     ASSERT_TRUE(store) << m_error;
     std::filesystem::resize_file(m_path, 100);

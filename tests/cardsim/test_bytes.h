@@ -18,7 +18,7 @@ inline std::vector<std::byte> test_bytes(size_t count, uint32_t seed) {
     return bytes;
 }
 
-/* So many sectors in bytes, in the type that iterators are moved by. */
+/* The size of so many sectors, as an iterator offset. */
 constexpr std::ptrdiff_t sectors(std::ptrdiff_t count) {
     return count * 512;
 }

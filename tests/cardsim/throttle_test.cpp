@@ -1,4 +1,4 @@
-/* Debt accounting, on a clock of the test's own. */
+/* Debt accounting, with staged time. */
 #include "tools/cardsim/throttle.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ double seconds_between(throttle::time_point from, throttle::time_point to) {
 
 }  // namespace
 
-TEST(throttle, a_card_without_limits_never_waits) {
+TEST(throttle, card_without_limits_never_waits) {
     throttle speed({});
     const throttle::time_point now{1h};
     EXPECT_EQ(speed.charge_write(now, 1 << 30), now);
@@ -23,21 +23,21 @@ TEST(throttle, a_card_without_limits_never_waits) {
     EXPECT_EQ(speed.idle_at(now), now);
 }
 
-TEST(throttle, the_rate_is_exact_over_many_small_requests) {
+TEST(throttle, rate_is_exact_over_many_small_requests) {
     throttle_traits traits;
     traits.write_rate = 1 << 20;
     throttle speed(traits);
     const throttle::time_point start{1h};
     throttle::time_point now = start;
     for (int i = 0; i < 4096; ++i) {
-        // Between two requests the host needs its time, and sleeps last too long.
+        // The host takes time between requests, and sleeps last too long.
         now = speed.charge_write(now + 20us, 1024) + 100us;
     }
     EXPECT_NEAR(seconds_between(start, speed.idle_at(now)), 4.0, 0.03);
     EXPECT_NEAR(seconds_between(start, now), 4.0, 0.03);
 }
 
-TEST(throttle, the_rate_holds_on_a_machine_that_wakes_up_late) {
+TEST(throttle, rate_holds_when_sleeps_last_too_long) {
     throttle_traits traits;
     traits.write_rate = 1 << 20;
     throttle speed(traits);
@@ -50,7 +50,7 @@ TEST(throttle, the_rate_holds_on_a_machine_that_wakes_up_late) {
     EXPECT_NEAR(seconds_between(start, now), 4.0, 0.05);
 }
 
-TEST(throttle, waits_are_never_shorter_than_a_millisecond) {
+TEST(throttle, waits_last_at_least_a_millisecond) {
     throttle_traits traits;
     traits.read_rate = 10 << 20;
     throttle speed(traits);
@@ -67,7 +67,7 @@ TEST(throttle, waits_are_never_shorter_than_a_millisecond) {
     EXPECT_GT(waits, 100);
 }
 
-TEST(throttle, latency_is_paid_for_each_request_whatever_its_size) {
+TEST(throttle, latency_does_not_depend_on_size) {
     throttle_traits traits;
     traits.write_latency = 500us;
     throttle speed(traits);
@@ -79,7 +79,7 @@ TEST(throttle, latency_is_paid_for_each_request_whatever_its_size) {
     EXPECT_NEAR(seconds_between(start, now), 1.0, 0.03);
 }
 
-TEST(throttle, an_idle_card_saves_up_a_fortieth_of_a_second_and_no_more) {
+TEST(throttle, idle_card_gains_credit_of_25_ms) {
     throttle_traits traits;
     traits.write_rate = 1000;
     throttle speed(traits);
@@ -90,7 +90,7 @@ TEST(throttle, an_idle_card_saves_up_a_fortieth_of_a_second_and_no_more) {
     EXPECT_EQ(speed.idle_at(later), later + 1s - 25ms);
 }
 
-TEST(throttle, reading_and_writing_have_their_own_rates_on_one_card) {
+TEST(throttle, reading_and_writing_have_own_rates) {
     throttle_traits traits;
     traits.write_rate = 1000;
     traits.read_rate = 2000;
@@ -101,7 +101,7 @@ TEST(throttle, reading_and_writing_have_their_own_rates_on_one_card) {
     EXPECT_EQ(speed.idle_at(now), now + 1500ms - 25ms);
 }
 
-TEST(throttle, the_rate_falls_to_a_hundredth_after_so_many_bytes) {
+TEST(throttle, rate_falls_to_a_hundredth_after_given_bytes) {
     throttle_traits traits;
     traits.write_rate = 1 << 20;
     traits.slow_after = 1 << 20;
@@ -113,7 +113,7 @@ TEST(throttle, the_rate_falls_to_a_hundredth_after_so_many_bytes) {
     EXPECT_NEAR(seconds_between(start, speed.idle_at(start)), 1.0 + 100.0 / 1024, 0.03);
 }
 
-TEST(throttle, a_card_that_stalls_does_so_each_time_so_many_bytes_were_moved) {
+TEST(throttle, stalls_after_every_given_number_of_bytes) {
     throttle_traits traits;
     traits.stall_every = 3000;
     traits.stall = 10s;

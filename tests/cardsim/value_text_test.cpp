@@ -1,4 +1,4 @@
-/* Option values from their text. */
+/* Parsing option values. */
 #include "tools/cardsim/value_text.h"
 
 #include <gtest/gtest.h>
@@ -30,21 +30,21 @@ TEST(value_text, sizes_are_bytes_or_powers_of_1024) {
     EXPECT_EQ(size_of("1T"), 1099511627776U);
 }
 
-TEST(value_text, half_understood_sizes_are_refused_with_their_text) {
+TEST(value_text, refuses_partly_valid_sizes_with_their_text) {
     for (const char *text : {"", "K", "12Q", "1.5G", "-1", "+1", " 1", "1 ", "0x10", "1KB"}) {
         EXPECT_NE(size_error(text).find("is not a size"), std::string::npos) << text;
         EXPECT_NE(size_error(text).find(text), std::string::npos) << text;
     }
 }
 
-TEST(value_text, sizes_beyond_what_files_can_have_are_refused) {
+TEST(value_text, refuses_sizes_beyond_those_of_files) {
     EXPECT_EQ(size_of("9223372036854775807"), 9223372036854775807U);
     EXPECT_NE(size_error("9223372036854775808").find("too large"), std::string::npos);
     EXPECT_NE(size_error("8388608T").find("too large"), std::string::npos);
     EXPECT_FALSE(size_error("99999999999999999999").empty());
 }
 
-TEST(value_text, fractions_are_held_to_their_limits) {
+TEST(value_text, fractions_stay_within_limits) {
     double value = 0;
     std::string error;
     EXPECT_TRUE(cardsim::value_parse_fraction("0.25", 0, 1, &value, &error));
@@ -55,7 +55,7 @@ TEST(value_text, fractions_are_held_to_their_limits) {
     EXPECT_EQ(error, "'0.5x' is not a number from 0 to 1");
 }
 
-TEST(value_text, ranges_are_sectors_and_spans_of_them) {
+TEST(value_text, parses_ranges_of_sectors) {
     cardsim::sector_ranges ranges;
     std::string error;
     ASSERT_TRUE(cardsim::value_parse_ranges("5,10-20", &ranges, &error)) << error;
@@ -69,7 +69,7 @@ TEST(value_text, ranges_are_sectors_and_spans_of_them) {
     EXPECT_EQ(error, "'9-5' ends before it begins");
 }
 
-TEST(value_text, flips_name_a_sector_and_one_of_its_bits) {
+TEST(value_text, parses_flips) {
     std::set<std::pair<uint64_t, unsigned>> flips;
     std::string error;
     ASSERT_TRUE(cardsim::value_parse_flips("3:0,3:4095,70000000000:1", &flips, &error)) << error;
@@ -82,7 +82,7 @@ TEST(value_text, flips_name_a_sector_and_one_of_its_bits) {
     EXPECT_EQ(error, "'3:4096' names a bit outside 0 to 4095");
 }
 
-TEST(value_text, misreads_name_a_sector_and_the_one_read_instead) {
+TEST(value_text, parses_misreads) {
     std::map<uint64_t, uint64_t> misreads;
     std::string error;
     ASSERT_TRUE(cardsim::value_parse_misreads("3:9,4:70000000000", &misreads, &error)) << error;
@@ -93,7 +93,7 @@ TEST(value_text, misreads_name_a_sector_and_the_one_read_instead) {
     EXPECT_FALSE(cardsim::value_parse_misreads("1:18446744073709551615", &misreads, &error));
 }
 
-TEST(value_text, shows_printable_ascii_and_escapes_the_rest) {
+TEST(value_text, escapes_all_but_printable_ascii) {
     EXPECT_EQ(cardsim::shown_text("/mnt/~ a\\b"), "/mnt/~ a\\b");
     EXPECT_EQ(cardsim::shown_text("\x1b[2J\n\x7f"), "\\x1B[2J\\x0A\\x7F");
     EXPECT_EQ(cardsim::shown_text("\xc2\x9b\xff"), "\\xC2\\x9B\\xFF");

@@ -1,4 +1,4 @@
-/* Small writes put together to pages. */
+/* Small writes joined to pages. */
 #include "tools/cardsim/written_page.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ std::vector<std::byte> write_page(written_page &page, uint64_t offset, uint32_t 
 
 }  // namespace
 
-TEST(written_page, small_writes_make_a_page_that_the_next_write_hands_over) {
+TEST(written_page, joins_small_writes_to_page_that_next_write_returns) {
     written_page page;
     const auto all = write_page(page, 8192, 1);
     const std::optional<written_bytes> handed = page.before_write(12288, 1024);
@@ -39,7 +39,7 @@ TEST(written_page, small_writes_make_a_page_that_the_next_write_hands_over) {
     EXPECT_FALSE(page.before_write(16384, 1024));
 }
 
-TEST(written_page, a_flush_hands_over_a_complete_page_and_the_files_end) {
+TEST(written_page, flush_returns_complete_page_and_end_of_file) {
     written_page page;
     write_page(page, 0, 1);
     EXPECT_TRUE(page.at_flush(100000));
@@ -51,7 +51,7 @@ TEST(written_page, a_flush_hands_over_a_complete_page_and_the_files_end) {
     EXPECT_FALSE(page.at_flush(100000));
 }
 
-TEST(written_page, a_write_into_the_complete_page_forgets_it) {
+TEST(written_page, write_into_complete_page_drops_it) {
     for (const uint64_t offset : {0U, 1024U, 4095U}) {
         written_page page;
         write_page(page, 0, 1);
@@ -61,14 +61,14 @@ TEST(written_page, a_write_into_the_complete_page_forgets_it) {
     }
 }
 
-TEST(written_page, a_write_that_reaches_over_the_complete_page_forgets_it) {
+TEST(written_page, write_across_complete_page_drops_it) {
     written_page page;
     write_page(page, 4096, 1);
     EXPECT_FALSE(page.before_write(0, 16384));
     EXPECT_FALSE(page.at_flush(8192));
 }
 
-TEST(written_page, a_gap_in_the_writes_makes_no_page) {
+TEST(written_page, gap_between_writes_makes_no_page) {
     written_page page;
     write_whole(page, 0, test_bytes(1024, 1));
     write_whole(page, 2048, test_bytes(2048, 2));
@@ -76,13 +76,13 @@ TEST(written_page, a_gap_in_the_writes_makes_no_page) {
     EXPECT_FALSE(page.at_flush(4096));
 }
 
-TEST(written_page, a_page_begun_in_its_middle_is_none) {
+TEST(written_page, write_from_middle_of_page_makes_no_page) {
     written_page page;
     write_whole(page, 1024, test_bytes(3072, 1));
     EXPECT_FALSE(page.before_write(4096, 1024));
 }
 
-TEST(written_page, a_short_write_forgets_the_page) {
+TEST(written_page, short_write_drops_page) {
     written_page page;
     write_whole(page, 0, test_bytes(3072, 1));
     EXPECT_FALSE(page.before_write(3072, 1024));
@@ -90,14 +90,14 @@ TEST(written_page, a_short_write_forgets_the_page) {
     EXPECT_FALSE(page.at_flush(3584));
 }
 
-TEST(written_page, whole_pages_are_left_to_the_host) {
+TEST(written_page, leaves_whole_pages_to_kernel) {
     written_page page;
     write_whole(page, 0, test_bytes(HOST_PAGE_SIZE * 2, 1));
     EXPECT_FALSE(page.before_write(8192, 4096));
     EXPECT_FALSE(page.at_flush(8192));
 }
 
-TEST(written_page, a_cut_file_forgets_the_page) {
+TEST(written_page, cutting_file_drops_page) {
     written_page page;
     write_page(page, 0, 1);
     page.forget();

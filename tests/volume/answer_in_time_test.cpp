@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Waiting no longer than patience lasts, and leaving nothing behind for good.
 #include "volume/answer_in_time.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Device trees of other machines, laid out as the kernel lays them out in sysfs.
 #include "volume/block_device.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Pages below a file system: which volumes have them, and the reason given when they cannot be
 // dropped. Whole runs on counterfeit devices below exFAT and NTFS are in tests/system.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files whose pages stay resident, on an ext4 of each test's own. This program's locks keep them,
 // as another program's would.
 #include "volume/cold_read.h"

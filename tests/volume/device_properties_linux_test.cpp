@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What udev noted about a device, and what remains when nobody noted anything.
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>

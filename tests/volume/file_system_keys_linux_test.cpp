@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // When two paths share a file system.
 #include "volume/file_system_keys.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Whether the path still leads to the folder that a run began with.
 #include "volume/folder_anchor.h"
 

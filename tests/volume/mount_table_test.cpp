@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Tables as kernels write them, tables as none does, and the kernel's own answers as the judge.
 #include "volume/mount_table.h"
 

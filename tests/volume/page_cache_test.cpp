@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Residency of pages, counted on an ext4 of each test's own. Locked pages stay resident whatever
 // other programs drop.
 #include "volume/page_cache.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One run at a time on a volume, with real locks and with staged errors.
 #include "volume/run_lock.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tests of volumes ask the kernel and the room about the same path.
 #ifndef TROVIK_TESTS_VOLUME_SUPPORT_H
 #define TROVIK_TESTS_VOLUME_SUPPORT_H

@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What makes a volume one of the system's.
-#include "volume/system_places.h"
+#include "volume/file_system_keys.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>

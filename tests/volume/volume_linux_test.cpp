@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Descriptions of real mounts: memory, loop devices, binds, covers, daemons that died.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Which mounts are listed: by tables of other machines, and on this one.
-#include "volume/volume_list.h"
+#include "volume/mounted_volume.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ std::vector<std::string> candidates(const std::string &text) {
     EXPECT_TRUE(mount_table_read(folder.make_file("mountinfo", text), table, error)) << error;
     std::vector<std::string> targets;
     for (const mount_entry &entry : table) {
-        if (volume_list_is_candidate(table, entry)) {
+        if (mounted_volume_is_candidate(table, entry)) {
             targets.push_back(entry.target);
         }
     }

@@ -1,6 +1,5 @@
-/* From words to a card. CLI11 takes the words apart; the values are read here,
- * strictly, because CLI11's own conversions take what they understand of a value
- * and word their errors for programmers. */
+/* CLI11 parses the command line; the values are parsed here, because CLI11's conversions
+ * accept partly valid values and word their errors for programmers. */
 #include "tools/cardsim/arguments.h"
 
 #include <CLI/CLI.hpp>
@@ -15,11 +14,11 @@ namespace {
 
 constexpr uint64_t DEFAULT_SIZE = uint64_t{64} * 1024 * 1024;
 
-// Keeps times within the reach of 64-bit nanoseconds.
+// Keeps times within the range of 64-bit nanoseconds.
 constexpr uint64_t LONGEST_LATENCY_US = uint64_t{3600} * 1000 * 1000;
 constexpr double LONGEST_LIFE_S = 1e9;
 
-/* The values as they were typed; absent options stay empty. */
+/* The values as typed; absent options stay empty. */
 struct typed_values {
     std::optional<std::string> size, real_size, beyond, seed;
     std::optional<std::string> write_rate, read_rate, write_latency, read_latency;
@@ -67,8 +66,7 @@ void declare_options(CLI::App &app, typed_values &typed, card_options &options) 
     app.add_flag("--foreground", options.foreground);
 }
 
-/* Reads values into the options until the first that is wrong, whose message it
- * keeps. */
+/* Parses values into the options and keeps the message of the first wrong one. */
 class value_reader {
  public:
     explicit value_reader(std::string *error) : m_error(error) {}
@@ -96,7 +94,7 @@ class value_reader {
         }
     }
 
-    /* A size in whole sectors; sectors keeps its value if the option is absent. */
+    /* A size in whole sectors; *sectors_read keeps its value if the option is absent. */
     void sectors(const char *option, const std::optional<std::string> &text,
                  uint64_t *sectors_read) {
         uint64_t bytes = *sectors_read * CARD_SECTOR_SIZE;
@@ -110,7 +108,7 @@ class value_reader {
     void rate(const char *option, const std::optional<std::string> &text, uint64_t *rate_read) {
         size(option, text, rate_read);
         if (text && *rate_read == 0) {
-            wrong(option, "a card without any speed would never answer");
+            wrong(option, "a card with a rate of 0 would never answer");
         }
     }
 
@@ -188,7 +186,7 @@ void read_sizes(value_reader &reader, const typed_values &typed, card_options *o
     }
     options->usable_sectors = options->announced_sectors;
     reader.sectors("--full-at", typed.full_at, &options->usable_sectors);
-    // A card that takes more than promised is sound unless it is said that it is not.
+    // A card that takes more than announced is sound unless --real-size is given.
     options->device.real_sectors = std::max(options->announced_sectors, options->usable_sectors);
     reader.sectors("--real-size", typed.real_size, &options->device.real_sectors);
     if (typed.beyond) {
@@ -208,7 +206,7 @@ void read_sizes(value_reader &reader, const typed_values &typed, card_options *o
     }
 }
 
-/* What only a file system does, whoever asks for an image does without. */
+/* Refuses options that simulate a file system together with --image. */
 void check_image(value_reader &reader, const typed_values &typed, const card_options &options) {
     const std::pair<const char *, bool> of_file_systems[] = {
         {"--full-at", typed.full_at.has_value()},
@@ -219,11 +217,11 @@ void check_image(value_reader &reader, const typed_values &typed, const card_opt
     };
     for (const auto &[option, given] : of_file_systems) {
         if (given && options.image) {
-            reader.wrong(option, "is a file system's doing, and --image has none");
+            reader.wrong(option, "needs a file system, and --image has none");
         }
     }
     if (!options.contents.empty() && !options.image) {
-        reader.wrong("--contents", "is for the card of --image");
+        reader.wrong("--contents", "needs --image");
     }
 }
 
@@ -307,7 +305,7 @@ void read_life(value_reader &reader, const typed_values &typed, life_traits *lif
 
 arguments_verdict arguments_parse(const std::vector<std::string> &words, card_options *options,
                                   std::string *error) {
-    // Whoever asks for help gets it, whatever else is on the line.
+    // --help wins over all other words.
     for (const std::string &word : words) {
         if (word == "--help" || word == "-h") {
             return arguments_verdict::help;
@@ -318,7 +316,7 @@ arguments_verdict arguments_parse(const std::vector<std::string> &words, card_op
     declare_options(app, typed, *options);
     try {
         std::vector<std::string> from_the_back(words.rbegin(), words.rend());
-        app.parse(std::move(from_the_back));  // the order in which CLI11 takes them
+        app.parse(std::move(from_the_back));  // CLI11 takes them in reverse order
     } catch (const CLI::ParseError &problem) {
         *error = problem.what();
         return arguments_verdict::wrong;

@@ -1,6 +1,5 @@
-/* The command line: which card is asked for. Reads and checks arguments, touches
- * nothing else; what needs the system (the mount point, the backing file) is
- * checked where it is used. */
+/* The command line. Parses and checks arguments without touching the system; the mount point
+ * and the backing file are checked where they are used. */
 #ifndef TROVIK_TOOLS_CARDSIM_ARGUMENTS_H
 #define TROVIK_TOOLS_CARDSIM_ARGUMENTS_H
 
@@ -18,8 +17,8 @@ namespace cardsim {
 
 struct card_options {
     std::string mount_point;
-    uint64_t announced_sectors = 0;  // what statfs promises
-    uint64_t usable_sectors = 0;     // what can be allocated before the card is full
+    uint64_t announced_sectors = 0;  // shown by statfs
+    uint64_t usable_sectors = 0;     // allocated before the card is full
     card_traits device;
     life_traits life;
     throttle_traits speed;
@@ -28,7 +27,7 @@ struct card_options {
     std::string contents;  // of an image: the file that it starts as a copy of; empty: zeros
     bool read_only = false;
     std::optional<uint64_t> statfs_free;   // bytes
-    std::optional<uint64_t> root_entries;  // how many the root folder takes
+    std::optional<uint64_t> root_entries;  // the most in the root folder
     bool statfs_fails = false;
     bool fsync_fails = false;
     bool foreground = false;
@@ -36,8 +35,8 @@ struct card_options {
 
 enum class arguments_verdict {
     run,
-    help,   // --help was asked for
-    wrong,  // *error says in one line what is wrong, naming the option
+    help,   // --help was given
+    wrong,  // *error names the option and the reason in one line
 };
 
 /* words: the arguments without the program's name. *options is complete only with
@@ -48,7 +47,7 @@ arguments_verdict arguments_parse(const std::vector<std::string> &words, card_op
 /* What --help prints; lines fit into 80 columns. */
 std::string_view help_text();
 
-/* All options, as "--size" and so on, for the test that holds the help to them. */
+/* All options ("--size" ...), for the test that compares them with the help. */
 std::vector<std::string> arguments_known();
 
 }  // namespace cardsim

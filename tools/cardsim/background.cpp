@@ -1,5 +1,5 @@
-/* The way into the background: the calling process waits until the mount answers,
- * so that a script can use the folder in its next line. */
+/* Going to the background: the calling process waits until the mount answers, so that a
+ * script can use the folder in its next line. */
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,8 +19,8 @@ namespace {
 
 constexpr int FIRST_OTHER_DESCRIPTOR = 3;
 
-/* Whoever started the command may wait for the end of a pipe that it handed down;
- * what runs for hours must not hold one. */
+/* Closes inherited descriptors: the caller may wait for the end of a pipe, and this process
+ * may run for hours. */
 int keep_only(int descriptor) {
     const int kept = dup2(descriptor, FIRST_OTHER_DESCRIPTOR);
     fcntl(kept, F_SETFD, FD_CLOEXEC);
@@ -35,7 +35,7 @@ void leave_terminal() {
     }
     close(nowhere);
     if (chdir("/") != 0) {
-        return;  // only keeps a folder busy
+        return;  // harmless: only keeps a folder busy
     }
 }
 
@@ -45,7 +45,7 @@ int run_behind(int signal_end, const std::function<int(const std::function<void(
     return work([ready] {
         leave_terminal();
         const char mounted = 'm';
-        // Fails only if the waiting process is gone, which changes nothing here.
+        // Fails only if the waiting process is gone; ignored.
         [[maybe_unused]] const ssize_t put = write(ready, &mounted, 1);
         close(ready);
     });

@@ -1,6 +1,5 @@
-/* What becomes of a sector on its way to the cells and back. Whole stretches go
- * through at once where no fault can lie in them; only garbage and a flip rate
- * are looked at sector by sector. */
+/* The faults between host and cells. Whole ranges are read and written at once; only garbage
+ * and a flip rate are computed sector by sector. */
 #include "tools/cardsim/card.h"
 
 #include <algorithm>
@@ -10,8 +9,8 @@ namespace cardsim {
 
 namespace {
 
-// The finalizer of the SplitMix64 generator: every bit of the input moves every
-// bit of the result, which is all that is asked of "random" here.
+// The finalizer of the SplitMix64 generator: every input bit affects every result bit, which
+// is random enough here.
 uint64_t mix(uint64_t value) {
     value += 0x9E3779B97F4A7C15U;
     value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9U;
@@ -19,7 +18,7 @@ uint64_t mix(uint64_t value) {
     return value ^ (value >> 31);
 }
 
-// Keeps the garbage and the flips of one seed independent of each other.
+// Make garbage and flips of one seed independent.
 constexpr uint64_t GARBAGE_SALT = 0x67617262;
 constexpr uint64_t FLIP_SALT = 0x666C6970;
 
@@ -51,8 +50,8 @@ bool card::folds() const {
     return m_traits.beyond == card_beyond::wrap || m_traits.beyond == card_beyond::wrap_last;
 }
 
-/* Where a host position lands among the real cells; length is cut to what lands
- * there in one piece. Only for positions that land somewhere. */
+/* The cell of a host position. Cuts length to the part that is contiguous there. Only for
+ * positions that have a cell. */
 uint64_t card::landing_position(uint64_t position, size_t *length) const {
     const uint64_t real = m_traits.real_sectors * CARD_SECTOR_SIZE;
     uint64_t landing = position;
@@ -93,7 +92,7 @@ void card::flip_bits(uint64_t position, std::span<std::byte> bytes) const {
     }
     for (uint64_t sector = first; sector <= last; ++sector) {
         const uint64_t hash = sector_hash(m_traits.seed, FLIP_SALT, sector);
-        // The upper 53 bits make an even fraction in [0, 1), the most a double holds.
+        // The upper 53 bits, a double's precision, make a uniform fraction in [0, 1).
         const double fraction = static_cast<double>(hash >> 11) * 0x1p-53;
         if (fraction < m_traits.flip_rate) {
             flip_bit(sector, static_cast<unsigned>(mix(hash) % CARD_SECTOR_BITS), position, bytes);
@@ -101,7 +100,7 @@ void card::flip_bits(uint64_t position, std::span<std::byte> bytes) const {
     }
 }
 
-/* What the cells hold for a position, before anything is read wrongly. */
+/* Reads the cells of a position, before misreads and flips. */
 int card::read_cells(uint64_t position, std::span<std::byte> into) {
     const uint64_t real = m_traits.real_sectors * CARD_SECTOR_SIZE;
     while (!into.empty()) {
@@ -120,7 +119,7 @@ int card::read_cells(uint64_t position, std::span<std::byte> into) {
     return 0;
 }
 
-/* Puts other sectors' contents where those are read instead. */
+/* Replaces misread sectors by the contents of others. */
 int card::mistake_sectors(uint64_t position, std::span<std::byte> bytes) {
     const uint64_t end = position + bytes.size();
     const uint64_t last = (end - 1) / CARD_SECTOR_SIZE;

@@ -1,8 +1,7 @@
-/* The card as its host sees it: numbered sectors of 512 bytes, and what a bad
- * card makes of them. Every fault is a function of the sector's number, the
- * traits and the seed, never of the order or the time of the requests, so that a
- * run can be repeated. Sector numbers are always those the host uses, also for
- * faults of sectors beyond the real size. Knows no files and no FUSE. */
+/* The card as its host sees it: numbered sectors of 512 bytes, with faults. A fault depends
+ * on the sector's number, the traits and the seed only, never on the order or time of
+ * requests, so that runs are repeatable. Sector numbers are always the host's, also beyond
+ * the real size. Knows no files and no FUSE. */
 #ifndef TROVIK_TOOLS_CARDSIM_CARD_H
 #define TROVIK_TOOLS_CARDSIM_CARD_H
 
@@ -22,13 +21,13 @@ namespace cardsim {
 constexpr size_t CARD_SECTOR_SIZE = 512;
 constexpr unsigned CARD_SECTOR_BITS = 4096;
 
-/* What lies past the real size. */
+/* The behaviour past the real size. */
 enum class card_beyond {
     wrap,       // sector n lands on n modulo the real number of sectors
     wrap_last,  // folded into the last sectors of the real ones
-    drop_00,    // writes vanish, reads give 0x00
-    drop_ff,    // writes vanish, reads give 0xFF
-    garbage,    // writes vanish, reads give random bytes that stay the same
+    drop_00,    // writes are lost, reads give 0x00
+    drop_ff,    // writes are lost, reads give 0xFF
+    garbage,    // writes are lost, reads give random bytes that stay the same
 };
 
 struct card_traits {
@@ -47,14 +46,13 @@ class card {
  public:
     card(card_traits traits, std::unique_ptr<sector_store> store);
 
-    /* Whether all of these sectors can be read / written; false means EIO. */
+    /* False if one of these sectors cannot be read / written: EIO. */
     bool readable(uint64_t first, uint64_t count) const;
     bool writable(uint64_t first, uint64_t count) const;
 
-    /* Read and write bytes from a position counted from the card's first byte,
-     * across any number of sectors. They do not ask readable() and writable()
-     * themselves: a request is refused as a whole, before any of it is done.
-     * Return 0 or an error number. */
+    /* Read and write bytes at a position, in bytes from the card's start, across any number
+     * of sectors. The caller checks readable() and writable() first: a request fails as a
+     * whole. Return 0 or an error number. */
     int read(uint64_t position, std::span<std::byte> into);
     int write(uint64_t position, std::span<const std::byte> from);
 

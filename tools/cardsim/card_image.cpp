@@ -1,4 +1,4 @@
-/* Puts the image's file together before anybody can see it. */
+/* Builds the image's file before the card is mounted. */
 #include "tools/cardsim/card_image.h"
 
 #include <fcntl.h>
@@ -18,7 +18,7 @@ namespace cardsim {
 
 namespace {
 
-/* A descriptor that closes itself. */
+/* Closes its descriptor. */
 class open_file {
  public:
     explicit open_file(const std::string &path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
@@ -35,7 +35,7 @@ class open_file {
     int m_fd;
 };
 
-/* Writes a stretch of the file to the same place of the card. Returns 0 or an error
+/* Copies bytes of the file to the same position on the card. Returns 0 or an error
  * number. */
 int copy_stretch(int fd, off_t from, off_t to, card &device) {
     std::vector<std::byte> buffer(size_t{256} * 1024);
@@ -54,7 +54,7 @@ int copy_stretch(int fd, off_t from, off_t to, card &device) {
     return 0;
 }
 
-/* Holes are what nobody has written: on a counterfeit they must not land anywhere. */
+/* Skips holes: on a counterfeit, writing their zeros would overwrite other sectors. */
 int copy_contents(int fd, uint64_t announced, card &device) {
     const off_t end = lseek(fd, 0, SEEK_END);
     if (end < 0) {

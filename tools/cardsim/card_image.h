@@ -11,10 +11,10 @@ namespace cardsim {
 
 constexpr const char *CARD_IMAGE_NAME = "card.img";
 
-/* Gives the tree its only file, of the announced size, with all sectors in order, and
- * the card its first contents where options name some. The tree must be empty and
- * lie on this room. Returns false with a one-line reason in error where the card has no
- * room for that size, or what it is to hold cannot be read. */
+/* Creates the tree's only file, of the announced size, with all sectors in order, and copies
+ * options.contents, if given, to the card. The tree must be empty and use this room. Returns
+ * false with a one-line reason in error if the card is too small or the contents cannot be
+ * read. */
 bool card_image_add(card_room &room, file_tree &tree, const card_options &options,
                     std::string *error);
 

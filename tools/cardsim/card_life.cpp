@@ -1,4 +1,4 @@
-/* Counting towards the moment when the card locks itself or is pulled out. */
+/* Counts towards the moment at which the card locks itself or is gone. */
 #include "tools/cardsim/card_life.h"
 
 #include <algorithm>

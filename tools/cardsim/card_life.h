@@ -1,6 +1,5 @@
-/* How a card's days end: it locks itself, or it is gone. Counts bytes and, for a
- * card that goes after some seconds, the time since the first read or write.
- * The clock is handed in, so that tests need not wait. */
+/* The end of a card: it locks itself, or it is unplugged. Counts bytes, and the time since
+ * the first read or write. Callers pass the time, so that tests need not wait. */
 #ifndef TROVIK_TOOLS_CARDSIM_CARD_LIFE_H
 #define TROVIK_TOOLS_CARDSIM_CARD_LIFE_H
 
@@ -11,7 +10,7 @@
 
 namespace cardsim {
 
-/* What the card is pulled out in the middle of. */
+/* The operation during which the card is unplugged. */
 enum class life_moment {
     list,    // the first listing of a folder after something was written
     remove,  // the first removal of a file
@@ -32,24 +31,23 @@ class card_life {
 
     explicit card_life(const life_traits &traits) : m_traits(traits) {}
 
-    /* 0, or the error that every call gets from now on. */
+    /* 0, or the error of every call from now on. */
     int presence(time_point now);
 
-    /* This is being done now. The card may be gone from here on. */
+    /* Notes an operation, which may be the one that ends the card. */
     void doing(life_moment moment);
 
-    /* 0, or the error that everything that changes the card gets from now on. */
+    /* 0, or the error of every call that changes the card from now on. */
     int change(time_point now);
 
-    /* A write of so many bytes begins: how many of them the card still takes.
-     * Returns 0 with *accepted >= 1 (unless bytes is 0), or the error. */
+    /* Begins a write of so many bytes, of which the card takes *accepted. Returns 0 with
+     * *accepted >= 1 (unless bytes is 0), or the error. */
     int write_begin(time_point now, uint64_t bytes, uint64_t *accepted);
-    /* So many bytes of it have been written. */
+    /* Counts the bytes written. */
     void write_done(uint64_t bytes) { m_written += bytes; }
 
-    /* A read of so many bytes. A read that does not fit before the card is gone
-     * fails as a whole: FUSE has no shorter answer that does not mean the end of
-     * the file. */
+    /* Begins a read of so many bytes. A read that crosses the card's end fails as a whole: in
+     * FUSE a short answer means the end of the file. */
     int read_begin(time_point now, uint64_t bytes);
 
  private:

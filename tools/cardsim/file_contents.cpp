@@ -1,5 +1,5 @@
-/* Files as runs of card sectors. A file written in one go is one run, so nothing
- * here grows with the length of the file. */
+/* Files as runs of card sectors. A file written sequentially is one run, whatever its
+ * length. */
 #include "tools/cardsim/file_contents.h"
 
 #include <algorithm>
@@ -79,8 +79,8 @@ void file_contents::map_run(uint64_t file_sector, sector_run run) {
     m_runs.emplace_hint(next, file_sector, run);
 }
 
-/* Gives every file sector in [first, end) a card sector, in order, until there
- * are none; returns the first that has none, or end. */
+/* Maps every file sector in [first, end) to a card sector, in order, while there are free
+ * ones. Returns the first unmapped file sector, or end. */
 uint64_t file_contents::map_sectors(card_room &room, uint64_t first, uint64_t end) {
     while (first < end) {
         const piece part = piece_at(first, end);
@@ -98,7 +98,7 @@ uint64_t file_contents::map_sectors(card_room &room, uint64_t first, uint64_t en
     return end;
 }
 
-/* Writes zeros to the bytes in [from, to) that have card sectors. */
+/* Zeroes the mapped bytes in [from, to). */
 int file_contents::clear(card_room &room, uint64_t from, uint64_t to) const {
     static constexpr std::array<std::byte, CARD_SECTOR_SIZE> zeros{};
     while (from < to) {
@@ -127,8 +127,8 @@ int file_contents::write(card_room &room, uint64_t offset, std::span<const std::
     }
     const uint64_t first = offset / CARD_SECTOR_SIZE;
     const uint64_t last = (offset + from.size() - 1) / CARD_SECTOR_SIZE;
-    // The two sectors that may be written in part: what the write leaves out of a
-    // new one must not show what the card held before.
+    // Zeroes the rest of the two sectors that may be written in part, so that they do not
+    // show the card's old contents.
     uint64_t unused = 0;
     const bool first_is_new = !card_sector(first, &unused);
     const bool last_is_new = !card_sector(last, &unused);
@@ -194,7 +194,7 @@ int file_contents::occupy(card_room &room, uint64_t size) {
 
 int file_contents::resize(card_room &room, uint64_t size) {
     if (size > m_size) {
-        // What a cut left in the last sector, or a failed write beyond the end.
+        // Left in the last sector by a cut, or behind the end by a failed write.
         if (const int error = clear(room, m_size, size); error != 0) {
             return error;
         }

@@ -1,7 +1,6 @@
-/* Which card sectors hold a file, and its bytes through them. Sectors are taken
- * when they are first written, in the order of writing; parts never written are
- * holes that read as zeros and take no room. Adds no fault of its own: those are
- * the card's. */
+/* Maps a file to card sectors, and reads and writes its bytes there. Sectors are allocated
+ * on the first write, in the order of writing; holes read as zeros and take no sectors. All
+ * faults are the card's. */
 #ifndef TROVIK_TOOLS_CARDSIM_FILE_CONTENTS_H
 #define TROVIK_TOOLS_CARDSIM_FILE_CONTENTS_H
 
@@ -15,7 +14,7 @@
 
 namespace cardsim {
 
-/* What all files share: the card and its free room. */
+/* Shared by all files: the card and its free sectors. */
 struct card_room {
     card device;
     sector_allocator space;
@@ -28,25 +27,24 @@ class file_contents {
     /* Card sectors that belong to the file. */
     uint64_t sectors() const { return m_sectors; }
 
-    /* The card sector behind a sector of the file; false for a hole. */
+    /* The card sector of a file sector; false for a hole. */
     bool card_sector(uint64_t file_sector, uint64_t *sector) const;
 
-    /* Fills into from the file; all of it must lie before the end. Returns 0, or
-     * EIO without touching any sector where one of those concerned is bad. */
+    /* Fills into from the file; all of it must lie before the end. Returns 0, or EIO, with
+     * nothing read, if one of the sectors is bad. */
     int read(card_room &room, uint64_t offset, std::span<std::byte> into) const;
 
-    /* Writes the bytes for which there is room; *accepted says how many, counted
-     * from the first. Returns 0, ENOSPC if not one found room, EIO (with nothing
-     * written; new sectors stay with the file, so that a second try meets the same
-     * ones) where one of the sectors cannot be written. */
+    /* Writes the first *accepted bytes, as many as there is room for. Returns 0, ENOSPC if
+     * there is no room at all, or EIO, with nothing written, if one of the sectors is bad;
+     * the file keeps new sectors, so that a retry meets the same ones. */
     int write(card_room &room, uint64_t offset, std::span<const std::byte> from,
               uint64_t *accepted);
 
-    /* Makes the file this long with sectors for all of it, in order, holding what the
-     * card holds there. Returns 0, or ENOSPC where they do not suffice. */
+    /* Sets the file's length and maps all of it, in order, keeping the card's contents.
+     * Returns 0, or ENOSPC if there are too few sectors. */
     int occupy(card_room &room, uint64_t size);
 
-    /* Cuts the file or makes it longer with a hole. Returns 0 or an error number. */
+    /* Cuts the file or extends it with a hole. Returns 0 or an error number. */
     int resize(card_room &room, uint64_t size);
 
  private:

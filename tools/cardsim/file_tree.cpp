@@ -1,6 +1,6 @@
-/* Names and nodes. A node goes when it has no name, is not open and the kernel
- * has forgotten it; its sectors are free again as soon as the first two hold, for
- * the kernel forgets when it pleases and free space must be right at once. */
+/* Names and nodes. A node is destroyed when it has no name, is not open and the kernel has
+ * forgotten it. Its sectors are freed without waiting for the kernel, so that free space is
+ * right at once. */
 #include "tools/cardsim/file_tree.h"
 
 #include <cerrno>
@@ -41,7 +41,7 @@ int file_tree::lookup(uint64_t folder, std::string_view name, node **found) {
     return 0;
 }
 
-/* The folder in which a name is about to appear. */
+/* The folder for a new name. */
 int file_tree::folder_for_change(uint64_t folder, std::string_view name, node **parent) {
     *parent = find(folder);
     if (*parent == nullptr || (*parent)->links == 0) {
@@ -162,7 +162,7 @@ int file_tree::rename(uint64_t from, std::string_view name, uint64_t to, std::st
     if (const int error = folder_for_change(to, new_name, &target); error != 0) {
         return error;
     }
-    // The kernel never asks for it; a folder inside itself would be lost for good.
+    // The kernel never requests it; a folder moved into itself would be lost.
     for (const node *above = target; moving->is_folder(); above = find(above->parent)) {
         if (above == moving) {
             return EINVAL;

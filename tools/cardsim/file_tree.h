@@ -1,7 +1,6 @@
-/* The folders and files of the card: names, kinds, owners, times. They are kept
- * in memory beside the card and never fail with it, for what is simulated is
- * where a file's contents end up. Enforces the rules of POSIX for names and
- * links; access rights are checked by the kernel. Not safe for several threads. */
+/* The card's folders and files: names, types, owners, times. They are kept in memory beside
+ * the card and never fail: only contents are simulated. Follows POSIX for names and links;
+ * the kernel checks access rights. Not thread-safe. */
 #ifndef TROVIK_TOOLS_CARDSIM_FILE_TREE_H
 #define TROVIK_TOOLS_CARDSIM_FILE_TREE_H
 
@@ -26,9 +25,9 @@ namespace cardsim {
 constexpr uint64_t ROOT_NODE = 1;
 constexpr size_t LONGEST_NAME = 255;
 
-/* What a new node is made of. */
+/* Attributes of a new node. */
 struct node_facts {
-    mode_t mode = 0;  // kind and rights
+    mode_t mode = 0;  // type and permissions
     uid_t uid = 0;
     gid_t gid = 0;
     dev_t device = 0;
@@ -39,15 +38,15 @@ struct node {
     uint64_t number = 0;
     node_facts facts;
     uint64_t parent = 0;   // folders only
-    nlink_t links = 0;     // 0: has no name any more
-    uint64_t lookups = 0;  // how often the kernel has been told of it
+    nlink_t links = 0;     // 0: unlinked
+    uint64_t lookups = 0;  // lookup count, as FUSE defines it
     uint64_t opens = 0;
     timespec accessed{};
     timespec modified{};
     timespec changed{};
     std::map<std::string, uint64_t, std::less<>> children;  // folders only
     file_contents contents;                                 // regular files only
-    written_page page;                                      // likewise
+    written_page page;                                      // regular files only
 
     bool is_folder() const { return S_ISDIR(facts.mode); }
     bool is_file() const { return S_ISREG(facts.mode); }
@@ -61,32 +60,32 @@ struct folder_entry {
 
 class file_tree {
  public:
-    /* Borrows room, which must outlive the tree. */
+    /* room must outlive the tree. */
     file_tree(card_room &room, const node_facts &root, timespec now);
 
-    /* Null if there is none of that number. */
+    /* Null if there is no such node. */
     node *find(uint64_t number);
 
-    /* These return 0 or an error number, and give *found / *made only with 0. Nodes
-     * stay where they are until forgotten. */
+    /* These return 0 or an error number, and set *found / *made only with 0. A node's address
+     * is valid until it is forgotten. */
     int lookup(uint64_t folder, std::string_view name, node **found);
     int make(uint64_t folder, std::string_view name, node_facts facts, timespec now, node **made);
     int remove_file(uint64_t folder, std::string_view name, timespec now);
     int remove_folder(uint64_t folder, std::string_view name, timespec now);
 
-    /* replace: whether a node that has the new name may be replaced. */
+    /* replace: may replace a node of the new name. */
     int rename(uint64_t from, std::string_view name, uint64_t to, std::string_view new_name,
                bool replace, timespec now);
 
-    /* Both nodes change places. */
+    /* Swaps both nodes. */
     int exchange(uint64_t from, std::string_view name, uint64_t to, std::string_view other,
                  timespec now);
 
     /* All entries of a folder, "." and ".." first. */
     int list(uint64_t folder, std::vector<folder_entry> *entries);
 
-    /* A file without a name keeps its sectors while it is open, and its node while
-     * the kernel knows it. */
+    /* An unlinked file keeps its sectors while it is open, and its node until the kernel
+     * forgets it. */
     void opened(node &file) { ++file.opens; }
     void closed(node &file);
     void forget(uint64_t number, uint64_t lookups);

@@ -1,5 +1,5 @@
-/* Requests about names, kinds and attributes. The kernel is told to remember none
- * of them: a card that is gone must be gone for the next call. */
+/* Requests about names, types and attributes. The kernel must not cache any of them: when
+ * the card is gone, the next call must fail. */
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -11,7 +11,7 @@ namespace cardsim {
 
 namespace {
 
-// fuse_reply_entry and its like count as one more lookup of the node.
+// fuse_reply_entry and its relatives count as one lookup of the node.
 fuse_entry_param entry_for(node &shown) {
     ++shown.lookups;
     fuse_entry_param entry = {};
@@ -23,7 +23,7 @@ fuse_entry_param entry_for(node &shown) {
 void answer_entry(fuse_req_t request, node &shown) {
     const fuse_entry_param entry = entry_for(shown);
     if (fuse_reply_entry(request, &entry) != 0) {
-        // Interrupted: the kernel never heard of it.
+        // Interrupted: the kernel did not get the answer.
         card_of(request).tree.forget(shown.number, 1);
     }
 }
@@ -45,8 +45,8 @@ node_facts facts_for(fuse_req_t request, mode_t mode) {
     return facts;
 }
 
-/* The file of an image is the card: there is no other, and it keeps its name. A new
- * name in the root folder needs one of the entries there. */
+/* With --image, the image is the only file and keeps its name. A new name in the root folder
+ * needs one of its entries. */
 bool request_may_change_names(fuse_req_t request, std::optional<fuse_ino_t> adds_to = {}) {
     if (!request_may_change(request)) {
         return false;
@@ -180,7 +180,7 @@ void on_symlink(fuse_req_t request, const char *target, fuse_ino_t folder, const
     answer_made(request, folder, name, facts);
 }
 
-// As on the file systems that cards carry: FAT and exFAT have none.
+// As on the file systems of real cards: FAT and exFAT have no hard links.
 void on_link(fuse_req_t request, fuse_ino_t, fuse_ino_t, const char *) {
     if (request_may_change(request)) {
         fuse_reply_err(request, EPERM);
@@ -221,7 +221,7 @@ void on_rmdir(fuse_req_t request, fuse_ino_t folder, const char *name) {
     }
 }
 
-// The flags of renameat2(2); glibc shows them only with its extensions switched on.
+// The flags of renameat2(2); glibc declares them only as an extension.
 constexpr unsigned RENAME_KEEPS_TARGET = 1;
 constexpr unsigned RENAME_EXCHANGES = 2;
 
@@ -292,8 +292,8 @@ void on_releasedir(fuse_req_t request, fuse_ino_t, fuse_file_info *file) {
     fuse_reply_err(request, 0);
 }
 
-/* No exception leaves towards libfuse, which is C. The only one there can be is
- * that memory has run out, before anything was answered. */
+/* No exception may reach libfuse, which is C. The only one possible is std::bad_alloc, before
+ * any answer was sent. */
 template <auto handler>
 struct guarded;
 template <typename... Rest, void (*handler)(fuse_req_t, Rest...)>

@@ -1,13 +1,11 @@
-/* Requests about contents, flushes and free space: where the card's faults and its
- * speed become visible.
+/* Requests about contents, flushes and free space: here the card's faults and speed become
+ * visible.
  *
- * The host's memory must behave as above a disk: what was written stays in it and
- * is read from it, until somebody has it released. Files are therefore opened with
- * keep_cache and without direct_io, and pages that were written in small pieces
- * are handed to the host's memory when they are complete. That happens while a
- * later write or a flush of the same file waits for its answer: the kernel lets
- * only one of these into a file at a time, so no newer state of the page can exist
- * yet. */
+ * The page cache must work as for a disk: written data stays in it and is read from it until
+ * it is dropped. Therefore files are opened with keep_cache and without direct_io, and pages
+ * written in small pieces are stored in the page cache when they are complete. That happens
+ * while a later write or flush of the same file waits for its answer: the kernel allows only
+ * one of these per file at a time, so no newer state of the page can exist. */
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -24,7 +22,7 @@ namespace {
 
 using time_point = std::chrono::steady_clock::time_point;
 
-// A slow card must not keep its program from being ended.
+// Even a slow card must end soon after it was asked to.
 constexpr std::chrono::milliseconds LONGEST_NAP{50};
 
 void wait_until(const mounted_card &card, time_point then) {
@@ -36,7 +34,7 @@ void wait_until(const mounted_card &card, time_point then) {
     }
 }
 
-/* Answers at once, or after the page has reached the host's memory. */
+/* Answers at once, or after the page was stored in the page cache. */
 void answer_after(mounted_card &card, uint64_t number, std::optional<written_bytes> page,
                   std::function<void()> answer) {
     if (page) {
@@ -65,7 +63,7 @@ void on_open(fuse_req_t request, fuse_ino_t number, fuse_file_info *file) {
         return;
     }
     file->keep_cache = 1;
-    // A card's image is a device: what memory keeps of it is for those above to say.
+    // A card's image is a device: caching is up to the layers above.
     file->direct_io = card_of(request).options.image ? 1 : 0;
     card_of(request).tree.opened(*opened);
     if (fuse_reply_open(request, file) != 0) {
@@ -100,15 +98,15 @@ void on_read(fuse_req_t request, fuse_ino_t number, size_t size, off_t offset, f
         wait_until(card, card.speed.charge_read(arrived, length));
     }
     if (error != 0) {
-        // Never a shorter answer: the kernel would take it for the end of the file.
-        // It asks again page by page, so what is readable before a bad page comes.
+        // Not a short answer: the kernel would take it for the end of the file. It retries
+        // page by page, so all pages before the bad one are read.
         fuse_reply_err(request, error);
         return;
     }
     fuse_reply_buf(request, reinterpret_cast<const char *>(card.read_buffer.data()), length);
 }
 
-/* Does the write; returns 0 and how much of it was taken, or an error number. */
+/* Writes; returns 0 with the bytes written in *taken, or an error number. */
 int write_to_card(mounted_card &card, node &file, uint64_t offset, std::span<const std::byte> bytes,
                   uint64_t *taken) {
     const time_point arrived = clock_now();
@@ -138,7 +136,7 @@ void on_write(fuse_req_t request, fuse_ino_t number, const char *data, size_t si
         return;
     }
     if (info->writepage != 0) {
-        // From a mapping of the file: these do not keep other writes out.
+        // From a mapping of the file: other writes may run at the same time.
         file->page.forget();
     }
     const uint64_t at = static_cast<uint64_t>(offset);
@@ -190,9 +188,9 @@ void on_statfs(fuse_req_t request, fuse_ino_t) {
         fuse_reply_err(request, EIO);
         return;
     }
-    // Counted in sectors, for they are what files are given: a larger unit would
-    // round the free space and hide the last sectors. f_bsize is the same, as some
-    // programs multiply with the wrong one of the two.
+    // Counted in sectors, the unit of allocation: a larger one would round the free space and
+    // hide the last sectors. f_bsize is the same because some programs multiply with the
+    // wrong one.
     const uint64_t announced = card.options.announced_sectors;
     struct statvfs facts = {};
     facts.f_bsize = facts.f_frsize = CARD_SECTOR_SIZE;

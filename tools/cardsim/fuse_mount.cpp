@@ -1,6 +1,6 @@
-/* The life of a mount. The loop that takes requests is our own instead of
- * libfuse's, because it must go on for a moment after it was asked to end: a page
- * on its way into the host's memory may wait for one more answer. */
+/* Mounts, serves requests, unmounts. The request loop is our own instead of libfuse's: it
+ * must continue for a moment after it was asked to end, because storing a page in the page
+ * cache may wait for one more answer. */
 #include "tools/cardsim/fuse_mount.h"
 
 #include <poll.h>
@@ -18,7 +18,7 @@ namespace cardsim {
 
 namespace {
 
-// What libfuse said last: set while mounting, on the only thread there is then.
+// libfuse's last message: set while mounting, when there is only one thread.
 std::string library_message;
 
 void keep_library_message(fuse_log_level, const char *format, va_list arguments) {
@@ -32,9 +32,8 @@ void keep_library_message(fuse_log_level, const char *format, va_list arguments)
 }
 
 void on_init(void *, fuse_conn_info *connection) {
-    // Each of these would take something away from the likeness to a disk: pages
-    // dropped because a time stamp changed; writes that cannot be refused; or work
-    // that the kernel does well itself.
+    // With these, the mount would differ from a disk's: pages dropped when a time stamp
+    // changes; writes that cannot fail; work that the kernel does well itself.
     connection->want &= ~static_cast<unsigned>(FUSE_CAP_AUTO_INVAL_DATA | FUSE_CAP_WRITEBACK_CACHE |
                                                FUSE_CAP_HANDLE_KILLPRIV | FUSE_CAP_ATOMIC_O_TRUNC);
     connection->want |= connection->capable & FUSE_CAP_EXPLICIT_INVAL_DATA;
@@ -58,7 +57,7 @@ fuse_session *new_session(mounted_card &card) {
     return session;
 }
 
-/* Takes one request and has it answered; false when there will be no more. */
+/* Receives and answers one request; false when there will be no more. */
 bool serve_one(fuse_session *session, fuse_buf *buffer) {
     const int got = fuse_session_receive_buf(session, buffer);
     if (got == -EINTR) {
@@ -85,7 +84,7 @@ void serve(mounted_card &card) {
             connected = serve_one(card.session, &buffer);
         }
     }
-    std::free(buffer.mem);  // libfuse takes it with malloc
+    std::free(buffer.mem);  // allocated by libfuse
 }
 
 std::unique_ptr<sector_store> open_store(const card_options &options, std::string *error) {

@@ -1,5 +1,5 @@
-/* trovik-cardsim: mounts a simulated card. This file is the way from the command
- * line to the mount and holds what is printed on it. */
+/* trovik-cardsim: mounts a simulated card. From the command line to the mount, with the
+ * messages on the way. */
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -23,7 +23,7 @@ int fail(int status, const std::string &reason) {
     return status;
 }
 
-/* Makes the mount point absolute, as the process leaves its folder. */
+/* Makes the mount point absolute: the process changes its working folder. */
 bool find_mount_point(std::string *path, std::string *error) {
     const std::unique_ptr<char, void (*)(void *)> absolute(realpath(path->c_str(), nullptr),
                                                            std::free);

@@ -1,8 +1,8 @@
-/* Everything behind one mount, and the answers to the kernel's requests.
+/* The state of one mount, and the answers to the kernel's requests.
  *
- * One thread answers all requests, in the order they come, and it alone touches
- * the tree, the card and its counters. The publisher's thread only hands pages to
- * the kernel and sends answers that were already made up. */
+ * One thread answers all requests in order; it alone touches the tree, the card and its
+ * counters. The publisher's thread only stores pages in the page cache and sends prepared
+ * answers. */
 #ifndef TROVIK_TOOLS_CARDSIM_MOUNTED_CARD_H
 #define TROVIK_TOOLS_CARDSIM_MOUNTED_CARD_H
 
@@ -34,29 +34,29 @@ struct mounted_card {
     fuse_session *session = nullptr;
     std::vector<std::byte> read_buffer;
 
-    // What open folders show, by the number that the kernel carries back and forth:
-    // taken when one is opened or rewound, so that files can be removed meanwhile.
+    // The entries of open folders by handle: copied when a folder is opened or rewound, so
+    // that files can be removed during a listing.
     std::unordered_map<uint64_t, std::vector<folder_entry>> open_folders;
     uint64_t last_open_folder = 0;
 };
 
-/* The card that a request is for. */
+/* The card of a request. */
 mounted_card &card_of(fuse_req_t request);
 
-/* Reads the two clocks: for what the card counts, and for what files show. */
+/* Clocks for the card's counters, and for the files' time stamps. */
 std::chrono::steady_clock::time_point clock_now();
 timespec time_of_day();
 
-/* What stat(2) shows of a node. */
+/* A node's attributes for stat(2). */
 struct stat attributes_of(const node &shown);
 
-/* Whether the card is there, and whether it takes changes; where not, the request
- * has been answered with the error. */
+/* False if the card is gone, or takes no changes; the request was then answered with the
+ * error. */
 bool request_present(fuse_req_t request);
 bool request_may_change(fuse_req_t request);
 
-/* Entries and attributes: fuse_entries.cpp. Contents, flushes and free space:
- * fuse_io.cpp. Each puts its answers into the table. */
+/* Fill the table with the handlers of fuse_entries.cpp (entries, attributes) and fuse_io.cpp
+ * (contents, flushes, free space). */
 void fuse_entries_add(fuse_lowlevel_ops *table);
 void fuse_io_add(fuse_lowlevel_ops *table);
 

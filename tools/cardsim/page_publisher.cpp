@@ -1,4 +1,4 @@
-/* The thread behind the host's memory. */
+/* The thread that stores pages in the page cache. */
 #include "tools/cardsim/page_publisher.h"
 
 #include <fuse_lowlevel.h>
@@ -21,8 +21,8 @@ void page_publisher::stop() {
 
 void page_publisher::start(fuse_session *session) {
     m_session = session;
-    // Signals end the program by interrupting the thread that waits for requests;
-    // this one must not catch them.
+    // Signals end the program by interrupting the thread that waits for requests; this
+    // thread must not receive them.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);

@@ -1,8 +1,8 @@
-/* Hands written pages to the host's memory, on a thread of its own.
+/* Stores written pages in the kernel's page cache, on a thread of its own.
  *
- * The kernel locks a page while it waits for an answer about it. Handing over a
- * page waits for that lock, so whoever answers requests must not do it: it could
- * wait for an answer that only it can give. */
+ * The kernel locks a page while it waits for an answer about it. Storing a page waits for
+ * that lock, so the thread that answers requests must not do it: it could deadlock, waiting
+ * for its own answer. */
 #ifndef TROVIK_TOOLS_CARDSIM_PAGE_PUBLISHER_H
 #define TROVIK_TOOLS_CARDSIM_PAGE_PUBLISHER_H
 
@@ -29,15 +29,15 @@ class page_publisher {
     /* Call once, before publish(). The session must live until stop(). */
     void start(fuse_session *session);
 
-    /* Hands over what is left, then ends the thread. Call it only when idle, or when
-     * the kernel has ended the connection: otherwise it could wait for ever. */
+    /* Stores the remaining pages, then ends the thread. Call it only when idle, or after the
+     * kernel has ended the connection: otherwise it could wait for ever. */
     void stop();
 
-    /* Hands the page over and calls then, both on the other thread. A page that
-     * cannot be handed over is dropped: the host reads it from the card instead. */
+    /* Stores the page, then calls then, both on the other thread. A page that cannot be
+     * stored is dropped: the kernel reads it from the card instead. */
     void publish(uint64_t node_number, written_bytes page, std::function<void()> then);
 
-    /* Whether everything has been handed over. Any thread may ask. */
+    /* True if no page is waiting. Any thread. */
     bool idle();
 
  private:
@@ -50,7 +50,7 @@ class page_publisher {
     void hand_over(job &next);
 
     fuse_session *m_session = nullptr;
-    std::mutex m_mutex;  // guards what follows, up to the thread
+    std::mutex m_mutex;  // guards the members below, up to the thread
     std::condition_variable m_changed;
     std::deque<job> m_jobs;
     bool m_working = false;

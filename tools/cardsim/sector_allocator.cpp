@@ -1,4 +1,4 @@
-/* The free room of the card, in ranges that are merged when they meet. */
+/* The card's free sectors, in ranges that are merged when they touch. */
 #include "tools/cardsim/sector_allocator.h"
 
 #include <algorithm>

@@ -1,7 +1,6 @@
-/* Which card sectors are free. Hands them out from the lowest number up, so a
- * fresh card is filled in the order of writing and freed sectors are used again
- * before untouched ones beyond them. Free room is kept as ranges: giving back a
- * file of a million sectors costs as much as giving back one range. */
+/* Allocates card sectors, lowest number first: a fresh card fills in the order of writing,
+ * and freed sectors are reused before higher ones. Free sectors are kept as ranges, so that
+ * freeing a file of a million sectors costs as much as freeing one range. */
 #ifndef TROVIK_TOOLS_CARDSIM_SECTOR_ALLOCATOR_H
 #define TROVIK_TOOLS_CARDSIM_SECTOR_ALLOCATOR_H
 
@@ -19,11 +18,11 @@ class sector_allocator {
  public:
     explicit sector_allocator(uint64_t sectors);
 
-    /* Takes the lowest free run, at most wanted sectors of it. A count of 0 means
-     * that the card is full (or nothing was wanted). */
+    /* Takes up to wanted sectors from the lowest free run. A count of 0 means that the card
+     * is full (or wanted is 0). */
     sector_run take(uint64_t wanted);
 
-    /* Gives back a run that was taken, whole or in parts. */
+    /* Frees a run that was taken, whole or in parts. */
     void give_back(sector_run run);
 
     uint64_t taken() const { return m_taken; }

@@ -1,5 +1,5 @@
-/* Sets of card sectors. Adding is linear, for it happens once at the start;
- * asking happens on every request and is logarithmic. */
+/* Adding is linear: it happens once at the start. Lookups happen on every request and are
+ * logarithmic. */
 #include "tools/cardsim/sector_ranges.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-/* A set of card sectors, kept as sorted ranges that neither touch nor overlap,
- * so that asking is a binary search however many sectors are bad. */
+/* A set of card sectors: sorted ranges that neither touch nor overlap, searched by
+ * bisection. */
 #ifndef TROVIK_TOOLS_CARDSIM_SECTOR_RANGES_H
 #define TROVIK_TOOLS_CARDSIM_SECTOR_RANGES_H
 
@@ -10,10 +10,10 @@ namespace cardsim {
 
 class sector_ranges {
  public:
-    /* Adds the sectors first to last, both included; first must not exceed last. */
+    /* Adds the sectors first to last, inclusive; first must not exceed last. */
     void add(uint64_t first, uint64_t last);
 
-    /* Whether any of the count sectors from first on is in the set. */
+    /* True if any of the count sectors from first on is in the set. */
     bool overlap(uint64_t first, uint64_t count) const;
 
     bool empty() const { return m_ranges.empty(); }

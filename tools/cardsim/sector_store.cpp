@@ -1,5 +1,5 @@
-/* The two places a card's bytes can live in. Memory is taken in pieces when they
- * are first written; the backing file is sparse, so the system does the same. */
+/* The card's bytes in memory or in a backing file. Memory is allocated in pieces on the
+ * first write; the backing file is sparse. */
 #include "tools/cardsim/sector_store.h"
 
 #include <fcntl.h>
@@ -16,8 +16,8 @@ namespace cardsim {
 
 namespace {
 
-// Large enough that a lookup is rare in a bulk transfer, small enough that a
-// card with a few small files stays small.
+// Large enough to make lookups rare in bulk transfers, small enough to keep a card with a few
+// small files small.
 constexpr size_t PIECE_SIZE = size_t{256} * 1024;
 
 class memory_store : public sector_store {
@@ -84,7 +84,7 @@ class file_store : public sector_store {
                 return errno;
             }
             if (got == 0) {
-                return EIO;  // somebody cut the file short: not a card's zeros
+                return EIO;  // the file was cut by another program
             }
             into = into.subspan(static_cast<size_t>(got));
             position += static_cast<uint64_t>(got);
@@ -100,7 +100,7 @@ class file_store : public sector_store {
                 continue;
             }
             if (put < 0) {
-                // The folder that holds the backing file is full, not the card.
+                // The backing file's volume is full, not the card.
                 return errno == ENOSPC ? EIO : errno;
             }
             from = from.subspan(static_cast<size_t>(put));
@@ -121,7 +121,7 @@ std::unique_ptr<sector_store> sector_store_in_memory() {
 
 std::unique_ptr<sector_store> sector_store_in_file(const std::string &path, uint64_t length,
                                                    std::string *error) {
-    // O_NONBLOCK: a FIFO of that name must be refused below, not waited for.
+    // O_NONBLOCK: do not block on a FIFO, which is refused below.
     const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);
     if (fd < 0) {
         *error = "'" + path + "' cannot be opened: " + std::strerror(errno);

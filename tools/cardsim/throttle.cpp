@@ -7,18 +7,18 @@ namespace cardsim {
 
 namespace {
 
-// Above the first a request waits, and it waits until the second is left. The
-// distance makes every sleep at least a millisecond; what is left is more than
-// the system usually sleeps too long.
+// A request waits when the debt exceeds the first, until only the second is left. The
+// difference makes every sleep at least a millisecond; the rest exceeds the usual
+// oversleeping.
 constexpr std::chrono::milliseconds DEBT_MOST{3};
 constexpr std::chrono::milliseconds DEBT_LEFT{2};
 
-// How late a request may come and still be taken as one that came while the card
-// was busy: on a loaded machine the program wakes up that late, which is not the
-// card's doing. It is also what a card saves up while it is idle.
+// A request this late still counts as arriving while the card was busy: on a loaded machine
+// the program wakes up late, which is not the card's fault. It is also the credit that a card
+// gains while it is idle.
 constexpr std::chrono::milliseconds LATENESS{25};
 
-// What is left of the rate of a card whose fast part is full.
+// The share of the rate that is left when the card's fast part is full.
 constexpr uint64_t SLOWED_BY = 100;
 
 std::chrono::nanoseconds transfer_time(uint64_t bytes, uint64_t rate) {

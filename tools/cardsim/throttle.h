@@ -1,13 +1,12 @@
-/* How long the card takes. Each transfer costs time; the cost is added up on a
- * monotonic clock and paid in sleeps worth making. Whoever asks is told when it
- * may go on and sleeps itself: there is no clock in here.
+/* The card's speed. Each transfer costs time; the costs add up to a debt on a monotonic
+ * clock, which is paid in sleeps of useful length. The caller passes the time, is told when
+ * it may continue, and sleeps itself: there is no clock in here.
  *
- * A rate is exact over time although single requests of 1 KiB cost far less than
- * a sleep can be trusted with: a small debt is carried over from request to
- * request. Debt, and a little lateness that is forgiven, also cover the time the
- * host takes between two requests and sleeps that last too long, which would
- * otherwise make the card slower than asked for. The price: what is transferred
- * after a pause takes up to 25 ms less than it should. */
+ * A single request of 1 KiB costs far less than the shortest reliable sleep. Carrying a small
+ * debt from request to request keeps the rate exact over time. The debt, and a tolerance for
+ * late requests, also cover the host's time between requests and sleeps that last too long,
+ * which would make the card too slow. In return, the first transfer after a pause takes up
+ * to 25 ms less than it should. */
 #ifndef TROVIK_TOOLS_CARDSIM_THROTTLE_H
 #define TROVIK_TOOLS_CARDSIM_THROTTLE_H
 
@@ -18,7 +17,7 @@
 namespace cardsim {
 
 struct throttle_traits {
-    uint64_t write_rate = 0;  // bytes per second, 0: as fast as it goes
+    uint64_t write_rate = 0;  // bytes per second, 0: unlimited
     uint64_t read_rate = 0;
     std::chrono::microseconds write_latency{0};  // per request
     std::chrono::microseconds read_latency{0};
@@ -33,12 +32,12 @@ class throttle {
 
     explicit throttle(const throttle_traits &traits) : m_traits(traits) {}
 
-    /* Accounts for one request that arrived now. Returns when it may be answered:
-     * now, or later where the debt has become too large. */
+    /* Accounts for one request that arrived now. Returns the time at which it may be
+     * answered: now, or later if the debt is too large. */
     time_point charge_write(time_point now, uint64_t bytes);
     time_point charge_read(time_point now, uint64_t bytes);
 
-    /* When the card has done all it was asked to: what a flush waits for. */
+    /* The time at which the card has finished all requests: a flush waits for it. */
     time_point idle_at(time_point now) const { return m_busy_until > now ? m_busy_until : now; }
 
  private:

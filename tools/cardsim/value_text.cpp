@@ -1,5 +1,4 @@
-/* Strict readers of option values: a size that is half understood would simulate
- * another card than the one asked for. */
+/* Strict parsers of option values: a misread size would simulate another card. */
 #include "tools/cardsim/value_text.h"
 
 #include <charconv>
@@ -84,7 +83,7 @@ bool value_parse_fraction(std::string_view text, double lowest, double highest, 
     const char *end = text.data() + text.size();
     const auto [stopped, problem] =
         std::from_chars(text.data(), end, *value, std::chars_format::fixed);
-    // Written so that "nan", which compares with nothing, is refused as well.
+    // Also refuses "nan", which compares as false.
     if (problem != std::errc() || stopped != end || !(*value >= lowest && *value <= highest)) {
         const auto plain = [](double limit) {
             return std::to_string(static_cast<uint64_t>(limit));
@@ -153,7 +152,7 @@ bool value_parse_misreads(std::string_view text, std::map<uint64_t, uint64_t> *m
     return true;
 }
 
-// ASCII alone: scripts and programmers read these lines, and it takes no decoder.
+// ASCII only, which needs no decoder.
 std::string shown_text(std::string_view text) {
     static constexpr char digits[] = "0123456789ABCDEF";
     std::string shown;

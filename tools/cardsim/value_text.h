@@ -1,6 +1,5 @@
-/* Values of options from their text: sizes, numbers, lists of sectors. Each takes
- * the whole text or nothing, returns whether it could, and puts into error what is
- * wrong with it, to be shown behind the option's name. */
+/* Parses option values: sizes, numbers, lists of sectors. Each function accepts the whole
+ * text or returns false with the reason in error, to be printed behind the option's name. */
 #ifndef TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H
 #define TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H
 
@@ -15,11 +14,11 @@
 
 namespace cardsim {
 
-/* The text with every byte that is not printable ASCII as "\xNN", for a terminal: a path can
- * hold what would reprogram it. */
+/* Escapes every byte that is not printable ASCII as "\xNN": a path can contain escape
+ * sequences for the terminal. */
 std::string shown_text(std::string_view text);
 
-/* Bytes, or with K, M, G or T behind the number that many powers of 1024. */
+/* Bytes, or with the suffix K, M, G or T in powers of 1024. */
 bool value_parse_size(std::string_view text, uint64_t *bytes, std::string *error);
 
 /* A whole number without sign, in decimal digits. */

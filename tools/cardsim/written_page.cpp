@@ -1,6 +1,6 @@
-/* Only writes that follow one another are put together. Everything else forgets
- * the page, which costs nothing but a read from the card: what must never happen
- * is that an older state of a page reaches the host's memory after a newer one. */
+/* Only sequential writes are joined. Anything else drops the page, which costs one read
+ * from the card. An older state of a page must never reach the page cache after a newer
+ * one. */
 #include "tools/cardsim/written_page.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ std::optional<written_bytes> written_page::before_write(uint64_t offset, uint64_
 
 void written_page::after_write(uint64_t offset, std::span<const std::byte> taken, size_t wanted) {
     if (taken.size() < wanted) {
-        // The host no longer trusts the page in which the write stopped.
+        // The kernel has dropped the page in which the write stopped.
         m_filled = 0;
         return;
     }
@@ -42,7 +42,7 @@ void written_page::after_write(uint64_t offset, std::span<const std::byte> taken
             std::copy_n(taken.begin(), length, m_bytes->begin() + within);
             m_filled = within + length;
         } else {
-            m_filled = 0;  // a whole page is in the host's memory already
+            m_filled = 0;  // a whole page is in the page cache already
         }
         taken = taken.subspan(length);
         offset += length;

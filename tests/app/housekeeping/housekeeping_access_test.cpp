@@ -5,7 +5,7 @@
 #include <QPushButton>
 #include <filesystem>
 
-#include "app/sandbox.h"
+#include "app/platform.h"
 #include "faster_hand.h"
 #include "housekeeping_support.h"
 

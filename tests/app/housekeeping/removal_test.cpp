@@ -20,8 +20,8 @@
 #include <filesystem>
 #include <memory>
 
+#include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/modal_question.h"
 #include "heartbeat.h"
 #include "outreach_support.h"
 #include "volume/folder_anchor.h"

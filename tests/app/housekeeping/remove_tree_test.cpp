@@ -1,6 +1,6 @@
 // What is removed, and what is not. Each test has a precious folder beside the volume, which must
 // come out of it unchanged.
-#include "app/remove_tree.h"
+#include "app/removal.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@
 #include "support/folder.h"
 #include "support/mounts.h"
 #include "support/process.h"
-#include "volume/owned_descriptor.h"
+#include "volume/posix.h"
 
 namespace fs = std::filesystem;
 
@@ -79,7 +79,7 @@ class remove_tree : public testing::Test {
 
     // "removed", or the reason and the path.
     std::string removal_of(const std::string &name) {
-        const owned_descriptor held(open(volume().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const unique_fd held(open(volume().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         m_removed = 0;
         const remove_tree_error error =
             ::remove_tree({held.get(), volume() + "/", name}, m_removed);
@@ -122,7 +122,7 @@ TEST_F(remove_tree, removes_other_kinds_without_opening_them) {
     EXPECT_EQ(removal_of("marker"), "removed");
     sockaddr_un address = {AF_UNIX, {}};
     marker.copy(address.sun_path, sizeof address.sun_path - 1);
-    const owned_descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const unique_fd end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(bind(end.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     EXPECT_EQ(removal_of("marker"), "removed");
     fs::create_symlink("nowhere", marker);

@@ -12,7 +12,7 @@
 
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/sandbox.h"
+#include "app/platform.h"
 #include "model/engine_status.h"
 #include "mounts.h"
 #include "report/number_text.h"

@@ -2,7 +2,7 @@
 // system's versions.
 #include <fstream>
 
-#include "app/product_version.h"
+#include "app/platform.h"
 #include "feedback_support.h"
 #include "whole_run.h"
 

@@ -5,8 +5,8 @@
 #include <QFileInfo>
 #include <QMainWindow>
 
-#include "app/app_settings.h"
 #include "app/controller_state.h"
+#include "app/outreach.h"
 #include "feedback_support.h"
 #include "whole_run.h"
 

@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "../system/mounts.h"
-#include "app/sandbox.h"
+#include "app/platform.h"
 #include "support.h"
 
 namespace app_tests {

@@ -11,7 +11,7 @@
 #include <functional>
 
 #include "app/controller_state.h"
-#include "app/outreach_links.h"
+#include "app/outreach.h"
 #include "outreach_support.h"
 
 namespace app_tests {

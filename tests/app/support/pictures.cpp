@@ -10,7 +10,7 @@
 #include <QScrollBar>
 #include <QTest>
 
-#include "app/elided_label.h"
+#include "app/window_layout.h"
 #include "support.h"
 
 namespace app_tests {

@@ -18,9 +18,9 @@
 #include <sstream>
 #include <utility>
 
-#include "app/app_settings.h"
 #include "app/controller_state.h"
-#include "app/sandbox.h"
+#include "app/outreach.h"
+#include "app/platform.h"
 #include "model/engine_log.h"
 #include "model/engine_publish.h"
 #include "model/engine_record.h"

@@ -10,7 +10,6 @@
 #include <QTest>
 #include <QWidget>
 
-#include "app/modal_question.h"
 #include "support.h"
 
 using app_tests::answers;

@@ -1,6 +1,6 @@
 // A label that shortens: the beginning and the end stay to be seen, and the whole
 // text is told on request.
-#include "app/elided_label.h"
+#include "app/window_layout.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 
-#include "app/elided_label.h"
+#include "app/window_layout.h"
 #include "window_view_support.h"
 
 using app_tests::answers;

@@ -10,7 +10,7 @@
 #include <map>
 #include <regex>
 
-#include "app/elided_label.h"
+#include "app/window_layout.h"
 #include "model/engine_publish.h"
 #include "window_view_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Whether a volume is still the one that was chosen, or its card after a new mount.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -38,7 +39,7 @@ volume_info known_card() {
 
 }  // namespace
 
-TEST(volume_identity, ignores_changed_files_or_mount_options) {
+TEST(volume, ignores_changed_files_or_mount_options) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -53,7 +54,7 @@ TEST(volume_identity, ignores_changed_files_or_mount_options) {
     EXPECT_TRUE(volume_is_still(without_unique_id(before), without_unique_id(now)));
 }
 
-TEST(volume_identity, notices_new_mount_at_same_place) {
+TEST(volume, notices_new_mount_at_same_place) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -77,7 +78,7 @@ TEST(volume_identity, notices_new_mount_at_same_place) {
     }
 }
 
-TEST(volume_identity, believes_unique_mount_id) {
+TEST(volume, believes_unique_mount_id) {
     const volume_info before = known_card();
     volume_info now = before;
     EXPECT_TRUE(volume_is_still(before, now));
@@ -88,7 +89,7 @@ TEST(volume_identity, believes_unique_mount_id) {
     EXPECT_FALSE(volume_is_still(before, now));
 }
 
-TEST(volume_identity, compares_all_marks_without_unique_mount_id) {
+TEST(volume, compares_all_marks_without_unique_mount_id) {
     const volume_info before = without_unique_id(known_card());
     EXPECT_TRUE(volume_is_still(before, known_card()));
     const auto differs = [&](auto change) {
@@ -104,7 +105,7 @@ TEST(volume_identity, compares_all_marks_without_unique_mount_id) {
     EXPECT_TRUE(differs([](volume_info &now) { now.capacity_bytes = 63000; }));
 }
 
-TEST(volume_identity, ignores_marks_that_failing_volume_lost) {
+TEST(volume, ignores_marks_that_failing_volume_lost) {
     volume_info now = known_card();
     now.unique_mount_id = 0;
     now.root_birth = {};
@@ -112,7 +113,7 @@ TEST(volume_identity, ignores_marks_that_failing_volume_lost) {
     EXPECT_TRUE(volume_is_still(known_card(), now));
 }
 
-TEST(volume_identity, recognises_card_by_identifier_with_device_size) {
+TEST(volume, recognises_card_by_identifier_with_device_size) {
     const volume_info chosen = known_card();
     volume_info now = chosen;
     now.device = 2081;
@@ -134,13 +135,28 @@ TEST(volume_identity, recognises_card_by_identifier_with_device_size) {
     EXPECT_TRUE(differs([](volume_info &other) { other.device_bytes.reset(); }));
 }
 
-TEST(volume_identity, recognises_no_card_without_identifier_or_device_size) {
+TEST(volume, recognises_no_card_without_identifier_or_device_size) {
     volume_info card = known_card();
     card.file_system_id = "";
     EXPECT_FALSE(volume_is_same_card(card, card));
     card = known_card();
     card.device_bytes.reset();
     EXPECT_FALSE(volume_is_same_card(card, card));
+}
+
+TEST(volume, lists_removable_volumes_first) {
+    std::vector<volume_info> volumes;
+    for (const auto &[root, removable] : std::vector<std::pair<std::string, std::optional<bool>>>{
+             {"/a", false}, {"/d", true}, {"/b", std::nullopt}, {"/c", true}}) {
+        volumes.emplace_back();
+        volumes.back().root = root;
+        volumes.back().removable = removable;
+    }
+    volume_sort(volumes);
+    std::string roots;
+    for (const volume_info &volume : volumes)
+        roots += volume.root;
+    EXPECT_EQ(roots, "/c/d/b/a");
 }
 
 namespace {

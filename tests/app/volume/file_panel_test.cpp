@@ -1,6 +1,6 @@
 // The panel in which a volume is chosen, used as a user uses it: by typing, by
 // highlighting, or by simply confirming.
-#include "app/folder_panel.h"
+#include "app/file_panel.h"
 
 #include <QAbstractItemView>
 #include <QDialogButtonBox>
@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/modal_question.h"
+#include "app/alert.h"
 #include "app/platform.h"
 #include "volume/volume.h"
 #include "volume_selection_support.h"

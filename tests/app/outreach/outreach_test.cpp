@@ -1,5 +1,5 @@
 // Where the program's links lead, in the form in which they are opened.
-#include "app/outreach_links.h"
+#include "app/outreach.h"
 
 #include <gtest/gtest.h>
 

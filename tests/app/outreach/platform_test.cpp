@@ -1,5 +1,5 @@
 // The system's version, from files of both kinds.
-#include "app/product_version.h"
+#include "app/platform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-// Where the program's links lead, in one place. The hosts and the store's identifier
-// are reserved examples until the maker has real ones; the shapes are settled.
-#ifndef TROVIK_APP_OUTREACH_LINKS_H
-#define TROVIK_APP_OUTREACH_LINKS_H
+// Where the program's links lead, and the one answer that it remembers. The hosts and the store's
+// identifier are reserved examples until the maker has real ones; the shapes are settled.
+#ifndef TROVIK_APP_OUTREACH_H
+#define TROVIK_APP_OUTREACH_H
 
 #include <QString>
 #include <QUrl>
@@ -28,5 +28,10 @@ QString outreach_query(const QString &product_tag, const QString &system_version
 
 // The contact page with the escaped query.
 QUrl outreach_contact_url(const QString &escaped_query);
+
+// Whether the question after each result is suppressed. Kept in the user's configuration as
+// "FeedbackAlertSuppression". Main thread.
+bool app_settings_feedback_suppressed();
+void app_settings_suppress_feedback();
 
 #endif

@@ -1,5 +1,5 @@
 // The help's texts, which have to stay as they are to the character.
-#include "app/help_texts.h"
+#include "app/TRAppDelegate.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // A text that happens to be used as a format.
-#include "app/format_expansion.h"
+#include "app/access_panel.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,20 @@
-#include "app/product_version.h"
+// What all systems share.
+#include "app/platform.h"
 
 #include <QFile>
 #include <QTextStream>
 #include <QXmlStreamReader>
+
+// Set by tests, read by sandbox_is_active. Main thread.
+static std::optional<bool> overridden;
+
+bool sandbox_is_active() {
+    return overridden.value_or(platform_is_sandboxed());
+}
+
+void sandbox_override(std::optional<bool> active) {
+    overridden = active;
+}
 
 QString product_version_from_plist(const QString &path) {
     QFile file(path);
