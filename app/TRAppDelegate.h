@@ -25,8 +25,8 @@ class QMainWindow;
 class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
-class folder_anchor;
-class run_lock;
+class run_guard;
+struct run_refusal;
 class verdict_banner;
 class volume_marker;
 class window_layout;
@@ -170,19 +170,18 @@ class TRAppDelegate : public QObject {
 
     // In app_volume_selection.cpp
     void showUnusableFolder(const std::string &reason);
-    bool mayUseSystemVolume(const QString &folder);
+    bool confirmSystemVolume(const QString &folder);
     void recordVolume();
     void logDeviceBlock();
 
     // In app_test_job.cpp
-    bool isChosenVolumeThere();
-    void tellThatVolumeHasGone();
-    void tellThatVolumeIsBusy();
-    bool mayTestVolume();
-    void releaseVolume();
+    // Whether the chosen volume is still there.
+    run_refusal lookAtVolume(run_guard &guard) const;
+    // Takes the chosen volume for a run: fills m_guard or returns the refusal.
+    run_refusal takeVolume();
+    void showRefusal(const run_refusal &refusal);
     void showNotStarted();
-    void seeToVolume();
-    void seeToMedium();
+    void removeTestFiles();
 
     // In app_status_display.cpp
     void showStateLabel(std::uint32_t state);
@@ -195,7 +194,6 @@ class TRAppDelegate : public QObject {
     // In app_result_report.cpp
     void showResult();
     void showVerdictReasons();
-    void removeTestFiles();
     void writeReport();
 
     // In app_housekeeping.cpp
@@ -221,12 +219,6 @@ class TRAppDelegate : public QObject {
     void listenToEngineFailures(bool listen);
     static void onEngineFailure(const char *message, int exitStatus);
     void showEngineFailure(const std::string &message);
-    struct volumeAfterFailure {
-        bool isGone = false;
-        // Named; nullopt when that could not be found out.
-        std::optional<std::string> testFiles;
-    };
-    volumeAfterFailure lookAtFailedVolume() const;
     QString reasonForPeople(const std::string &message, bool volumeIsGone) const;
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
@@ -237,10 +229,9 @@ class TRAppDelegate : public QObject {
     std::optional<std::string> m_pendingFailure;
     // Whether the main thread is removing test files now.
     bool m_cleaningUp = false;
-    // Hold on to the volume under test, and keep other runs away from it. Made and
-    // dropped by the main thread, before the job and once uiState has said that it is done.
-    std::unique_ptr<folder_anchor> m_anchor;
-    std::unique_ptr<run_lock> m_lock;
+    // Keeps the volume for one run. Set by the main thread before the job starts, or by a job that
+    // was called without Start; dropped by the main thread when uiState says that the job is done.
+    std::unique_ptr<run_guard> m_guard;
     // Written by the job's thread before uiState says that the job is done.
     run_scope m_scope;
 };

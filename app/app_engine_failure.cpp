@@ -16,9 +16,7 @@
 #include "model/fatal.h"
 #include "report/printable.h"
 #include "report/report_block.h"
-#include "runner/test_files.h"
-#include "volume/answer_in_time.h"
-#include "volume/folder_anchor.h"
+#include "runner/left_files.h"
 
 // A volume that has just failed may never answer, and its user should not wait longer
 // for the reason than for a test to begin.
@@ -60,25 +58,6 @@ static QString failed_phase() {
             break;
     }
     return QStringLiteral("The volume failed.");
-}
-
-// While the job's thread waits for the answer, so what it owns may be read. A question
-// that is left behind may use the anchor as long as it likes: nothing drops that any more.
-TRAppDelegate::volumeAfterFailure TRAppDelegate::lookAtFailedVolume() const {
-    const auto look = [chosen = selectedVolume, folder = selectedVolumePath,
-                       anchor = m_anchor.get()] {
-        volume_info now;
-        std::string error;
-        volumeAfterFailure found;
-        found.isGone =
-            (chosen && !(volume_describe(folder, now, error) && volume_is_still(*chosen, now))) ||
-            (anchor != nullptr && !anchor->is_in_place());
-        // What stands in its place holds none of our files.
-        if (!found.isGone)
-            found.testFiles = test_files_text_of(folder, 0);
-        return found;
-    };
-    return answer_in_time(patience, look).value_or(volumeAfterFailure{});
 }
 
 // Which test files stay, and what becomes of them.
@@ -124,15 +103,19 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
     // Only now, when all that was said before is out.
-    const volumeAfterFailure volume = lookAtFailedVolume();
-    const QString left = files_that_stay(volume.testFiles);
+    // The job's thread waits for the answer, so the guard may be read here.
+    const left_files found =
+        m_guard
+            ? left_files_look(*m_guard, patience)
+            : left_files_look({.folder = selectedVolumePath, .volume = selectedVolume}, patience);
+    const QString left = files_that_stay(found.files);
     std::fprintf(stderr, "trovik: %s\n", left.toUtf8().constData());
     std::fflush(stderr);
     alert_run(window,
               {.style = alert_style::critical,
                .message = m_cleaningUp ? QStringLiteral("The test files could not be removed")
-                                       : QStringLiteral("The test has ended before its time"),
-               .informative = reasonForPeople(message, volume.isGone) + "\n\n" + left,
+                                       : QStringLiteral("The test stopped early"),
+               .informative = reasonForPeople(message, found.volume_gone) + "\n\n" + left,
                .buttons = {QStringLiteral("Quit")}});
 }
 

@@ -13,6 +13,7 @@
 #include "app/diagnostic_log.h"
 #include "app/volume_marker.h"
 #include "report/printable.h"
+#include "runner/run_guard.h"
 
 static std::string error_or_null(const remove_tree_error &error) {
     if (error.error_number == 0)
@@ -30,10 +31,14 @@ std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &fold
             QString::fromStdString(selectedVolumePath + inFolder + name)))
         return nullptr;
     auto marker = std::make_unique<volume_marker>(selectedVolumePath, folder, name);
-    // Opened first, looked at then: what is held is what was looked at.
-    if (isChosenVolumeThere() && marker->is_in_place())
+    // Opened before the look: what is held is what was looked at.
+    run_guard guard;
+    run_refusal refusal = lookAtVolume(guard);
+    if (!refusal && !marker->is_in_place())
+        refusal.kind = refusal_kind::other_volume;
+    if (!refusal)
         return marker;
-    tellThatVolumeHasGone();
+    showRefusal(refusal);
     return nullptr;
 }
 

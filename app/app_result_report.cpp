@@ -5,23 +5,18 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
-#include <filesystem>
 
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
 #include "app/verdict_banner.h"
 #include "app/window_layout.h"
-#include "model/engine_log.h"
 #include "model/engine_status.h"
-#include "model/f3write.h"
 #include "report/number_text.h"
 #include "report/report_block.h"
 #include "report/report_facts.h"
 #include "report/run_snapshot.h"
 #include "report/verdict.h"
-#include "volume/folder_anchor.h"
 
 void TRAppDelegate::showResult() {
     stopTimer();
@@ -33,11 +28,14 @@ void TRAppDelegate::showResult() {
     UI_readUnit->setText(QString::fromUtf8(get_read_speed_unit()));
     m_layout->phase()->clear();
     // Before the clean-up lists files anew. Both must speak of the same run.
-    m_verdict->show(verdict_judge(run_snapshot_collect(m_scope)), selectedVolumePath);
+    const run_snapshot run = run_snapshot_collect(m_scope);
+    m_verdict->show(verdict_judge(run), selectedVolumePath);
     removeTestFiles();
     drainEngineLog();
     writeToConsole(report_block_all_done());
-    writeReport();
+    // Without a finished read phase, the values are those of an earlier run.
+    if (!m_scope.volume_gone || run_snapshot_read_finished(run))
+        writeReport();
     scrollConsoleToEnd();
     UI_open_device_outlet->setEnabled(true);
     UI_disableSpotlight_outlet->setEnabled(true);
@@ -46,23 +44,6 @@ void TRAppDelegate::showResult() {
     uiState.store(UI_STATE_WAITING, std::memory_order_release);
     startTimer();
     feedback_ask(true);
-}
-
-// A volume that has gone in the last moment takes its files with it; what stands at
-// its place now is not touched.
-void TRAppDelegate::removeTestFiles() {
-    diagnostic_log("d: f3write_unlink_old_files begin - cleanup");
-    m_cleaningUp = true;
-    std::error_code unreachable;
-    const bool there = m_anchor && m_anchor->is_in_place() &&
-                       std::filesystem::is_directory(selectedVolumePath, unreachable);
-    if (there)
-        f3write_unlink_old_files(selectedVolumePath.c_str(), 0);
-    else
-        engine_log_append("The volume is not there any more; its test files were not removed.\n");
-    m_cleaningUp = false;
-    releaseVolume();
-    diagnostic_log("d: f3write_unlink_old_files end");
 }
 
 void TRAppDelegate::writeReport() {

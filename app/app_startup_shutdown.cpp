@@ -14,8 +14,7 @@
 #include "app/platform.h"
 #include "app/verdict_banner.h"
 #include "app/window_layout.h"
-#include "volume/folder_anchor.h"
-#include "volume/run_lock.h"
+#include "runner/run_guard.h"
 
 // How often the display looks at the engine's values.
 constexpr int display_period_ms = 1000;

@@ -1,12 +1,12 @@
-// The one long run of the program. The job reports nothing back by message: what
-// the user sees is what the display polls.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// From the press of Start to the result. The job sends no message: it sets uiState, and the display
+// polls the engine's values.
 #include <QLabel>
 #include <QMainWindow>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <cerrno>
 #include <chrono>
-#include <cstdlib>
+#include <filesystem>
 
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
@@ -14,83 +14,79 @@
 #include "app/diagnostic_log.h"
 #include "app/verdict_banner.h"
 #include "model/engine_log.h"
-#include "model/engine_results.h"
-#include "model/f3read.h"
-#include "model/f3write.h"
-#include "model/fatal.h"
-#include "model/utils.h"
 #include "report/printable.h"
 #include "report/time_stamp.h"
-#include "runner/test_files.h"
-#include "volume/cold_read.h"
-#include "volume/folder_anchor.h"
-#include "volume/run_lock.h"
+#include "runner/run_guard.h"
+#include "runner/run_steps.h"
 
 // Long enough for the display to show a state before the next thing happens.
 constexpr std::chrono::seconds pause_of_job{2};
 
-// Whether what is mounted there now is what the user has chosen: a card that was
-// pulled out leaves a folder of the system in its place, and a test would fill that.
-bool TRAppDelegate::isChosenVolumeThere() {
-    volume_info now;
-    std::string error;
-    return !selectedVolume || (volume_describe(selectedVolumePath, now, error) &&
-                               volume_is_still(*selectedVolume, now));
-}
-
-void TRAppDelegate::tellThatVolumeHasGone() {
-    alert_run(window,
-              {.style = alert_style::warning,
-               .message = QStringLiteral("The chosen volume is not there any more"),
-               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
-                              " is not the volume that you have chosen. Nothing was touched.\n\n"
-                              "Insert the card again and choose it anew.",
-               .buttons = {QStringLiteral("OK")}});
-}
-
-void TRAppDelegate::tellThatVolumeIsBusy() {
-    alert_run(window,
-              {.style = alert_style::warning,
-               .message = QStringLiteral("Another run is at work on this volume"),
-               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
-                              " is being tested by another window or by the command line. Nothing "
-                              "was touched.\n\nWait until it has ended, then start again.",
-               .buttons = {QStringLiteral("OK")}});
-}
-
-// What a user could lose, or would wait for in vain, asked right before a test begins. A
-// refusal gives the volume back before its alert: that may stay open for long.
-bool TRAppDelegate::mayTestVolume() {
-    if (!isChosenVolumeThere()) {
-        releaseVolume();
-        tellThatVolumeHasGone();
-        return false;
+static QString refusal_title(const run_refusal &refusal) {
+    switch (refusal.kind) {
+        case refusal_kind::other_run:
+            return QStringLiteral("Another run is at work on this volume");
+        case refusal_kind::locked:
+            return QStringLiteral("Another program holds a lock on this volume");
+        case refusal_kind::foreign_entries:
+            return QStringLiteral("The volume holds entries that are not ours");
+        case refusal_kind::volume_gone:
+        case refusal_kind::other_volume:
+            return QStringLiteral("The chosen volume is not there any more");
+        default:
+            return QStringLiteral("This folder cannot be used");
     }
-    const auto isHeld = [](const run_lock_answer &answer) {
-        return answer.state == run_lock_state::held_by_run ||
-               answer.state == run_lock_state::locked;
-    };
-    if ((selectedVolume && isHeld(m_lock->take_file_system(selectedVolume->device))) ||
-        isHeld(m_lock->take(selectedVolumePath))) {
-        releaseVolume();
-        tellThatVolumeIsBusy();
-        return false;
+}
+
+// The sentence that follows the folder's name, and the user's next step.
+static QString refusal_explanation(const run_refusal &refusal) {
+    switch (refusal.kind) {
+        case refusal_kind::other_run:
+            return QStringLiteral(
+                " is being tested by another window or by the command line. Nothing was "
+                "touched.\n\nWait until it has ended, then start again.");
+        case refusal_kind::locked:
+            return QStringLiteral(
+                " is locked by another program. Nothing was touched.\n\nClose that program, then "
+                "start again.");
+        case refusal_kind::foreign_entries:
+            return " has entries with a test file's name that are none: " +
+                   QString::fromStdString(test_files_foreign_text(refusal.foreign)) +
+                   ". Nothing was touched.\n\nMove or rename them, then start again.";
+        case refusal_kind::volume_gone:
+        case refusal_kind::other_volume:
+            return QStringLiteral(
+                " is not the volume that you have chosen. Nothing was touched.\n\nInsert the card "
+                "again and choose it anew.");
+        default:
+            return ": " + QString::fromStdString(printable_text(refusal.reason));
     }
-    test_file_scan files;
-    std::string unreadable;
-    // A folder that cannot be read ends the test by itself, with the system's reason.
-    if (!test_files_scan(selectedVolumePath, 0, files, unreadable) || files.foreign.empty())
-        return true;
-    releaseVolume();
-    alert_run(window,
-              {.style = alert_style::warning,
-               .message = QStringLiteral("The volume holds entries that are not ours"),
-               .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
-                              " has entries with a test file's name that are none: " +
-                              QString::fromStdString(test_files_foreign_text(files.foreign)) +
-                              ". Nothing was touched.\n\nMove or rename them, then start again.",
-               .buttons = {QStringLiteral("OK")}});
-    return false;
+}
+
+run_refusal TRAppDelegate::lookAtVolume(run_guard &guard) const {
+    return guard.look({.path = selectedVolumePath,
+                       // The user has confirmed the volume when choosing it.
+                       .judge_volume = false,
+                       .chosen = selectedVolume,
+                       .pass_unreadable = true});
+}
+
+run_refusal TRAppDelegate::takeVolume() {
+    m_guard = std::make_unique<run_guard>();
+    run_refusal refusal = lookAtVolume(*m_guard);
+    if (!refusal)
+        refusal = m_guard->take();
+    if (refusal)
+        m_guard.reset();
+    return refusal;
+}
+
+void TRAppDelegate::showRefusal(const run_refusal &refusal) {
+    alert_run(window, {.style = alert_style::warning,
+                       .message = refusal_title(refusal),
+                       .informative = QString::fromStdString(printable_text(selectedVolumePath)) +
+                                      refusal_explanation(refusal),
+                       .buttons = {QStringLiteral("OK")}});
 }
 
 void TRAppDelegate::UI_start_pressed() {
@@ -102,11 +98,13 @@ void TRAppDelegate::UI_start_pressed() {
     // By its bare name: the panel that asks for it decides where it looks.
     qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
     qop_sandbox_askUserForPermission_read(volume, volume);
-    // From before the last look at the volume on: what is looked at is what is tested.
-    m_anchor = std::make_unique<folder_anchor>(selectedVolumePath);
-    m_lock = std::make_unique<run_lock>();
-    if (!mayTestVolume())
+    if (const run_refusal refusal = takeVolume()) {
+        showRefusal(refusal);
         return;
+    }
+    // The same card may have been mounted again since it was chosen.
+    if (selectedVolume)
+        selectedVolume = m_guard->volume();
     jobThread = std::make_unique<run_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);
@@ -126,13 +124,8 @@ void TRAppDelegate::UI_start_pressed() {
         std::this_thread::yield();
 }
 
-void TRAppDelegate::releaseVolume() {
-    m_lock.reset();
-    m_anchor.reset();
-}
-
 void TRAppDelegate::showNotStarted() {
-    releaseVolume();
+    m_guard.reset();
     m_verdict->show_none();
     UI_start->setText(QStringLiteral("Start"));
     UI_open_device_outlet->setEnabled(true);
@@ -143,68 +136,84 @@ void TRAppDelegate::showNotStarted() {
                        .buttons = {QStringLiteral("OK")}});
 }
 
-// A volume that went away in the middle must not be mistaken for the folder that it
-// was mounted on. There is nothing left to test then, and nothing that may be touched.
-void TRAppDelegate::seeToVolume() {
-    if (!m_anchor->is_in_place())
-        engine_fatal_exit(ENODEV, "ERR: The volume was unmounted or replaced during the test:",
-                          selectedVolumePath.c_str());
+// The engine's function behind a step, as the log calls it.
+static const char *log_name(run_step step) {
+    switch (step) {
+        case run_step::fill:
+            return "f3write_fill_fs";
+        case run_step::list:
+            return "ls_my_files";
+        case run_step::read:
+            return "f3read_iterate_files";
+        case run_step::remove:
+        case run_step::clean_up:
+            break;
+    }
+    return "f3write_unlink_old_files";
 }
 
-// What is read must come from the medium.
-void TRAppDelegate::seeToMedium() {
-    if (!selectedVolume)
-        return;
-    std::vector<std::string> names;
-    std::string unlisted;
-    test_files_names(selectedVolumePath, 0, names, unlisted);
-    const std::string reason =
-        cold_read_prepare(*selectedVolume, selectedVolumePath, names, unlisted, mediumIsMemory);
-    if (reason.empty())
-        return;
-    m_scope.may_rest_on_memory = true;
-    // Behind what the engine has said so far, like a line of its own.
-    engine_log_append(
-        ("What is read now may come from the computer's memory: " + printable_text(reason) + "\n")
-            .c_str());
+static run_callbacks job_callbacks() {
+    run_callbacks callbacks;
+    callbacks.before = [](run_step step) {
+        diagnostic_log(std::string("d: ") + log_name(step) + " begin");
+    };
+    callbacks.after = [](run_step step) {
+        diagnostic_log(std::string("d: ") + log_name(step) + " end");
+        if (step == run_step::fill)
+            writePhaseDone.store(1, std::memory_order_relaxed);
+    };
+    // Behind the engine's own lines so far.
+    callbacks.memory_doubt = [](const std::string &line) { engine_log_append(line.c_str()); };
+    return callbacks;
 }
 
 void TRAppDelegate::startTheBackgroundJob() {
     uiState.store(UI_STATE_TESTING, std::memory_order_release);
-    m_scope = {.has_write = true, .has_read = true, .expects_all_written = true};
+    m_scope = {};
     std::this_thread::sleep_for(pause_of_job);
     writeToConsole(time_stamp_now() + " - -------------------------------\n");
-    // The control characters of a name are shown escaped on purpose.
+    // Control characters in the name are escaped on purpose.
     writeToConsole(time_stamp_now() + " - Start testing volume " +
                    printable_text(selectedVolumePath) + "\n");
     writeToConsole(time_stamp_now() + " - Capacity " + selectedVolumeCapacityGBText + " GB\n");
-
-    const char *path = selectedVolumePath.c_str();
-    seeToVolume();
-    diagnostic_log("d: f3write_unlink_old_files begin");
-    f3write_unlink_old_files(path, 0);
-    diagnostic_log("d: f3write_unlink_old_files end");
-    engine_read_results removal = {};
-    engine_results_read(&removal);
-    m_scope.removal_listing_error = removal.listing_error;
-
-    seeToVolume();
-    diagnostic_log("d: f3write_fill_fs begin");
-    f3write_fill_fs(path, 0, 1);
-    diagnostic_log("d: f3write_fill_fs end");
-    writePhaseDone.store(1, std::memory_order_relaxed);
-
-    seeToVolume();
-    seeToMedium();
-    path = selectedVolumePath.c_str();
-    diagnostic_log("d: ls_my_files begin");
-    int *const files = ls_my_files(path, 0);
-    diagnostic_log("d: ls_my_files end");
-    diagnostic_log("d: f3read_iterate_files begin");
-    f3read_iterate_files(path, files, 0, 1);
-    diagnostic_log("d: f3read_iterate_files end");
-    std::free(files);
-    m_scope.volume_gone = !m_anchor->is_in_place();
+    // Start has taken the volume; a direct call has not.
+    const run_refusal refusal = m_guard ? run_refusal() : takeVolume();
+    if (refusal) {
+        engine_log_append(
+            ("The test was not started: " + refusal_title(refusal).toStdString() + ".\n").c_str());
+    } else {
+        run_steps steps(
+            *m_guard,
+            {.remove = true, .fill = true, .read = true, .medium_is_memory = mediumIsMemory},
+            job_callbacks());
+        steps.execute();
+        m_scope = steps.scope();
+    }
     uiState.store(UI_STATE_RESULT, std::memory_order_release);
     std::this_thread::sleep_for(pause_of_job);
+}
+
+// After a job the volume is still taken; after a state set by hand it is not.
+void TRAppDelegate::removeTestFiles() {
+    diagnostic_log("d: f3write_unlink_old_files begin - cleanup");
+    m_cleaningUp = true;
+    const run_refusal refusal = m_guard ? run_refusal() : takeVolume();
+    const bool is_gone =
+        refusal.kind == refusal_kind::volume_gone || refusal.kind == refusal_kind::other_volume;
+    std::error_code unreachable;
+    if (refusal && !is_gone)
+        engine_log_append(
+            ("The test files were not removed: " + refusal_title(refusal).toStdString() + ".\n")
+                .c_str());
+    else if (is_gone || !m_guard->is_in_place() ||
+             !std::filesystem::is_directory(m_guard->folder(), unreachable))
+        engine_log_append(selectedVolumePath == "-"
+                              ? "No volume is chosen; no test files were removed.\n"
+                              : "The volume is not there any more; its test files were not "
+                                "removed.\n");
+    else
+        run_steps(*m_guard, {}).clean_up();
+    m_cleaningUp = false;
+    m_guard.reset();
+    diagnostic_log("d: f3write_unlink_old_files end");
 }

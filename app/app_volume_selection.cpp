@@ -13,6 +13,7 @@
 #include "model/engine_status.h"
 #include "report/number_text.h"
 #include "report/printable.h"
+#include "runner/run_guard.h"
 
 constexpr double gb_per_byte = 9.313225746154785e-10;  // 2^-30, exactly
 
@@ -44,15 +45,14 @@ void TRAppDelegate::showUnusableFolder(const std::string &reason) {
                        .buttons = {QStringLiteral("OK")}});
 }
 
-// What a user would lose by filling this volume, asked before anything is recorded.
-bool TRAppDelegate::mayUseSystemVolume(const QString &folder) {
-    std::vector<volume_system_use> uses;
-    std::string error;
-    if (!volume_find_system_uses(folder.toStdString(), uses, error)) {
-        showUnusableFolder(error);
+// Asks the user before a volume is recorded that the system needs.
+bool TRAppDelegate::confirmSystemVolume(const QString &folder) {
+    const run_refusal refusal = run_guard_check_system_use(folder.toStdString());
+    if (refusal.kind == refusal_kind::unknown_volume) {
+        showUnusableFolder(refusal.reason);
         return false;
     }
-    if (uses.empty())
+    if (!refusal)
         return true;
     const int answer = alert_run(
         window,
@@ -60,10 +60,10 @@ bool TRAppDelegate::mayUseSystemVolume(const QString &folder) {
          .message = QStringLiteral("This is not removable storage"),
          .informative =
              shown_folder(folder) + " lies on the volume that holds " +
-             QString::fromStdString(printable_text(volume_system_use_text(uses.front()))) +
+             QString::fromStdString(printable_text(refusal.system_use)) +
              ". A test fills a volume to its last byte, and this computer may stop working "
              "properly while that lasts.\n\nChoose the card or stick that you want to test.",
-         .buttons = {QStringLiteral("Cancel"), QStringLiteral("Use this volume all the same")},
+         .buttons = {QStringLiteral("Cancel"), QStringLiteral("Use this volume anyway")},
          .safe_answer = ALERT_FIRST_BUTTON});
     return answer == ALERT_SECOND_BUTTON;
 }
@@ -79,7 +79,7 @@ bool TRAppDelegate::selectVolumeOfFolder(const QString &folder) {
         showUnusableFolder(error);
         return false;
     }
-    if (!mayUseSystemVolume(folder))
+    if (!confirmSystemVolume(folder))
         return false;
     selectedVolume = volume;
     recordVolume();

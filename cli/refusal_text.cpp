@@ -30,6 +30,8 @@ std::string refusal_text(const run_refusal &refusal) {
                    ", which a test would fill; --force fills it all the same";
         case refusal_kind::other_run:
             return "another run is at work on " + folder + no_force;
+        case refusal_kind::locked:
+            return "another program holds a lock on " + folder + no_force;
         case refusal_kind::unreadable_folder:
             return refusal.reason + no_force;
         case refusal_kind::foreign_entries:

@@ -14,18 +14,28 @@ static bool is_described_as(const volume_info &before, const std::string &folder
     return volume_describe(folder, now, error) && volume_is_still(before, now);
 }
 
+static left_files look(const left_files_question &question) {
+    left_files found;
+    found.volume_replaced = question.anchor && !question.anchor->is_in_place();
+    found.volume_gone = found.volume_replaced ||
+                        (question.volume && !is_described_as(*question.volume, question.folder));
+    // None of the files in a replaced folder is ours.
+    if (!found.volume_gone)
+        found.files = test_files_text_of(question.folder, question.start_index);
+    return found;
+}
+
+left_files left_files_look(const left_files_question &question,
+                           std::chrono::milliseconds patience) {
+    return answer_in_time(patience, [question] { return look(question); }).value_or(left_files{});
+}
+
 left_files left_files_look(const run_guard &guard, std::chrono::milliseconds patience) {
-    const auto look = [folder = guard.folder(), start_index = guard.start_index(),
-                       volume = guard.volume(), anchor = guard.anchor()] {
-        left_files found;
-        found.volume_replaced = anchor && !anchor->is_in_place();
-        found.volume_gone = found.volume_replaced || (volume && !is_described_as(*volume, folder));
-        // None of the files in a replaced folder is ours.
-        if (!found.volume_gone)
-            found.files = test_files_text_of(folder, start_index);
-        return found;
-    };
-    return answer_in_time(patience, look).value_or(left_files{});
+    return left_files_look({.folder = guard.folder(),
+                            .start_index = guard.start_index(),
+                            .volume = guard.volume(),
+                            .anchor = guard.anchor()},
+                           patience);
 }
 
 std::optional<std::string> left_files_recorded(int start_index) {

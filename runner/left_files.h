@@ -4,6 +4,7 @@
 #define TROVIK_RUNNER_LEFT_FILES_H
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,8 +17,18 @@ struct left_files {
     std::optional<std::string> files;
 };
 
-// Looks at the volume of `guard` for `patience` at most; a volume that does not answer in time
-// leaves everything at its default. Any thread.
+struct left_files_question {
+    std::string folder;
+    int start_index = 0;
+    std::optional<volume_info> volume = std::nullopt;  // as it was when the run began
+    std::shared_ptr<const folder_anchor> anchor = {};  // on the folder
+};
+
+// Looks at the volume for `patience` at most; a volume that does not answer in time leaves
+// everything at its default. Any thread.
+left_files left_files_look(const left_files_question &question, std::chrono::milliseconds patience);
+
+// The same for the volume that `guard` holds.
 left_files left_files_look(const run_guard &guard, std::chrono::milliseconds patience);
 
 // The test files that the engine has written in this process from `start_index` on. nullopt when

@@ -44,7 +44,8 @@ run_refusal run_guard::find_volume() {
 }
 
 run_refusal run_guard::compare_with_chosen() const {
-    if (volume_is_still(*m_request.chosen, *m_volume))
+    if (volume_is_still(*m_request.chosen, *m_volume) ||
+        volume_is_same_card(*m_request.chosen, *m_volume))
         return {};
     return refuse(refusal_kind::other_volume);
 }
@@ -97,15 +98,21 @@ run_refusal run_guard::look(const run_request &request) {
 }
 
 // A run works on the whole volume, through whichever of its folders: writing fills it, and two that
-// read share its speed. The locks on the folders do not cover a volume that is mounted twice.
-bool run_guard::lock_volume() {
+// read share its speed. The locks on the folders do not cover a volume that is mounted twice, and
+// any program may hold them.
+refusal_kind run_guard::lock_volume() {
     m_lock = std::make_unique<run_lock>();
-    const auto is_free = [](const run_lock_answer &answer) {
-        return answer.state == run_lock_state::taken || answer.state == run_lock_state::failed;
-    };
-    if (m_volume && !is_free(m_lock->take_file_system(m_volume->device)))
-        return false;
-    return is_free(m_lock->take(m_folder)) && (!m_volume || is_free(m_lock->take(m_volume->root)));
+    std::vector<std::string> folders = {m_folder};
+    if (m_volume) {
+        if (m_lock->take_file_system(m_volume->device).state == run_lock_state::held_by_run)
+            return refusal_kind::other_run;
+        folders.push_back(m_volume->root);
+    }
+    for (const std::string &folder : folders) {
+        if (m_lock->take(folder).state == run_lock_state::locked)
+            return refusal_kind::locked;
+    }
+    return refusal_kind::none;
 }
 
 run_refusal run_guard::scan_entries() {
@@ -122,9 +129,9 @@ run_refusal run_guard::scan_entries() {
 }
 
 run_refusal run_guard::take() {
-    if (!lock_volume()) {
+    if (const refusal_kind kind = lock_volume(); kind != refusal_kind::none) {
         m_lock.reset();
-        return refuse(refusal_kind::other_run);
+        return refuse(kind);
     }
     run_refusal refusal = scan_entries();
     if (!m_anchor->is_in_place())

@@ -29,6 +29,7 @@ enum class refusal_kind {
     volume_gone,     // the chosen volume cannot be described any more
     other_volume,    // another volume has taken the place of the one that was chosen or looked at
     other_run,       // another run works on the volume
+    locked,          // a program holds a lock on the folder or on the root of the volume
     unreadable_folder,  // the folder cannot be read to its end: `reason` names it, too
     foreign_entries,    // `foreign`: entries with a test file's name that are not ours
 };
@@ -53,7 +54,8 @@ struct run_request {
     // volume.
     bool judge_volume = true;
     bool force = false;  // override what can be overridden
-    // The volume that the user chose earlier; another one in its place is refused.
+    // The volume that the user chose earlier; another one in its place is refused, the same card
+    // after a new mount is not.
     std::optional<volume_info> chosen = std::nullopt;
     // Let the run begin on a folder that does not exist or cannot be read: the engine ends the
     // process with the reason.
@@ -93,7 +95,7 @@ class run_guard {
     run_refusal find_volume();
     run_refusal judge_volume() const;
     run_refusal compare_with_chosen() const;
-    bool lock_volume();
+    refusal_kind lock_volume();
     run_refusal scan_entries();
     run_refusal refuse(refusal_kind kind, std::string reason = {}) const;
 

@@ -47,6 +47,8 @@ TEST(refusal_text, names_folder_with_reason) {
         "'/media/card' cannot be read; --force does not change this");
     EXPECT_EQ(refusal_text(refusal(refusal_kind::other_run)),
               "another run is at work on '/media/card'; --force does not change this");
+    EXPECT_EQ(refusal_text(refusal(refusal_kind::locked)),
+              "another program holds a lock on '/media/card'; --force does not change this");
     EXPECT_EQ(refusal_text({}), "");
 }
 

@@ -229,6 +229,36 @@ TEST(run_guard, refuses_other_volume_in_place_of_chosen_one) {
     EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_volume) << "a copy on another device";
 }
 
+TEST(run_guard, takes_same_card_after_new_mount) {
+    SKIP_IF_MISSING(test_support::missing_for_images({"mkfs.ext4"}));
+    const test_support::image_volume volume(2 * test_support::mib, {"mkfs.ext4", "-q", "-F"}, {},
+                                            "ext4");
+    run_request request = reading(volume.path());
+    request.chosen = described(volume.path());
+    if (request.chosen->unique_mount_id == 0)
+        GTEST_SKIP() << "this kernel does not tell two mounts apart";
+    const std::string device = "/dev/" + volume.device_name();
+    ASSERT_EQ(umount2(volume.c_path(), 0), 0);
+    EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_volume) << "the folder below";
+    ASSERT_EQ(mount(device.c_str(), volume.c_path(), "ext4", 0, nullptr), 0);
+    EXPECT_FALSE(volume_is_still(*request.chosen, described(volume.path())));
+    const run_guard guard = taken(request);
+    EXPECT_EQ(guard.volume()->unique_mount_id, described(volume.path()).unique_mount_id);
+}
+
+TEST(run_guard, refuses_another_card_of_the_same_size) {
+    SKIP_IF_MISSING(test_support::missing_for_images({"mkfs.ext4"}));
+    const std::vector<std::string> make = {"mkfs.ext4", "-q", "-F"};
+    const test_support::image_volume chosen(2 * test_support::mib, make, {}, "ext4");
+    const test_support::image_volume other(2 * test_support::mib, make, {}, "ext4");
+    run_request request = reading(chosen.path());
+    request.chosen = described(chosen.path());
+    ASSERT_EQ(umount2(chosen.c_path(), 0), 0);
+    const std::string other_device = "/dev/" + other.device_name();
+    ASSERT_EQ(mount(other_device.c_str(), chosen.c_path(), "ext4", 0, nullptr), 0);
+    EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_volume);
+}
+
 TEST(run_guard, calls_chosen_volume_gone_when_its_folder_is_gone) {
     const private_folder folder;
     run_request request = reading(folder.file("gone"));
@@ -248,15 +278,15 @@ TEST(run_guard, passes_missing_folder_on_request) {
     EXPECT_FALSE(guard.volume());
 }
 
-TEST(run_guard, refuses_second_run_on_same_folder_or_file_system) {
+TEST(run_guard, tells_other_run_from_lock_of_another_program) {
     const tmpfs_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const dev_t device = described(volume.path()).device;
     {
         run_lock other;
         ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
-        expect_refused(volume.path(), refusal_kind::other_run);
-        EXPECT_EQ(refusal_of(reading(volume.path())).kind, refusal_kind::other_run);
+        expect_refused(volume.path(), refusal_kind::locked);
+        EXPECT_EQ(refusal_of(reading(volume.path())).kind, refusal_kind::locked);
     }
     {
         run_lock other;
@@ -276,9 +306,10 @@ TEST(run_guard, folder_of_volume_and_its_root_exclude_each_other) {
         {
             run_lock other;
             ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
-            EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_run);
+            EXPECT_EQ(refusal_of(request).kind, refusal_kind::locked);
         }
         const run_guard guard = taken(request);
+        EXPECT_EQ(refusal_of(request_for(volume.path())).kind, refusal_kind::other_run);
         run_lock other;
         EXPECT_EQ(other.take(volume.path()).state, run_lock_state::locked)
             << "the root is held as well";

@@ -9,6 +9,8 @@
 #include <QThread>
 #include <QTimer>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 
 #include "app/controller_state.h"
 #include "model/engine_status.h"
@@ -250,4 +252,59 @@ TEST_F(result_report, of_a_card_with_dead_blocks_says_that_not_all_could_be_read
     EXPECT_TRUE(label_of(app(), "verdictDetail").text().contains("1.fff could be read only up to"));
     EXPECT_EQ(report_value(1), "YES") << "this line speaks of the sectors that were read";
     EXPECT_EQ(where.test_files(), std::vector<int>());
+}
+
+TEST_F(result_report, state_set_by_hand_removes_test_files) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=1m");
+    std::ofstream(where.file("1.fff")) << "old";
+    std::ofstream(where.file("photo")) << "not a test file";
+    choose(where.path());
+    uiState = UI_STATE_RESULT;
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_EQ(where.test_files(), std::vector<int>());
+    EXPECT_TRUE(std::filesystem::exists(where.file("photo")));
+    EXPECT_LT(line_of("Removing old file number 1 ..."), line_of("TIME - all done."));
+    EXPECT_EQ(console().find("not removed"), std::string::npos) << console();
+}
+
+TEST_F(result_report, state_set_by_hand_leaves_foreign_entries_with_the_reason) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=1m");
+    std::filesystem::create_directory(where.file("1.fff"));
+    choose(where.path());
+    uiState = UI_STATE_RESULT;
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_TRUE(std::filesystem::is_directory(where.file("1.fff")));
+    EXPECT_LT(line_of("The test files were not removed: The volume holds entries that are not "
+                      "ours."),
+              line_of("TIME - all done."));
+}
+
+TEST_F(result_report, state_set_by_hand_without_volume_says_so) {
+    uiState = UI_STATE_RESULT;
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_LT(line_of("No volume is chosen; no test files were removed."),
+              line_of("TIME - all done."));
+}
+
+TEST_F(result_report, gone_volume_has_no_report_of_an_earlier_run) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume first("size=1m");
+    choose(first.path());
+    ASSERT_NO_FATAL_FAILURE(run_whole_test());
+    const std::string summary = reportSummary;
+    tmpfs_volume second("size=1m");
+    choose(second.path());
+    ASSERT_NO_FATAL_FAILURE(press_start());
+    const covering_volume another(second.path());
+    another.put("1.fff", "not of this test");
+    ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
+    EXPECT_EQ(look_at(app()).verdict, "Nothing was tested");
+    EXPECT_EQ(console().find("Report Begin"), std::string::npos) << console();
+    EXPECT_EQ(reportSummary, summary);
+    EXPECT_EQ(another.contents(), std::vector<std::string>({"1.fff=not of this test"}));
 }

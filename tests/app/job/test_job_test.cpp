@@ -8,6 +8,8 @@
 #include <QPushButton>
 #include <QTest>
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "app/alert.h"
@@ -16,6 +18,7 @@
 #include "model/engine_status.h"
 #include "mounts.h"
 #include "report/number_text.h"
+#include "runner/run_guard.h"
 #include "user_files.h"
 #include "whole_run.h"
 
@@ -440,4 +443,37 @@ TEST_F(test_job, a_volume_that_is_not_there_any_more_is_not_tested) {
     EXPECT_FALSE(jobThread);
     EXPECT_EQ(look_at(app()), before);
     EXPECT_EQ(another.contents(), std::vector<std::string>({"1.fff=not of this test"}));
+}
+
+TEST_F(test_job, direct_call_takes_the_volume_itself) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=1m");
+    choose(where.path());
+    app().startTheBackgroundJob();
+    EXPECT_EQ(uiState, UI_STATE_RESULT);
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_EQ(look_at(app()).verdict, "Intact");
+    EXPECT_EQ(report_value(1), "YES");
+    EXPECT_EQ(where.test_files(), std::vector<int>());
+}
+
+TEST_F(test_job, direct_call_touches_no_volume_that_another_run_holds) {
+    SKIP_IF_MISSING(missing_for_mounts());
+    const tmpfs_volume where("size=1m");
+    std::ofstream(where.file("1.fff")) << "of another run";
+    choose(where.path());
+    run_guard other;
+    ASSERT_FALSE(other.look({.path = where.path()}));
+    ASSERT_FALSE(other.take());
+    app().startTheBackgroundJob();
+    tick();
+    EXPECT_EQ(uiState, UI_STATE_WAITING);
+    EXPECT_EQ(look_at(app()).verdict, "Nothing was tested");
+    EXPECT_LT(line_of("The test was not started: Another run is at work on this volume."),
+              line_of("TIME - all done."));
+    EXPECT_LT(line_of("The test files were not removed: Another run is at work on this volume."),
+              line_of("TIME - all done."));
+    EXPECT_EQ(where.test_files(), std::vector<int>{1});
+    EXPECT_EQ(std::filesystem::file_size(where.file("1.fff")), 14U);
 }

@@ -101,7 +101,7 @@ TEST_F(system_volume, is_asked_about_before_anything_is_recorded) {
         EXPECT_EQ(alert.text(), "This is not removable storage");
         EXPECT_TRUE(alert.informativeText().contains("lies on the volume that holds"));
         EXPECT_TRUE(alert.informativeText().contains("fills a volume to its last byte"));
-        EXPECT_EQ(button_titles(alert), QStringList({"Cancel", "Use this volume all the same"}));
+        EXPECT_EQ(button_titles(alert), QStringList({"Cancel", "Use this volume anyway"}));
         EXPECT_EQ(alert.defaultButton()->text(), "Cancel");
         EXPECT_EQ(alert.icon(), QMessageBox::Warning);
         expect_nothing_chosen();
@@ -120,7 +120,7 @@ TEST_F(system_volume, is_not_taken_on_escape_or_by_the_alerts_cross) {
 
 TEST_F(system_volume, is_taken_when_the_user_says_so) {
     answers user;
-    user.then_press("Use this volume all the same");
+    user.then_press("Use this volume anyway");
     const lines log = log_of_selecting("/");
     ASSERT_EQ(log.size(), 12U);
     EXPECT_EQ(log.at(0), "d: myURL: file:///");
@@ -229,7 +229,7 @@ TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_ha
     {
         run_lock other;
         ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
-        expect_start_refused(volume.path(), "Another run is at work on this volume");
+        expect_start_refused(volume.path(), "Another program holds a lock on this volume");
     }
     {
         run_lock other;  // through another mount of it

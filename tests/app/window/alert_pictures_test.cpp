@@ -127,7 +127,7 @@ TEST_F(pictures_of_the_start_up, the_disclaimer) {
 
 TEST_F(pictures_of_alerts, the_guard_before_a_volume_that_this_machine_needs) {
     answers user;
-    then_take(user, "alert-guard-system", {"Cancel", "Use this volume all the same"}, "Cancel");
+    then_take(user, "alert-guard-system", {"Cancel", "Use this volume anyway"}, "Cancel");
     EXPECT_FALSE(select("/"));
 }
 
@@ -159,7 +159,7 @@ TEST_F(pictures_of_alerts, another_run_on_the_chosen_volume) {
     const memory_volume volume(mib, "HOLIDAYS 2017");
     choose(volume.path());
     run_lock other;
-    ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
+    ASSERT_EQ(other.take_file_system(selectedVolume->device).state, run_lock_state::taken);
     answers user;
     then_take(user, "alert-another-run", only_ok, "OK");
     press("UI_start");
@@ -374,8 +374,7 @@ TEST_F(pictures_of_alerts, the_end_in_a_child_process) {
         if (one.volume_gone)
             volume.take_away();
         answers user;
-        then_take_end(user, QString("alert-end-") + one.name, "The test has ended before its time",
-                      one.begin);
+        then_take_end(user, QString("alert-end-") + one.name, "The test stopped early", one.begin);
         engine_fatal_exit(EROFS, "ERR: Can't remove file", volume.file("1.fff").c_str());
     }
     FAIL() << "no failure has this name";
