@@ -1,6 +1,6 @@
-// Arguments are read by CLI11; a start number goes through the engine's own
-// parser, which is lenient, so what it understood is compared with what was
-// typed: a number that silently means another one would remove other files.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// CLI11 reads the arguments. The engine's parser of start numbers is lenient, so its result is
+// compared with the text: a misread number would remove other files.
 #include "cli/arguments.h"
 
 #include <CLI/CLI.hpp>
@@ -32,12 +32,11 @@ std::string cli_version_text() {
     return TROVIK_SHORT_VERSION "-" TROVIK_BUNDLE_VERSION;
 }
 
-// Numbers of test files wrap behind 2147483647, and files with wrapped numbers
-// could not be found again. From here on 147 million test files fit before that,
-// 140 PB of them.
+// Numbers of test files wrap after 2147483647, and a wrapped number cannot be found again. This
+// limit leaves room for 147 million test files, 140 PB.
 constexpr int start_number_max = 2'000'000'000;
 
-// The empty text when `text` is a start number, else what is wrong with it.
+// Empty for a start number, else the error.
 static std::string check_start_number(const std::string &text) {
     const int index = parse_start_at(("--start-at=" + text).c_str());
     if (index >= 0 && index < start_number_max && std::to_string(index + 1) == text)
@@ -61,7 +60,7 @@ static std::int32_t parse_block_size(const std::string &text) {
     return static_cast<std::int32_t>(bytes);
 }
 
-// The empty text when `text` is a block size, else what is wrong with it.
+// Empty for a block size, else the error.
 static std::string check_block_size(const std::string &text) {
     if (parse_block_size(text) != 0)
         return {};
@@ -70,7 +69,7 @@ static std::string check_block_size(const std::string &text) {
 
 namespace {
 
-// What CLI11 fills in before it is known to be right.
+// Filled by CLI11, not yet checked.
 struct raw_words {
     std::string start_at;
     std::string block_size;
@@ -98,8 +97,7 @@ static const command_description commands[] = {
      false, false, false, false, false},
 };
 
-// Whether the command line can begin with this word. CLI11 would say of a wrong
-// one only that a command is missing.
+// Whether the command line can begin with this word. CLI11 alone would not name a wrong one.
 static bool is_first_word(const std::string &word) {
     const auto is_named = [&](const auto &description) {
         return word == cli_command_name(description.command);
@@ -108,7 +106,7 @@ static bool is_first_word(const std::string &word) {
            std::any_of(std::begin(commands), std::end(commands), is_named);
 }
 
-// The empty text when `text` can be a path, else what is wrong with it.
+// Empty for a path, else the error.
 static std::string check_path(const std::string &text) {
     return text.empty() ? "the path is empty" : "";
 }
@@ -159,7 +157,7 @@ static void add_command(CLI::App &app, const command_description &description,
             ->disable_flag_override();
 }
 
-// An option whose "=" has nothing behind it. CLI11 would take the next word for its value. After
+// An option that ends with "=". CLI11 would take the next word for its value. After
 // "--" there are no options.
 static std::string option_without_value(int argc, const char *const *argv) {
     for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
@@ -186,9 +184,9 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
     app.set_version_flag("--version", "trovik-cli " + cli_version_text());
     app.require_subcommand(1);
     app.footer(
-        "Exit status: 0 all intact, 64 wrong usage, 65 data lost, 74 not everything could "
-        "be tested,\n75 intact, but perhaps read from the computer's memory, 77 refused before "
-        "anything was changed.");
+        "Exit status: 0 all intact, 64 wrong usage, 65 data lost, 71 no thread to spare,\n74 not "
+        "everything could be tested, 75 intact, but perhaps read from the computer's\nmemory, 77 "
+        "refused before anything was changed.");
     raw_words raw;
     for (const command_description &description : commands)
         add_command(app, description, arguments, raw);

@@ -30,7 +30,7 @@ struct cli_arguments {
     int start_index = 0;                           // index of the first test file
     std::int32_t block_size = F3WRITE_BLOCK_SIZE;  // bytes per write call
     bool keep_files = false;                       // leave the test files on the volume
-    bool force = false;                            // override what may be overridden
+    bool force = false;                            // override what can be overridden
     bool medium_is_memory = false;    // take the file system's word that it keeps no other copy
     std::optional<std::string> json;  // file for the JSON report, "-" for standard output
 };
@@ -38,9 +38,8 @@ struct cli_arguments {
 // The command as it is typed.
 const char *cli_command_name(cli_command command);
 
-// Reads the arguments. Returns true with `arguments` filled in, or false with
-// the status to exit with; what is to be said (help, the version, or one line
-// that names the mistake) has been printed then.
+// Reads the arguments. Returns true with `arguments` filled in, or false with the exit status after
+// printing help, the version, or one line that names the mistake.
 bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &arguments,
                          int &exit_status);
 

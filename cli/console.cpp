@@ -1,5 +1,6 @@
-// Plain descriptors and write(2): the C library's streams belong to the engine,
-// and a text that goes around the pipes must not wait in a buffer behind them.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Uses write(2) on descriptors: the C library's streams belong to the engine, and text that
+// bypasses the pipes must not wait in a buffer.
 #include "cli/console.h"
 
 #include <fcntl.h>
@@ -15,7 +16,7 @@
 // Columns to assume when the terminal does not tell.
 constexpr unsigned default_columns = 80;
 
-// What stands between the fields of a status line.
+// Between two fields of a status line.
 static const char field_gap[] = "    ";
 
 // A write may be cut short, interrupted, or refused by a terminal that is set not to block; none of
@@ -42,7 +43,7 @@ static unsigned terminal_columns(int fd) {
     return default_columns;
 }
 
-// A duplicate that programs started from here do not inherit.
+// A duplicate that child programs do not inherit.
 static int private_duplicate(int fd) {
     return fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
@@ -70,7 +71,7 @@ void console::take_over(stream &which) {
     int ends[2] = {-1, -1};
     const int real_fd = private_duplicate(which.number);
     if (real_fd < 0 || pipe(ends) != 0) {
-        // Without a pipe the texts still arrive, only less tidily.
+        // Without a pipe, the engine's lines may break the status line.
         if (real_fd >= 0)
             close(real_fd);
         return;
@@ -126,7 +127,7 @@ void console::write_text(stream &to, std::string_view text) {
         erase_status();
         written = write_all(to.real_fd, printable_lines(text));
     } else {
-        // The engine's own lines pass through the C library: behind them.
+        // Through the C library, to stay in order with the engine's own lines.
         FILE *const library_stream = to.number == STDOUT_FILENO ? stdout : stderr;
         written = std::fwrite(text.data(), 1, text.size(), library_stream) == text.size();
         written = std::fflush(library_stream) == 0 && written;
@@ -163,9 +164,8 @@ void console::erase_status() {
     m_status.clear();
 }
 
-// As many of the status line's fields as fit: half a number is a wrong number.
-// Three columns are left free, for a full line would make some terminals wrap,
-// and Ctrl-C is echoed as "^C" behind it.
+// As many whole fields of the status line as fit: half a number is a wrong number. Leaves three
+// columns free, because a full line wraps on some terminals and Ctrl-C is echoed as "^C".
 static std::string fitting(const std::string &text, unsigned columns) {
     const size_t room = columns > 3 ? columns - 3 : 0;
     if (text.size() <= room)

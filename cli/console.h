@@ -1,13 +1,12 @@
-// What the user sees of a run: lines on standard output, and on a terminal one
-// status line below them that is redrawn in place.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A run's output: lines on standard output and, on a terminal, one status line below them, redrawn
+// in place.
 //
-// The engine writes its own diagnostics to standard output and standard error
-// from another thread, at moments nobody knows beforehand. On a terminal they
-// would land in the middle of the status line; there, and only there, both
-// streams pass through pipes that this class empties, and each text goes on to
-// where it was meant to go.
+// The engine writes diagnostics to standard output and standard error from another thread at any
+// time. On a terminal they would break the status line. There, and only there, both streams pass
+// through pipes, which this class empties into the terminal.
 //
-// Not thread-safe: the caller sees to it that one thread at a time is in here.
+// Not thread-safe: the caller lets in one thread at a time.
 #ifndef TROVIK_CLI_CONSOLE_H
 #define TROVIK_CLI_CONSOLE_H
 
@@ -27,16 +26,15 @@ class console {
     console(const console &) = delete;
     console &operator=(const console &) = delete;
 
-    // Prints user text (line breaks included) on standard output. The error number
-    // of the first text that could not be written stays in output_error().
+    // Prints text with its line breaks on standard output. output_error() keeps the error number of
+    // the first failed write.
     void print(std::string_view text);
     int output_error() const { return m_output_error; }
     // Prints one line on standard error.
     void print_error(const std::string &line);
-    // Shows `text` as the status line; the empty text removes it. Nothing
-    // without a terminal.
+    // Shows `text` as the status line; empty text removes it. No effect without a terminal.
     void show_status(const std::string &text);
-    // Passes on what the engine has written to the streams.
+    // Empties the pipes into the terminal.
     void pass_on_streams();
     // Gives the streams back to the process for good.
     void release_streams();
@@ -44,12 +42,12 @@ class console {
  private:
     struct stream {
         int number = -1;   // descriptor that the process writes to: 1 or 2
-        int real_fd = -1;  // where its text goes
-        int pipe_fd = -1;  // where the process's text arrives, -1 when it is not taken over
+        int real_fd = -1;  // the terminal or file behind it
+        int pipe_fd = -1;  // reading end of its pipe, -1 without one
         bool terminal = false;
     };
 
-    // Who has left a line of standard output open.
+    // The source of an unfinished line on standard output.
     enum class open_line { none, engine_stream, user_text };
 
     void take_over(stream &which);
@@ -60,7 +58,7 @@ class console {
 
     stream m_out, m_err;
     open_line m_open_line = open_line::none;
-    std::string m_status;    // as it stands on the terminal now
+    std::string m_status;    // on the terminal now
     int m_output_error = 0;  // of standard output
 };
 

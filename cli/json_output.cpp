@@ -1,5 +1,6 @@
-// A report that lies on the volume it is about would take part in the test, and
-// find no room on the full volume.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A report on the tested volume would take part in the test, and the full volume has no room for
+// it.
 #include "cli/json_output.h"
 
 #include <fcntl.h>
@@ -19,9 +20,9 @@ json_output::~json_output() {
         close(m_fd);
 }
 
-// Where a chain of links ends, whether there is something or not.
+// The end of a chain of links, which need not exist.
 static std::filesystem::path final_target(std::filesystem::path path) {
-    constexpr int links_max = 40;  // as many as the system itself follows
+    constexpr int links_max = 40;  // as the kernel follows
     std::error_code error;
     for (int i = 0; i < links_max && std::filesystem::is_symlink(path, error); ++i) {
         const std::filesystem::path next = std::filesystem::read_symlink(path, error);
@@ -44,7 +45,7 @@ bool json_output::open(const std::optional<std::string> &target, const volume_in
         return false;
     }
     m_name = "'" + printable_text(*target) + "'";
-    // A link that leads nowhere yet is resolved too: it says where the file will be.
+    // A dangling link is resolved, too: the file will lie at its end.
     const std::filesystem::path file(final_target(*target));
     bool same = false;
     if (!volume_same_file_system(file.has_parent_path() ? file.parent_path().string() : ".",
@@ -56,7 +57,7 @@ bool json_output::open(const std::optional<std::string> &target, const volume_in
         error = m_name + " lies on the volume that is to be tested";
         return false;
     }
-    // Not emptied yet: an earlier report stays until there is a new one.
+    // Not emptied yet: an earlier report stays until write().
     m_fd = ::open(target->c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     m_own_file = true;
     if (m_fd < 0)
@@ -68,7 +69,7 @@ bool json_output::write(const std::string &text, std::string &error) {
     if (m_fd < 0 || m_written)
         return true;
     m_written = true;
-    // A pipe or a device has no length to be cut to, and needs none.
+    // A pipe or a device cannot be truncated and need not be.
     const bool empty = !m_own_file || ftruncate(m_fd, 0) == 0 || errno == EINVAL;
     if (empty && write_all(m_fd, text))
         return true;

@@ -18,9 +18,9 @@ static int fail(int status, const std::string &reason) {
     return status;
 }
 
-// A process can be started without the standard streams. The first files that it
-// opens would then take their numbers, and whatever is printed would land in them:
-// in a test file, or in the report. True when standard output was closed.
+// A process can start with closed standard streams. The first files that it opens would take their
+// numbers, and its output would end in a test file or in the report. Returns whether standard
+// output was closed.
 static bool fill_standard_streams() {
     bool no_output = false;
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {

@@ -1,4 +1,5 @@
-// Numbers keep their width, so that nothing jumps while they change.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Numbers keep their width, so that the line does not jump.
 #include "cli/status_line.h"
 
 #include <cstdio>
@@ -15,7 +16,7 @@ void speed_window::reset() {
 
 void speed_window::add(clock::time_point when, std::uint64_t bytes) {
     m_samples.push_back({when, bytes});
-    // One sample older than the window stays, so that the window is spanned.
+    // Keeps one sample older than the window, so that the samples span it.
     while (m_samples.size() > 2 && when - m_samples[1].when >= window_length)
         m_samples.pop_front();
 }
@@ -58,7 +59,7 @@ static std::string time_left_text(const status_line_input &input) {
     const std::uint64_t left =
         input.bytes_expected > input.bytes_done ? input.bytes_expected - input.bytes_done : 0;
     const double seconds = static_cast<double>(left) / *input.bytes_per_s;
-    // Beyond a thousand hours the card stands still, and so does the estimate.
+    // Beyond a thousand hours, the card has stalled and no estimate helps.
     if (seconds > 3600.0 * 1000)
         return {};
     const auto whole = static_cast<unsigned>(seconds);

@@ -1,6 +1,6 @@
-// The one line on a terminal that says where the test stands: phase, test file,
-// share done, speed, time left. Pure text: what is drawn where is the console's
-// business.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The text of the status line: phase, test file, share done, speed, time left. The console draws
+// it.
 #ifndef TROVIK_CLI_STATUS_LINE_H
 #define TROVIK_CLI_STATUS_LINE_H
 
@@ -12,15 +12,15 @@
 
 #include "model/engine_results.h"
 
-// The speed of the last seconds, from positions seen at moments.
+// The speed over the last seconds.
 class speed_window {
  public:
     using clock = std::chrono::steady_clock;
 
-    // Forgets everything: another phase has begun.
+    // Forgets all samples, for another phase.
     void reset();
     void add(clock::time_point when, std::uint64_t bytes);
-    // Bytes per second over the window; nothing while it spans less than a second.
+    // Bytes per second over the window; nullopt while it spans less than a second.
     std::optional<double> bytes_per_s() const;
 
  private:

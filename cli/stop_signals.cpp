@@ -1,5 +1,6 @@
-// A write to a reader that has gone fails with an error number instead of
-// SIGPIPE: the process must not vanish without a word about the files it leaves.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A write to a closed pipe fails with EPIPE instead of SIGPIPE: the process must name the files it
+// leaves before it ends.
 #include "cli/stop_signals.h"
 
 #include <poll.h>
@@ -10,8 +11,8 @@
 #include <system_error>
 #include <thread>
 
-// Longest time from a signal to the process's end. Whoever stops a run must get
-// his way even when nobody reads what it has to say, or the volume hangs.
+// Longest time from a signal to the end of the process, even if its output is blocked or the volume
+// hangs.
 constexpr std::chrono::seconds patience{5};
 
 // Written by the waiting thread, read by stop_signals_wait: one byte a signal.
@@ -88,6 +89,6 @@ void stop_signals_die_of(int signal_number) {
     sigaddset(&set, signal_number);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     std::raise(signal_number);
-    // Reached only when the signal's default does not end the process.
+    // Reached only if the signal's default action does not end the process.
     std::_Exit(128 + signal_number);
 }

@@ -1,25 +1,24 @@
-// The signals by which a user or the system stops a run. They are kept from
-// interrupting any thread; a thread of their own waits for them and hands them
-// on, so that what is said about them is said by ordinary code.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The signals that stop a run. They interrupt no thread: a thread of their own waits for them and
+// hands them on, so that ordinary code handles them.
 #ifndef TROVIK_CLI_STOP_SIGNALS_H
 #define TROVIK_CLI_STOP_SIGNALS_H
 
 #include <chrono>
 
-// Blocks SIGINT, SIGTERM, SIGHUP and SIGPIPE in this thread and in all that it
-// starts from now on, and starts to wait for the first three. A signal that the
-// parent process had set to be ignored stays ignored, as nohup wants it. A process
-// that has not ended five seconds after a signal is ended by it. False when the system
-// has no thread to spare. Called once, before any other thread is started.
+// Blocks SIGINT, SIGTERM, SIGHUP and SIGPIPE in this thread and in all that it starts later, and
+// waits for the first three. A signal that the parent process ignores stays ignored, as nohup wants
+// it. A signal ends the process after five seconds at most. Returns false when the system has no
+// thread to spare. Call it once, before any other thread starts.
 bool stop_signals_begin();
 
-// Waits up to `timeout` for one of them; returns it, or 0.
+// Waits up to `timeout` for a signal; returns it, or 0.
 int stop_signals_wait(std::chrono::milliseconds timeout);
 
 // "SIGINT" and so on.
 const char *stop_signals_name(int signal_number);
 
-// Ends the process by this signal, so that whoever started it sees the cause.
+// Ends the process by this signal, so that the parent process sees the cause.
 [[noreturn]] void stop_signals_die_of(int signal_number);
 
 #endif

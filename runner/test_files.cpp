@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The engine knows its files by their names alone. Before anything is removed,
-// this looks closer: a folder, a link or a name that stands for another number
-// was never written by us, and must not be what a test begins with.
+// The engine knows its files by name alone. This looks closer before anything is removed: the
+// engine never wrote a folder, a link or a second name of a number.
 #include "runner/test_files.h"
 
 #include <sys/stat.h>
@@ -16,10 +15,10 @@
 #include "report/run_snapshot.h"
 #include "volume/posix.h"
 
-// More runs than this do not help anybody in one line.
+// More ranges do not fit one readable line.
 constexpr size_t runs_shown = 5;
 
-// A line that lists more entries than this is not read.
+// More entries do not fit one readable line.
 constexpr size_t foreign_shown = 5;
 
 static const char *kind_text(mode_t mode) {
@@ -34,7 +33,7 @@ static const char *kind_text(mode_t mode) {
     return "a device";
 }
 
-// What the engine calls the file with this number. Numbers wrap at 32 bits.
+// The engine's name of the file with this number. Numbers wrap at 32 bits.
 static std::string name_of(int number) {
     return run_snapshot_file_name(static_cast<int>(static_cast<std::uint32_t>(number) - 1U));
 }
@@ -43,8 +42,7 @@ static std::string path_of(const std::string &folder, const std::string &name) {
     return std::string(folder).append("/").append(name);
 }
 
-// The name of a test file that the engine may ask for, when `name` differs from it
-// in case alone; else empty.
+// The test file's name that differs from `name` in case alone; empty without one.
 static std::string own_name_in_other_case(const std::string &name, int start_index) {
     std::string lower = name;
     std::replace(lower.begin(), lower.end(), 'F', 'f');
@@ -54,8 +52,7 @@ static std::string own_name_in_other_case(const std::string &name, int start_ind
     return number > start_index && name_of(number) == lower ? lower : "";
 }
 
-// File systems that tell no upper from lower case open a user's 1.FFF when they
-// are asked for 1.fff: there is a 1.fff then, though none is listed.
+// A case-insensitive file system opens a user's 1.FFF as 1.fff, although it lists no 1.fff.
 static void add_other_cases(const std::string &folder, const std::vector<std::string> &names,
                             int start_index, test_file_scan &scan) {
     for (const std::string &name : names) {
@@ -79,8 +76,7 @@ static void add_entry(const std::string &folder, const char *name, test_file_sca
     }
     struct stat status = {};
     if (lstat(path_of(folder, name).c_str(), &status) != 0) {
-        // Gone since it was listed, or not to be looked at: the engine will say
-        // so when it comes to it.
+        // Gone since it was listed, or unreadable: the engine reports it later.
         scan.numbers.push_back(number);
         return;
     }

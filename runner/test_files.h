@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The entries on a volume that carry a test file's name: which of them the
-// engine would take for its own, and which of those cannot be.
+// The entries of a folder that have a test file's name, and those among them that are not ours.
 #ifndef TROVIK_RUNNER_TEST_FILES_H
 #define TROVIK_RUNNER_TEST_FILES_H
 
@@ -14,13 +13,12 @@ struct test_file_scan {
     std::vector<int> numbers;
     // Their sizes, added up.
     std::uint64_t bytes = 0;
-    // Entries that the engine would list although they cannot be its own, each
-    // as "'name' (reason)".
+    // Entries that the engine would list but cannot have written, each as "'name' (reason)".
     std::vector<std::string> foreign;
 };
 
-// Looks at the folder's entries with a number above `start_index`, following no
-// link. Returns false with a reason when the folder cannot be read to its end.
+// Finds the entries with a number above `start_index`. Follows no link. Returns false with a reason
+// when the folder cannot be read to its end.
 bool test_files_scan(const std::string &folder, int start_index, test_file_scan &scan,
                      std::string &error);
 
@@ -29,15 +27,15 @@ bool test_files_scan(const std::string &folder, int start_index, test_file_scan 
 bool test_files_names(const std::string &folder, int start_index, std::vector<std::string> &names,
                       std::string &error) noexcept;
 
-// "'1.fff' (a folder), '2.fff' (a link) and 3 more", in one line that is not too long.
+// "'1.fff' (a folder), '2.fff' (a link) and 3 more"; names five at most.
 std::string test_files_foreign_text(const std::vector<std::string> &foreign);
 
-// "1.fff to 3.fff, 7.fff"; at most a few runs, then how many more. Empty without
+// "1.fff to 3.fff, 7.fff"; five ranges at most, then the number of other files. Empty without
 // numbers. `numbers` is ascending.
 std::string test_files_text(const std::vector<int> &numbers);
 
-// The same of the test files in `folder` with a number above `start_index`. nullopt when the
-// folder cannot be read to its end. Waits for the volume as long as that takes. Any thread.
+// The same for the test files in `folder` with a number above `start_index`. nullopt when the
+// folder cannot be read to its end. Waits for the volume. Any thread.
 std::optional<std::string> test_files_text_of(const std::string &folder, int start_index);
 
 #endif

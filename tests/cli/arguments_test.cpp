@@ -1,4 +1,4 @@
-// What may be typed, and what is said about what may not.
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/arguments.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ using cli_tests::run_cli;
 
 namespace {
 
-// The words as values; the test fails when they are not understood.
+// The words as values; fails the test when they are refused.
 cli_arguments parsed(std::initializer_list<const char *> words) {
     std::vector<const char *> argv = {"trovik-cli"};
     argv.insert(argv.end(), words);
@@ -39,7 +39,7 @@ void expect_wrong_usage(const std::vector<std::string> &words, const std::string
 
 }  // namespace
 
-TEST(arguments, a_command_and_a_volume_are_enough) {
+TEST(arguments, takes_command_with_volume) {
     const cli_arguments arguments = parsed({"test", "/media/card"});
     EXPECT_EQ(arguments.command, cli_command::test);
     EXPECT_EQ(arguments.volume, "/media/card");
@@ -51,14 +51,14 @@ TEST(arguments, a_command_and_a_volume_are_enough) {
     EXPECT_EQ(arguments.block_size, 1024);
 }
 
-TEST(arguments, every_command_is_known_by_its_name) {
+TEST(arguments, knows_every_command) {
     for (const cli_command command : {cli_command::test, cli_command::write, cli_command::read,
                                       cli_command::clean, cli_command::info})
         EXPECT_EQ(parsed({cli_command_name(command), "/card"}).command, command)
             << cli_command_name(command);
 }
 
-TEST(arguments, a_block_size_is_a_power_of_two_with_or_without_its_unit) {
+TEST(arguments, block_size_is_power_of_two_with_optional_unit) {
     EXPECT_EQ(parsed({"test", "/card", "--block-size=1K"}).block_size, 1024);
     EXPECT_EQ(parsed({"test", "/card", "--block-size", "64K"}).block_size, 65536);
     EXPECT_EQ(parsed({"write", "/card", "--block-size=16M"}).block_size, 16777216);
@@ -66,7 +66,7 @@ TEST(arguments, a_block_size_is_a_power_of_two_with_or_without_its_unit) {
     EXPECT_EQ(parsed({"test", "/card", "--block-size=2048"}).block_size, 2048);
 }
 
-TEST(arguments, what_is_no_block_size_is_refused) {
+TEST(arguments, refuses_other_block_sizes) {
     for (const char *size : {"0", "1", "512", "512K ", "3K", "32M", "1G", "K", "-1K", "1.5M", "01K",
                              "1k", "1KB", "+1K", "99999999999K", "x"})
         expect_wrong_usage({"test", "/nowhere", std::string("--block-size=") + size}, size);
@@ -81,7 +81,7 @@ TEST(arguments, info_needs_no_volume) {
     EXPECT_EQ(arguments.volume, "");
 }
 
-TEST(arguments, options_stand_before_and_behind_the_volume) {
+TEST(arguments, takes_options_before_or_after_volume) {
     const cli_arguments arguments =
         parsed({"test", "--force", "/card", "--keep-files", "--start-at=3", "--json=report.json"});
     EXPECT_TRUE(arguments.force);
@@ -98,45 +98,45 @@ TEST(arguments, medium_is_memory_is_for_test_or_read) {
         expect_wrong_usage({command, "/nowhere", "--medium-is-memory"}, "--medium-is-memory");
 }
 
-TEST(arguments, an_option_s_value_may_be_a_word_of_its_own) {
+TEST(arguments, takes_option_value_as_next_word) {
     const cli_arguments arguments = parsed({"read", "/card", "--start-at", "7", "--json", "-"});
     EXPECT_EQ(arguments.start_index, 6);
     EXPECT_EQ(arguments.json, "-");
 }
 
-TEST(arguments, a_volume_may_be_called_like_a_command) {
+TEST(arguments, takes_volume_named_like_command) {
     const cli_arguments arguments = parsed({"test", "clean"});
     EXPECT_EQ(arguments.command, cli_command::test);
     EXPECT_EQ(arguments.volume, "clean");
 }
 
-TEST(arguments, the_first_and_the_last_start_number_become_indices) {
+TEST(arguments, turns_start_numbers_into_indices) {
     EXPECT_EQ(parsed({"test", "/card", "--start-at=1"}).start_index, 0);
     EXPECT_EQ(parsed({"test", "/card", "--start-at=2000000000"}).start_index, 1999999999);
 }
 
-TEST(arguments, a_start_number_that_would_mean_another_file_is_wrong_usage) {
+TEST(arguments, refuses_start_number_that_means_another_file) {
     for (const char *number :
          {"0", "-4", "x", "3x", "x3", " 3", "+3", "03", "2000000001", "2147483647", "2147483648",
           "4294967296", "4294967297", "9223372036854775807", "99999999999999999999"})
         expect_wrong_usage({"test", "/nowhere", std::string("--start-at=") + number}, number);
 }
 
-TEST(arguments, a_start_number_is_not_left_out) {
+TEST(arguments, refuses_missing_start_number) {
     expect_wrong_usage({"test", "/nowhere", "--start-at="}, "--start-at");
     expect_wrong_usage({"test", "/nowhere", "--start-at"}, "--start-at");
 }
 
-TEST(arguments, a_start_number_is_given_once) {
+TEST(arguments, refuses_second_start_number) {
     expect_wrong_usage({"clean", "/nowhere", "--start-at=1", "--start-at=2"}, "--start-at");
 }
 
-TEST(arguments, a_report_without_a_place_is_wrong_usage) {
+TEST(arguments, refuses_json_without_file) {
     expect_wrong_usage({"test", "/nowhere", "--json"}, "--json");
     expect_wrong_usage({"test", "/nowhere", "--json="}, "--json");
 }
 
-TEST(arguments, the_word_behind_an_empty_value_is_not_taken_for_it) {
+TEST(arguments, does_not_take_next_word_for_empty_value) {
     expect_wrong_usage({"test", "/nowhere", "--json=", "report.json"}, "--json: nothing");
     expect_wrong_usage({"test", "/nowhere", "--start-at=", "3"}, "--start-at: nothing");
     expect_wrong_usage({"test", "/nowhere", "--block-size=", "1M"}, "--block-size: nothing");
@@ -145,25 +145,25 @@ TEST(arguments, the_word_behind_an_empty_value_is_not_taken_for_it) {
     EXPECT_EQ(parsed({"test", "--", "--report="}).volume, "--report=");
 }
 
-TEST(arguments, a_missing_volume_is_wrong_usage) {
+TEST(arguments, refuses_missing_volume) {
     for (const char *command : {"test", "write", "read", "clean"})
         expect_wrong_usage({command}, "VOLUME");
 }
 
-TEST(arguments, an_empty_volume_is_not_no_volume) {
+TEST(arguments, refuses_empty_volume) {
     expect_wrong_usage({"info", ""}, "VOLUME");
     expect_wrong_usage({"test", ""}, "VOLUME");
 }
 
-TEST(arguments, a_missing_command_is_wrong_usage) {
+TEST(arguments, refuses_missing_command) {
     expect_wrong_usage({}, "command");
 }
 
-TEST(arguments, an_unknown_command_is_named) {
+TEST(arguments, names_unknown_command) {
     expect_wrong_usage({"format", "/nowhere"}, "format");
 }
 
-TEST(arguments, an_unknown_option_is_named) {
+TEST(arguments, names_unknown_option) {
     expect_wrong_usage({"test", "/nowhere", "--quick"}, "--quick");
     expect_wrong_usage({"read", "/nowhere", "--force"}, "--force");
     expect_wrong_usage({"write", "/nowhere", "--json=x"}, "--json");
@@ -171,7 +171,7 @@ TEST(arguments, an_unknown_option_is_named) {
     expect_wrong_usage({"info", "/nowhere", "--start-at=1"}, "--start-at");
 }
 
-TEST(arguments, a_flag_takes_no_value) {
+TEST(arguments, refuses_value_of_flag) {
     for (const char *value : {"on", "1", "5", "-1", "no"}) {
         expect_wrong_usage({"clean", "/nowhere", std::string("--force=") + value}, "force");
         expect_wrong_usage({"test", "/nowhere", std::string("--keep-files=") + value},
@@ -181,11 +181,11 @@ TEST(arguments, a_flag_takes_no_value) {
     }
 }
 
-TEST(arguments, one_volume_is_tested_at_a_time) {
+TEST(arguments, refuses_second_volume) {
     expect_wrong_usage({"test", "/nowhere", "/elsewhere"}, "/elsewhere");
 }
 
-TEST(arguments, what_was_typed_cannot_reprogram_the_terminal) {
+TEST(arguments, escapes_control_characters_in_errors) {
     for (const char *word : {"--\x1b[31mred\nline", "\x1b[31mred\nline"}) {
         const outcome result = run_cli({"test", "/nowhere", word});
         EXPECT_EQ(result.exit_status, 64);
@@ -197,7 +197,7 @@ TEST(arguments, what_was_typed_cannot_reprogram_the_terminal) {
     EXPECT_EQ(cli_tests::line_count(result.err), 1U) << result.err;
 }
 
-TEST(arguments, help_goes_to_standard_output_and_succeeds) {
+TEST(arguments, help_prints_on_standard_output_with_status_0) {
     const outcome result = run_cli({"--help"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
@@ -209,7 +209,7 @@ TEST(arguments, help_goes_to_standard_output_and_succeeds) {
         EXPECT_TRUE(contains(result.out, std::to_string(status) + " ")) << status;
 }
 
-TEST(arguments, every_command_explains_its_options) {
+TEST(arguments, help_of_command_names_its_options) {
     const outcome result = run_cli({"test", "--help"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
@@ -218,7 +218,7 @@ TEST(arguments, every_command_explains_its_options) {
         EXPECT_TRUE(contains(result.out, word)) << word;
 }
 
-TEST(arguments, the_version_goes_to_standard_output_and_succeeds) {
+TEST(arguments, version_prints_on_standard_output_with_status_0) {
     const outcome result = run_cli({"--version"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");

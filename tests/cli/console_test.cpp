@@ -1,5 +1,6 @@
-// What the screen shows when lines, the engine's own diagnostics and the status
-// line share a terminal; and what does not happen without one.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Lines, the engine's own diagnostics and the status line on one terminal, and the same without a
+// terminal.
 #include "cli/console.h"
 
 #include <fcntl.h>
@@ -30,7 +31,7 @@ process_options columns(unsigned short number) {
     return options;
 }
 
-// What the engine does: through the C library, behind the console's back.
+// Prints as the engine does, through the C library.
 void engine_prints(const char *out, const char *err) {
     std::fputs(out, stdout);
     std::fputs(err, stderr);
@@ -40,7 +41,7 @@ using lines = std::vector<std::string>;
 
 }  // namespace
 
-TEST(console, the_status_line_is_drawn_in_place_and_erased_at_the_end) {
+TEST(console, draws_status_line_in_place_until_end) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.show_status("Writing 1.fff      1.0 %");
@@ -50,7 +51,7 @@ TEST(console, the_status_line_is_drawn_in_place_and_erased_at_the_end) {
                               "Writing 1.fff      2.0 %" + erased);
 }
 
-TEST(console, a_status_line_that_did_not_change_is_not_drawn_again) {
+TEST(console, does_not_redraw_unchanged_status_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.show_status("same");
@@ -59,7 +60,7 @@ TEST(console, a_status_line_that_did_not_change_is_not_drawn_again) {
     EXPECT_EQ(cli_tests::occurrences(result.out, "same"), 1U);
 }
 
-TEST(console, the_empty_text_removes_the_status_line) {
+TEST(console, empty_text_removes_status_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.show_status("Listing test files");
@@ -70,7 +71,7 @@ TEST(console, the_empty_text_removes_the_status_line) {
     EXPECT_EQ(shown.lines, lines{"a line"});
 }
 
-TEST(console, lines_push_the_status_line_down) {
+TEST(console, prints_lines_above_status_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.show_status("status");
@@ -84,7 +85,7 @@ TEST(console, lines_push_the_status_line_down) {
               (lines{"first", "second", "an error", "a later status"}));
 }
 
-TEST(console, the_engine_s_own_texts_never_mix_with_the_status_line) {
+TEST(console, keeps_engine_streams_off_status_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         for (int i = 0; i < 50; ++i) {
@@ -101,7 +102,7 @@ TEST(console, the_engine_s_own_texts_never_mix_with_the_status_line) {
     EXPECT_EQ(shown.count("to standard error"), 50U);
 }
 
-TEST(console, the_engine_s_texts_reach_the_terminal_also_when_nobody_asks_for_them) {
+TEST(console, passes_on_engine_streams_at_end) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         engine_prints("last words on output\n", "last words on error\n");
@@ -111,7 +112,7 @@ TEST(console, the_engine_s_texts_reach_the_terminal_also_when_nobody_asks_for_th
     EXPECT_EQ(shown.count("last words on error"), 1U);
 }
 
-TEST(console, released_streams_belong_to_the_process_again) {
+TEST(console, gives_streams_back) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.show_status("status");
@@ -123,7 +124,7 @@ TEST(console, released_streams_belong_to_the_process_again) {
     EXPECT_EQ(shown.lines, (lines{"afterwards on output", "afterwards on error"}));
 }
 
-TEST(console, a_line_that_is_still_open_is_finished_before_the_status_line) {
+TEST(console, ends_open_line_before_status_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.print("half a line");
@@ -133,7 +134,7 @@ TEST(console, a_line_that_is_still_open_is_finished_before_the_status_line) {
     EXPECT_EQ(screen_after(result.out, 80).lines, (lines{"half a line", "a whole line"}));
 }
 
-TEST(console, an_error_starts_a_line_of_its_own) {
+TEST(console, prints_error_on_own_line) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.print("half a line");
@@ -142,7 +143,7 @@ TEST(console, an_error_starts_a_line_of_its_own) {
     EXPECT_EQ(screen_after(result.out, 80).lines, (lines{"half a line", "an error"}));
 }
 
-TEST(console, the_engine_s_open_line_and_the_log_s_do_not_run_together) {
+TEST(console, keeps_open_lines_of_stream_or_log_apart) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         engine_prints("Write to file failed", "");
@@ -155,7 +156,7 @@ TEST(console, the_engine_s_open_line_and_the_log_s_do_not_run_together) {
               (lines{"Write to file failed", "Write to file failed", "an error"}));
 }
 
-TEST(console, control_characters_of_all_three_sources_are_escaped) {
+TEST(console, escapes_control_characters_of_all_sources) {
     const outcome result = run_body_in_terminal([] {
         console terminal;
         terminal.print("log \x1b[2J\x07\r|\n");
@@ -172,7 +173,7 @@ TEST(console, control_characters_of_all_three_sources_are_escaped) {
     EXPECT_EQ(shown.count("stderr \\x1Bc|"), 1U) << shown.text();
 }
 
-TEST(console, a_status_line_never_wraps) {
+TEST(console, status_line_never_wraps) {
     const std::string status = "Writing 1.fff     43.2 %      12.3 MB/s    0:01:23 left";
     for (unsigned short width = 1; width <= 70; ++width) {
         const outcome result = run_body_in_terminal(
@@ -188,7 +189,7 @@ TEST(console, a_status_line_never_wraps) {
     }
 }
 
-TEST(console, a_narrow_terminal_shows_whole_fields_or_none) {
+TEST(console, shows_only_whole_fields_on_narrow_terminal) {
     const outcome result = run_body_in_terminal(
         [] {
             console terminal;
@@ -199,7 +200,7 @@ TEST(console, a_narrow_terminal_shows_whole_fields_or_none) {
     EXPECT_EQ(screen_after(result.out, 24).lines, lines{"Writing 1.fff"});
 }
 
-TEST(console, an_interrupt_s_echo_does_not_break_the_status_line) {
+TEST(console, leaves_room_for_echo_of_interrupt) {
     const std::string status(200, 's');
     const outcome result = run_body_in_terminal(
         [&] {
@@ -214,7 +215,7 @@ TEST(console, an_interrupt_s_echo_does_not_break_the_status_line) {
     EXPECT_EQ(screen_after(result.out, 20).lines, lines{"a line"});
 }
 
-TEST(console, a_terminal_without_a_size_is_taken_for_eighty_columns) {
+TEST(console, assumes_eighty_columns_without_terminal_size) {
     const outcome result = run_body_in_terminal(
         [] {
             console terminal;
@@ -227,7 +228,7 @@ TEST(console, a_terminal_without_a_size_is_taken_for_eighty_columns) {
     EXPECT_GE(shown.lines[0].size(), 70U);
 }
 
-TEST(console, without_a_terminal_there_is_no_status_line_and_no_escape) {
+TEST(console, shows_no_status_line_without_terminal) {
     const outcome result = run_body([] {
         console pipe;
         pipe.show_status("status");
@@ -242,7 +243,7 @@ TEST(console, without_a_terminal_there_is_no_status_line_and_no_escape) {
     EXPECT_EQ(result.err, "engine's error\nan error\n");
 }
 
-TEST(console, without_a_terminal_every_byte_stays_as_it_is) {
+TEST(console, changes_no_byte_without_terminal) {
     const std::string text = "\x1b[1m\t\x01\xff\n";
     const outcome result = run_body([&] {
         console pipe;
@@ -251,7 +252,7 @@ TEST(console, without_a_terminal_every_byte_stays_as_it_is) {
     EXPECT_EQ(result.out, text);
 }
 
-TEST(console, without_a_terminal_a_text_stands_behind_what_the_engine_printed_before) {
+TEST(console, keeps_order_with_engine_streams_without_terminal) {
     const outcome result = run_body([] {
         console pipe;
         std::fputs("engine\n", stdout);
@@ -261,7 +262,7 @@ TEST(console, without_a_terminal_a_text_stands_behind_what_the_engine_printed_be
     EXPECT_EQ(result.out, "engine\nshell\nengine\n");
 }
 
-TEST(console, standard_error_in_a_file_gets_its_lines_and_nothing_of_the_screen) {
+TEST(console, keeps_screen_codes_out_of_redirected_standard_error) {
     const cli_tests::private_folder folder;
     process_options options;
     options.err_file = folder.file("err");
@@ -281,7 +282,7 @@ TEST(console, standard_error_in_a_file_gets_its_lines_and_nothing_of_the_screen)
     EXPECT_EQ(screen_after(result.out, 80).lines, (lines{"half a line", "a line"}));
 }
 
-TEST(console, a_text_that_could_not_be_written_is_remembered_with_the_reason) {
+TEST(console, keeps_error_of_first_failed_write) {
     process_options options;
     options.prepare = [] {
         const int full = open("/dev/full", O_WRONLY);

@@ -1,5 +1,6 @@
-// Whatever a path holds, nothing that a terminal obeys comes out: not in a terminal, and not in a
-// pipe or a file either, which somebody will look at in a terminal later.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// No byte of a path reaches a terminal as a control code. The same holds for pipes and files, which
+// may be shown in a terminal later.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -37,8 +38,7 @@ const hostile_name hostile_names[] = {
 
 const char *const all_commands[] = {"info", "test", "write", "read", "clean"};
 
-// The first thing in the text that a terminal may obey or that turns its neighbours, as hex digits;
-// empty when there is none.
+// The first control code or mark of direction in the text, as hex digits; empty without one.
 std::string first_obeyed(std::string_view text) {
     while (!text.empty()) {
         const size_t length = utf8_model_length(text);
@@ -56,7 +56,7 @@ std::string first_obeyed(std::string_view text) {
     return {};
 }
 
-// Without what the status line and the terminal itself put there.
+// The text without the codes of the status line and of the terminal itself.
 std::string without_screen_control(std::string text) {
     for (const std::string_view own : {"\r\x1b[K", "\r"})
         for (size_t at = text.find(own); at != std::string::npos; at = text.find(own, at))
@@ -89,7 +89,7 @@ void expect_tame_refusal(const std::string &command, const std::string &path,
 
 }  // namespace
 
-TEST(hostile_path, the_look_for_what_a_terminal_obeys_finds_it) {
+TEST(hostile_path, helper_finds_terminal_codes) {
     for (const char *wild :
          {"\t", "\r", "\x1b", "\x7f", "\x80", "\x9b", "\xff", "\xc3(", "\xc2\x80", "\xc2\x9f",
           "\u061C", "\u200E", "\u200F", "\u202A", "\u202E", "\u2066", "\u2069"})
@@ -97,7 +97,7 @@ TEST(hostile_path, the_look_for_what_a_terminal_obeys_finds_it) {
     EXPECT_EQ(first_obeyed("\n ~ \u00A0 \u00E9 \u200D \u2010 \u202F \u2065 \u206A \U0001F4BE"), "");
 }
 
-TEST(hostile_path, that_does_not_exist_is_refused_tamely) {
+TEST(hostile_path, is_escaped_when_missing) {
     const private_folder folder;
     for (const hostile_name &each : hostile_names)
         for (const char *command : all_commands) {
@@ -106,7 +106,7 @@ TEST(hostile_path, that_does_not_exist_is_refused_tamely) {
         }
 }
 
-TEST(hostile_path, that_is_no_folder_is_refused_tamely) {
+TEST(hostile_path, is_escaped_when_no_folder) {
     const private_folder folder;
     for (const hostile_name &each : hostile_names) {
         cli_tests::set_file_content(folder.file(each.name), "x");
@@ -118,7 +118,7 @@ TEST(hostile_path, that_is_no_folder_is_refused_tamely) {
     }
 }
 
-TEST(hostile_path, that_is_no_mount_root_or_holds_a_foreign_entry_is_refused_tamely) {
+TEST(hostile_path, is_escaped_when_refused_by_guard) {
     for (const hostile_name &each : hostile_names) {
         const private_volume volume("size=1m", each.name);
         SKIP_WITHOUT(volume);
@@ -131,7 +131,7 @@ TEST(hostile_path, that_is_no_mount_root_or_holds_a_foreign_entry_is_refused_tam
     }
 }
 
-TEST(hostile_path, of_a_volume_comes_out_of_every_command_tamely) {
+TEST(hostile_path, is_escaped_by_every_command) {
     for (const hostile_name &each : hostile_names) {
         const private_volume volume("size=1m", each.name);
         SKIP_WITHOUT(volume);
@@ -150,8 +150,8 @@ TEST(hostile_path, of_a_volume_comes_out_of_every_command_tamely) {
     }
 }
 
-// The engine says so on standard output and in its log, and both come out.
-TEST(hostile_path, of_a_file_that_cannot_be_written_comes_out_tamely_twice) {
+// The engine reports this on standard output and in its log.
+TEST(hostile_path, is_escaped_when_writing_fails) {
     for (const hostile_name &each : hostile_names) {
         const private_volume volume("size=1m", each.name);
         SKIP_WITHOUT(volume);
@@ -166,7 +166,7 @@ TEST(hostile_path, of_a_file_that_cannot_be_written_comes_out_tamely_twice) {
     }
 }
 
-TEST(hostile_path, of_a_report_is_refused_tamely) {
+TEST(hostile_path, is_escaped_as_json_file) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const private_folder folder;
@@ -181,7 +181,7 @@ TEST(hostile_path, of_a_report_is_refused_tamely) {
     }
 }
 
-TEST(hostile_path, or_word_that_is_no_argument_is_refused_tamely) {
+TEST(hostile_path, is_escaped_as_unknown_argument) {
     for (const hostile_name &each : hostile_names) {
         const std::string wild = each.name;
         const std::vector<std::string> lines_of_words[] = {{wild},

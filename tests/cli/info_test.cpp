@@ -1,4 +1,4 @@
-// What is told about a volume, and about all of them.
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/commands.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ using cli_tests::outcome;
 using cli_tests::private_volume;
 using cli_tests::run_cli;
 
-TEST(info, the_properties_of_a_volume_are_listed) {
+TEST(info, lists_properties_of_volume) {
     const private_volume volume("size=16m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"info", volume.path()});
@@ -27,7 +27,7 @@ TEST(info, the_properties_of_a_volume_are_listed) {
     EXPECT_FALSE(contains(result.out, "a test refuses it")) << result.out;
 }
 
-TEST(info, a_path_deep_inside_stands_for_its_volume) {
+TEST(info, takes_volume_of_any_path) {
     private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     std::filesystem::create_directories(volume.file("deep/inside"));
@@ -38,14 +38,14 @@ TEST(info, a_path_deep_inside_stands_for_its_volume) {
     EXPECT_TRUE(contains(result.out, "  Read only    yes\n")) << result.out;
 }
 
-TEST(info, a_system_volume_says_that_a_test_refuses_it) {
+TEST(info, says_that_test_refuses_system_volume) {
     const outcome result = run_cli({"info", "/"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_TRUE(contains(result.out, "Holds the system's root /: a test refuses it.\n"))
         << result.out;
 }
 
-TEST(info, a_name_cannot_forge_lines_or_reprogram_the_terminal) {
+TEST(info, escapes_control_characters_of_name) {
     const private_volume volume("size=1m", "card\n  Read only    yes\x1b[2J");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"info", volume.path()});
@@ -55,7 +55,7 @@ TEST(info, a_name_cannot_forge_lines_or_reprogram_the_terminal) {
     EXPECT_TRUE(contains(result.out, "card\\x0A  Read only    yes\\x1B[2J\n")) << result.out;
 }
 
-TEST(info, a_path_that_does_not_exist_is_one_line_and_a_failure) {
+TEST(info, reports_missing_path_in_one_line) {
     const outcome result = run_cli({"info", "/nowhere/at all"});
     EXPECT_EQ(result.exit_status, 77);
     EXPECT_EQ(result.out, "");
@@ -64,12 +64,12 @@ TEST(info, a_path_that_does_not_exist_is_one_line_and_a_failure) {
     EXPECT_TRUE(contains(result.err, "No such file or directory")) << result.err;
 }
 
-TEST(info, without_a_path_the_volumes_that_could_be_tested_are_listed) {
+TEST(info, without_path_lists_testable_volumes) {
     const outcome result = run_cli({"info"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_NE(result.out, "");
-    // The system's own volume is never one of them.
+    // The system's own volume is never listed.
     EXPECT_FALSE(contains("\n" + result.out, "\n/\n")) << result.out;
     EXPECT_FALSE(contains(result.out, "a test refuses it")) << result.out;
 }

@@ -1,4 +1,4 @@
-// Where the report may go, and what happens to what was there before.
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/json_output.h"
 
 #include <gtest/gtest.h>
@@ -27,12 +27,12 @@ volume_info volume_at(const std::string &path) {
     return volume;
 }
 
-// A volume that no report of these tests lies on.
+// A volume that holds no report of these tests.
 volume_info elsewhere() {
     return volume_at("/proc");
 }
 
-// The reason why the report cannot go there.
+// The reason why the target is refused.
 std::string refusal_of(const std::string &target, const volume_info &tested) {
     json_output json;
     std::string error;
@@ -43,7 +43,7 @@ std::string refusal_of(const std::string &target, const volume_info &tested) {
 
 }  // namespace
 
-TEST(json_output, nothing_is_wanted_when_nothing_was_asked_for) {
+TEST(json_output, writes_nothing_without_target) {
     json_output json;
     std::string error;
     EXPECT_TRUE(json.open(std::nullopt, elsewhere(), error));
@@ -51,7 +51,7 @@ TEST(json_output, nothing_is_wanted_when_nothing_was_asked_for) {
     EXPECT_TRUE(json.write("report", error));
 }
 
-TEST(json_output, a_report_is_written_once) {
+TEST(json_output, writes_report_once) {
     const private_folder folder;
     json_output json;
     std::string error;
@@ -62,7 +62,7 @@ TEST(json_output, a_report_is_written_once) {
     EXPECT_EQ(file_content(folder.file("report")), "the report\n");
 }
 
-TEST(json_output, an_earlier_report_stays_until_there_is_a_new_one) {
+TEST(json_output, keeps_earlier_report_until_writing) {
     const private_folder folder;
     const std::string path = folder.file("report");
     set_file_content(path, "an earlier report, longer than the new one\n");
@@ -80,7 +80,7 @@ TEST(json_output, an_earlier_report_stays_until_there_is_a_new_one) {
     EXPECT_EQ(file_content(path), "new\n");
 }
 
-TEST(json_output, a_file_in_the_working_folder_needs_no_path) {
+TEST(json_output, takes_bare_file_name) {
     const private_folder folder;
     const outcome result = run_body([&] {
         json_output json;
@@ -91,18 +91,18 @@ TEST(json_output, a_file_in_the_working_folder_needs_no_path) {
     EXPECT_EQ(file_content(folder.file("report")), "report\n");
 }
 
-TEST(json_output, a_missing_folder_is_named_with_the_reason) {
+TEST(json_output, names_missing_folder_with_reason) {
     const std::string error = refusal_of("/nowhere/report.json", elsewhere());
     EXPECT_TRUE(contains(error, "/nowhere")) << error;
     EXPECT_TRUE(contains(error, "No such file or directory")) << error;
 }
 
-TEST(json_output, a_folder_is_no_place_for_a_report) {
+TEST(json_output, refuses_folder) {
     const private_folder folder;
     EXPECT_EQ(refusal_of(folder.path(), elsewhere()), "'" + folder.path() + "': Is a directory");
 }
 
-TEST(json_output, a_file_that_may_not_be_written_is_named_with_the_reason) {
+TEST(json_output, names_unwritable_file_with_reason) {
     const private_folder folder;
     const std::string path = folder.file("report\n");
     ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
@@ -125,7 +125,7 @@ TEST(json_output, a_file_that_may_not_be_written_is_named_with_the_reason) {
     EXPECT_EQ(file_content(path), "an earlier report\n");
 }
 
-TEST(json_output, the_tested_volume_is_no_place_for_a_report_about_it) {
+TEST(json_output, refuses_tested_volume) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const std::string path = volume.file("report.json");
@@ -134,7 +134,7 @@ TEST(json_output, the_tested_volume_is_no_place_for_a_report_about_it) {
     EXPECT_FALSE(cli_tests::exists(path));
 }
 
-TEST(json_output, a_link_does_not_lead_the_report_onto_the_tested_volume) {
+TEST(json_output, refuses_link_to_tested_volume) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const private_folder folder;
@@ -151,7 +151,7 @@ TEST(json_output, a_link_does_not_lead_the_report_onto_the_tested_volume) {
     EXPECT_EQ(file_content(volume.file("old.json")), "not ours");
 }
 
-TEST(json_output, a_full_disk_is_reported_when_it_shows) {
+TEST(json_output, reports_full_disk_on_write) {
     json_output json;
     std::string error;
     ASSERT_TRUE(json.open("/dev/full", elsewhere(), error)) << error;
@@ -159,7 +159,7 @@ TEST(json_output, a_full_disk_is_reported_when_it_shows) {
     EXPECT_EQ(error, "'/dev/full': No space left on device");
 }
 
-TEST(json_output, standard_output_carries_the_report_alone) {
+TEST(json_output, dash_reserves_standard_output_for_report) {
     const outcome result = run_body([] {
         std::fputs("before\n", stdout);
         json_output json;

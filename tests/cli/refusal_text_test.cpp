@@ -101,7 +101,7 @@ TEST(refusal_text, is_one_line_with_status_77) {
     EXPECT_EQ(cli_tests::file_content(volume.file("2.fff")), "old");
 }
 
-TEST(refusal_text, force_lets_fill_through_folder_but_not_without_it) {
+TEST(refusal_text, only_force_lets_clean_through_folder) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const std::string inside = volume.file("inside");

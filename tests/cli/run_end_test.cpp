@@ -1,5 +1,6 @@
-// Runs that end before their time: stopped by a signal, by a reader that has
-// gone, by a volume that fails; and runs whose streams are not what they seem.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Runs that stop early: by a signal, a closed pipe, a fatal error, a volume that is gone. Runs with
+// closed or full streams.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -30,7 +31,7 @@ namespace {
 
 using names = std::vector<std::string>;
 
-// Large enough to be still running a second after it began to write.
+// Large enough to keep a run writing for a second.
 const char large[] = "size=3g";
 const char started[] = "Creating test file number 1 ...";
 
@@ -48,8 +49,7 @@ process_options closing(std::initializer_list<int> descriptors) {
     return options;
 }
 
-// Expects one line that names 1.fff as left there, and the command that removes
-// it, which is then run.
+// Expects one line that names 1.fff with the command that removes it, and runs that command.
 void expect_left_file(const outcome &result, const std::string &path) {
     const std::string command = "remove them with: trovik-cli clean '" + path + "'\n";
     EXPECT_EQ(cli_tests::occurrences(result.err, "test files left on '" + path + "': 1.fff"), 1U)
@@ -62,7 +62,7 @@ void expect_left_file(const outcome &result, const std::string &path) {
 
 }  // namespace
 
-TEST(run_end, a_signal_stops_at_once_and_says_what_is_left_and_how_to_remove_it) {
+TEST(run_end, signal_names_left_files_with_clean_command) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
         const private_volume volume(large);
         SKIP_WITHOUT(volume);
@@ -77,7 +77,7 @@ TEST(run_end, a_signal_stops_at_once_and_says_what_is_left_and_how_to_remove_it)
     }
 }
 
-TEST(run_end, the_command_that_removes_the_files_repeats_what_the_run_was_given) {
+TEST(run_end, clean_command_repeats_options_of_run) {
     const private_volume volume(large, "it's a card");
     SKIP_WITHOUT(volume);
     std::filesystem::create_directory(volume.file("inside"));
@@ -92,7 +92,7 @@ TEST(run_end, the_command_that_removes_the_files_repeats_what_the_run_was_given)
         << result.err;
 }
 
-TEST(run_end, a_signal_leaves_a_report_with_the_reason) {
+TEST(run_end, signal_leaves_report_with_reason) {
     const private_volume volume(large);
     SKIP_WITHOUT(volume);
     const private_folder folder;
@@ -105,7 +105,7 @@ TEST(run_end, a_signal_leaves_a_report_with_the_reason) {
     EXPECT_EQ(json["fatal"].value("exit_status", 0), 128 + SIGTERM);
 }
 
-TEST(run_end, a_second_run_removes_what_a_stopped_one_left) {
+TEST(run_end, next_run_removes_left_files) {
     const private_volume volume("size=400m");
     SKIP_WITHOUT(volume);
     const outcome first = run_cli({"write", volume.path()}, stopped_by(SIGINT));
@@ -115,7 +115,7 @@ TEST(run_end, a_second_run_removes_what_a_stopped_one_left) {
     EXPECT_TRUE(contains(second.out, "Removed 1.fff.\n")) << second.out;
 }
 
-TEST(run_end, a_hangup_that_the_parent_ignores_does_not_stop_the_run) {
+TEST(run_end, ignored_hangup_does_not_stop_run) {
     const private_volume volume("size=200m");
     SKIP_WITHOUT(volume);
     process_options options = stopped_by(SIGHUP);
@@ -125,7 +125,7 @@ TEST(run_end, a_hangup_that_the_parent_ignores_does_not_stop_the_run) {
     EXPECT_TRUE(contains(result.out, "\nIntact: ")) << result.out;
 }
 
-TEST(run_end, a_reader_that_has_gone_ends_the_run_as_it_ends_other_programs) {
+TEST(run_end, closed_pipe_ends_run_by_sigpipe) {
     const private_volume volume(large);
     SKIP_WITHOUT(volume);
     const outcome result =
@@ -137,7 +137,7 @@ TEST(run_end, a_reader_that_has_gone_ends_the_run_as_it_ends_other_programs) {
     expect_left_file(result, volume.path());
 }
 
-TEST(run_end, a_process_whose_output_nobody_reads_can_be_stopped) {
+TEST(run_end, signal_stops_process_with_blocked_output) {
     const private_volume volume(large);
     SKIP_WITHOUT(volume);
     int ends[2] = {-1, -1};
@@ -149,7 +149,7 @@ TEST(run_end, a_process_whose_output_nobody_reads_can_be_stopped) {
     options.prepare = [&] { dup2(ends[1], STDOUT_FILENO); };
     options.cue = "dd: free_space:";
     options.on_cue = [](pid_t child) {
-        // Until then the poller is stuck in its first line.
+        // By then the first line blocks the poller.
         std::this_thread::sleep_for(std::chrono::milliseconds{500});
         kill(child, SIGTERM);
     };
@@ -159,7 +159,7 @@ TEST(run_end, a_process_whose_output_nobody_reads_can_be_stopped) {
     close(ends[1]);
 }
 
-TEST(run_end, a_full_disk_under_standard_output_is_told_and_not_called_a_signal) {
+TEST(run_end, reports_full_disk_under_standard_output) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     process_options options;
@@ -171,7 +171,7 @@ TEST(run_end, a_full_disk_under_standard_output_is_told_and_not_called_a_signal)
     EXPECT_EQ(entries(volume.path()), names{});
 }
 
-TEST(run_end, a_report_that_is_cut_off_by_a_full_disk_is_not_a_success) {
+TEST(run_end, truncated_report_is_no_success) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const private_volume log("size=4k");
@@ -186,7 +186,7 @@ TEST(run_end, a_report_that_is_cut_off_by_a_full_disk_is_not_a_success) {
     EXPECT_TRUE(contains(result.err, "No space left on device")) << result.err;
 }
 
-TEST(run_end, closed_streams_do_not_reach_the_test_files_or_the_report) {
+TEST(run_end, closed_streams_do_not_end_in_files) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const private_folder folder;
@@ -210,7 +210,7 @@ TEST(run_end, closed_streams_do_not_reach_the_test_files_or_the_report) {
     }
 }
 
-TEST(run_end, a_report_on_a_closed_standard_output_is_refused_at_the_start) {
+TEST(run_end, refuses_report_on_closed_standard_output) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "old");
@@ -220,12 +220,11 @@ TEST(run_end, a_report_on_a_closed_standard_output_is_refused_at_the_start) {
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
 }
 
-TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) {
+TEST(run_end, fatal_error_keeps_status_with_report) {
     const private_folder folder;
     const std::string report = folder.file("report.json");
     const outcome result = cli_tests::run_body([&] {
-        // A volume that was there when it was looked at, and is gone when the work
-        // begins.
+        // The volume disappears after the guard's look.
         cli_arguments arguments;
         arguments.command = cli_command::test;
         run_guard guard;
@@ -243,7 +242,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
     EXPECT_TRUE(contains(
         result.err, "Can't open path " + folder.file("gone") + ": No such file or directory\n"))
         << result.err;
-    // Nobody has looked: then nothing is claimed.
+    // Without an answer from the volume, nothing is claimed.
     EXPECT_FALSE(contains(result.err, "no test files are left")) << result.err;
     const nlohmann::json json =
         nlohmann::json::parse(cli_tests::file_content(report), nullptr, false);
@@ -251,7 +250,7 @@ TEST(run_end, a_failure_of_the_volume_keeps_its_own_status_and_leaves_a_report) 
     EXPECT_EQ(json["fatal"].value("exit_status", 0), ENOENT);
 }
 
-TEST(run_end, the_reason_stands_on_the_last_line) {
+TEST(run_end, last_line_gives_reason) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const outcome result = cli_tests::run_body([&] {
@@ -259,7 +258,7 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
         arguments.command = cli_command::read;
         run_guard guard;
         guard.look({.path = volume.path()});
-        // Behind the guard's back: the engine follows no link.
+        // After the guard's look: the engine follows no link.
         std::filesystem::create_symlink("/etc/passwd", volume.file("1.fff"));
         json_output json;
         stop_signals_begin();
@@ -269,11 +268,11 @@ TEST(run_end, the_reason_stands_on_the_last_line) {
     const std::string last_line =
         result.err.substr(result.err.rfind('\n', result.err.size() - 2) + 1);
     EXPECT_TRUE(contains(last_line, "ERR: Can't open file " + volume.file("1.fff"))) << result.err;
-    // Reading leaves nothing behind.
+    // Reading leaves no files.
     EXPECT_FALSE(contains(result.err, "test files left")) << result.err;
 }
 
-TEST(run_end, a_volume_that_is_replaced_during_the_run_is_not_cleaned) {
+TEST(run_end, does_not_clean_volume_replaced_during_run) {
     const private_volume volume("size=800m");
     SKIP_WITHOUT(volume);
     process_options options;
@@ -290,7 +289,7 @@ TEST(run_end, a_volume_that_is_replaced_during_the_run_is_not_cleaned) {
     EXPECT_FALSE(contains(result.out, "Report Begin")) << result.out;
 }
 
-TEST(run_end, without_a_thread_nothing_is_touched_and_the_status_is_71) {
+TEST(run_end, run_without_thread_touches_nothing) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "old");
@@ -324,7 +323,7 @@ TEST(run_end, without_a_thread_nothing_is_touched_and_the_status_is_71) {
     EXPECT_EQ(json["fatal"].value("exit_status", 0), 71);
 }
 
-TEST(run_end, the_program_without_a_thread_ends_with_one_line_and_status_71) {
+TEST(run_end, program_without_thread_prints_one_line_with_status_71) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     process_options options;
@@ -341,7 +340,7 @@ TEST(run_end, the_program_without_a_thread_ends_with_one_line_and_status_71) {
     EXPECT_EQ(entries(volume.path()), names{});
 }
 
-TEST(run_end, a_signal_names_no_file_of_a_volume_that_replaced_the_tested_one) {
+TEST(run_end, signal_names_no_file_of_replaced_volume) {
     const private_volume volume(large);
     SKIP_WITHOUT(volume);
     process_options options;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Whole commands as a user sees them on a terminal.
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -44,7 +45,7 @@ void expect_no_status_line(const screen &shown) {
 
 }  // namespace
 
-TEST(run_terminal, a_whole_test_leaves_whole_lines_and_no_status_line) {
+TEST(run_terminal, test_leaves_whole_lines_without_status_line) {
     const private_volume volume("size=16m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
@@ -63,7 +64,7 @@ TEST(run_terminal, a_whole_test_leaves_whole_lines_and_no_status_line) {
     EXPECT_EQ(shown.lines.back(), "Removing old file number 1 ...");
 }
 
-TEST(run_terminal, the_status_line_is_shown_while_the_volume_is_filled_and_read) {
+TEST(run_terminal, shows_status_line_in_both_phases) {
     const private_volume volume("size=600m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
@@ -73,7 +74,7 @@ TEST(run_terminal, the_status_line_is_shown_while_the_volume_is_filled_and_read)
     expect_no_status_line(screen_after(result.out, 80));
 }
 
-TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
+TEST(run_terminal, interrupt_leaves_clean_screen) {
     for (const unsigned short width : std::initializer_list<unsigned short>{80, 20, 0}) {
         const private_volume volume("size=3g");
         SKIP_WITHOUT(volume);
@@ -81,7 +82,7 @@ TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
         options.columns = width;
         const outcome result = run_cli_in_terminal({"write", volume.path()}, options);
         EXPECT_EQ(result.signal_number, SIGINT);
-        // Lines longer than the terminal are the terminal's to break.
+        // The terminal breaks lines that are too long for it.
         const screen shown = screen_after(result.out, width == 0 ? 80 : width);
         expect_no_status_line(shown);
         const screen unbroken = screen_after(result.out, 1000);
@@ -91,7 +92,7 @@ TEST(run_terminal, an_interrupt_typed_on_the_keyboard_leaves_a_clean_screen) {
     }
 }
 
-TEST(run_terminal, a_volume_s_name_cannot_reprogram_the_terminal) {
+TEST(run_terminal, escapes_control_characters_of_name) {
     const private_volume volume("size=1m", "card\x1b[2J\x07\nVolume intact: NO");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()});
@@ -101,7 +102,7 @@ TEST(run_terminal, a_volume_s_name_cannot_reprogram_the_terminal) {
     EXPECT_TRUE(screen_after(result.out, 80).understood);
 }
 
-// Not raw, in whatever way a run ends.
+// However a run ends.
 static void expect_tame(const std::string &text) {
     for (const char *wild : {"\x1b[2J", "\x07", "\xc2\x9b"})
         EXPECT_FALSE(contains(text, wild)) << text;
@@ -112,7 +113,7 @@ static const char wild_name[] =
     "card\x1b[2J\x07\xc2\x9b"
     "2J\nVolume intact: YES";
 
-TEST(run_terminal, a_volume_s_name_stays_tame_when_a_write_fails) {
+TEST(run_terminal, escapes_name_when_write_fails) {
     const private_volume volume("size=1m", wild_name);
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"test", volume.path()}, with_a_file_size_limit());
@@ -122,8 +123,8 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_write_fails) {
     expect_tame(result.out);
 }
 
-// Also by the engine's own last words.
-TEST(run_terminal, a_volume_s_name_stays_tame_when_a_file_cannot_be_removed) {
+// In the engine's own last line, too.
+TEST(run_terminal, escapes_name_when_removal_fails) {
     const private_volume volume("size=1m", wild_name);
     SKIP_WITHOUT(volume);
     cli_tests::set_file_content(volume.file("1.fff"), "old");
@@ -143,7 +144,7 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_file_cannot_be_removed) {
     expect_tame(result.out);
 }
 
-TEST(run_terminal, a_volume_s_name_stays_tame_when_a_run_is_stopped) {
+TEST(run_terminal, escapes_name_when_run_is_stopped) {
     const private_volume volume("size=3g", wild_name);
     SKIP_WITHOUT(volume);
     const outcome result =
@@ -152,7 +153,7 @@ TEST(run_terminal, a_volume_s_name_stays_tame_when_a_run_is_stopped) {
     expect_tame(result.out);
 }
 
-TEST(run_terminal, with_json_on_a_terminal_the_report_comes_last_and_whole) {
+TEST(run_terminal, prints_json_last_in_one_piece) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli_in_terminal({"read", volume.path(), "--json=-"});

@@ -1,5 +1,5 @@
-// Whole commands on a mounted volume: what they do to it, what they print, what
-// they return.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Whole commands on a mounted volume: effect, output, exit status.
 #include "cli/commands.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ void flip_byte(const std::string &path, size_t at) {
 
 }  // namespace
 
-TEST(run, a_sound_volume_passes_the_whole_test_and_is_empty_afterwards) {
+TEST(run, sound_volume_is_intact_then_empty) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "an old test file");
@@ -50,11 +50,11 @@ TEST(run, a_sound_volume_passes_the_whole_test_and_is_empty_afterwards) {
         EXPECT_TRUE(contains(result.out, part)) << part << result.out;
     EXPECT_FALSE(contains(result.out, "\x1b"));
     EXPECT_FALSE(contains(result.err, "\x1b"));
-    // The files are removed last, so that the verdict is there whatever happens then.
+    // The clean-up comes last: the verdict is out even if it fails.
     EXPECT_LT(result.out.find("\nIntact: "), result.out.rfind("Removing old file number 1"));
 }
 
-TEST(run, no_line_is_printed_twice) {
+TEST(run, prints_no_line_twice) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"test", volume.path()});
@@ -63,7 +63,7 @@ TEST(run, no_line_is_printed_twice) {
         EXPECT_EQ(cli_tests::occurrences(result.out + result.err, line), 1U) << line;
 }
 
-TEST(run, files_that_are_kept_can_be_read_and_cleaned_later) {
+TEST(run, kept_files_can_be_read_then_cleaned) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     EXPECT_EQ(run_cli({"test", volume.path(), "--keep-files"}).exit_status, 0);
@@ -84,7 +84,7 @@ TEST(run, files_that_are_kept_can_be_read_and_cleaned_later) {
     EXPECT_EQ(again.out, "There were no test files.\n");
 }
 
-TEST(run, write_fills_the_volume_and_says_how_much) {
+TEST(run, write_says_how_much_it_filled) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"write", volume.path()});
@@ -94,7 +94,7 @@ TEST(run, write_fills_the_volume_and_says_how_much) {
     EXPECT_EQ(cli_tests::file_size(volume.file("1.fff")), 2U * 1024 * 1024);
 }
 
-TEST(run, a_full_volume_cannot_be_tested) {
+TEST(run, full_volume_is_not_tested) {
     const private_volume volume("size=64k");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("photos"), std::string(65536, 'p'));
@@ -103,7 +103,7 @@ TEST(run, a_full_volume_cannot_be_tested) {
     EXPECT_EQ(entries(volume.path()), names{"photos"});
 }
 
-TEST(run, damaged_data_is_lost_data_and_the_files_stay) {
+TEST(run, read_calls_damaged_data_lost) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     ASSERT_EQ(run_cli({"write", volume.path()}).exit_status, 0);
@@ -115,7 +115,7 @@ TEST(run, damaged_data_is_lost_data_and_the_files_stay) {
     EXPECT_EQ(entries(volume.path()), names{"1.fff"});
 }
 
-TEST(run, missing_files_and_nothing_to_read_are_74) {
+TEST(run, missing_files_give_status_74) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 74);
@@ -126,7 +126,7 @@ TEST(run, missing_files_and_nothing_to_read_are_74) {
     EXPECT_EQ(run_cli({"read", volume.path()}).exit_status, 65);
 }
 
-TEST(run, files_below_the_start_are_left_alone) {
+TEST(run, leaves_files_below_start_alone) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "one");
@@ -136,7 +136,7 @@ TEST(run, files_below_the_start_are_left_alone) {
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "one");
 }
 
-TEST(run, a_folder_inside_a_volume_is_tested_with_force) {
+TEST(run, force_tests_folder_inside_volume) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     std::filesystem::create_directory(volume.file("inside"));
@@ -147,7 +147,7 @@ TEST(run, a_folder_inside_a_volume_is_tested_with_force) {
     EXPECT_EQ(entries(volume.path()), names{"inside"});
 }
 
-TEST(run, the_report_file_says_what_the_run_found) {
+TEST(run, report_file_holds_result) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const private_folder folder;
@@ -160,7 +160,7 @@ TEST(run, the_report_file_says_what_the_run_found) {
     EXPECT_EQ(json["volume"].value("root", ""), volume.path());
 }
 
-TEST(run, with_a_dash_standard_output_is_json_and_nothing_else) {
+TEST(run, dash_prints_only_json_on_standard_output) {
     const private_volume volume("size=2m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"test", volume.path(), "--json=-"});
@@ -170,7 +170,7 @@ TEST(run, with_a_dash_standard_output_is_json_and_nothing_else) {
     EXPECT_TRUE(contains(result.err, "Creating test file number 1 ...")) << result.err;
 }
 
-TEST(run, a_report_that_cannot_be_written_is_told_and_not_a_success) {
+TEST(run, unwritable_report_is_no_success) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const outcome result = run_cli({"test", volume.path(), "--json=/dev/full"});
@@ -182,7 +182,7 @@ TEST(run, a_report_that_cannot_be_written_is_told_and_not_a_success) {
     EXPECT_EQ(entries(volume.path()), names{});
 }
 
-TEST(run, a_wrong_place_for_the_report_is_wrong_usage_before_anything_is_changed) {
+TEST(run, refuses_wrong_report_place_before_any_change) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "old");

@@ -1,5 +1,5 @@
-// What a terminal shows after it was sent a text: the little of a terminal's
-// language that the command line may use, and nothing else.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A terminal that understands only the codes that the command line may send.
 #ifndef TROVIK_TESTS_CLI_SCREEN_H
 #define TROVIK_TESTS_CLI_SCREEN_H
 
@@ -12,7 +12,7 @@ struct screen {
     // All lines since the start, those that scrolled away included, without
     // trailing blanks.
     std::vector<std::string> lines;
-    // Whether anything was sent that this terminal does not understand.
+    // Whether it was sent an unknown code.
     bool understood = true;
 
     // Number of lines that are exactly this one.

@@ -1,4 +1,4 @@
-// The status line's text and the speed it shows.
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/status_line.h"
 
 #include <gtest/gtest.h>
@@ -26,11 +26,11 @@ status_line_input writing() {
 
 }  // namespace
 
-TEST(status_line, nothing_is_shown_when_nothing_runs) {
+TEST(status_line, is_empty_when_idle) {
     EXPECT_EQ(status_line_text({}), "");
 }
 
-TEST(status_line, a_phase_without_measure_is_only_named) {
+TEST(status_line, names_phase_without_measure) {
     status_line_input input = writing();
     input.bytes_per_s = 1000.0;
     input.phase = ENGINE_PHASE_REMOVING;
@@ -39,7 +39,7 @@ TEST(status_line, a_phase_without_measure_is_only_named) {
     EXPECT_EQ(status_line_text(input), "Listing test files");
 }
 
-TEST(status_line, phase_file_share_speed_and_time_left_are_shown) {
+TEST(status_line, shows_all_fields) {
     status_line_input input = writing();
     input.bytes_done = 432ULL * 1024 * 1024;
     input.bytes_expected = 1000ULL * 1024 * 1024;
@@ -49,14 +49,14 @@ TEST(status_line, phase_file_share_speed_and_time_left_are_shown) {
     EXPECT_EQ(status_line_text(input), "Reading 3.fff     43.2 %       2.0 MB/s    0:04:44 left");
 }
 
-TEST(status_line, what_is_not_known_yet_is_left_out) {
+TEST(status_line, leaves_out_unknown_fields) {
     EXPECT_EQ(status_line_text(writing()), "Writing 3.fff     43.2 %");
     status_line_input input = writing();
     input.bytes_expected = 0;
     EXPECT_EQ(status_line_text(input), "Writing 3.fff");
 }
 
-TEST(status_line, the_share_keeps_its_width) {
+TEST(status_line, share_keeps_its_width) {
     status_line_input input = writing();
     input.bytes_done = 0;
     const size_t width = status_line_text(input).size();
@@ -64,7 +64,7 @@ TEST(status_line, the_share_keeps_its_width) {
     EXPECT_EQ(status_line_text(input).size(), width);
 }
 
-TEST(status_line, a_volume_that_takes_more_than_it_promised_stays_at_a_hundred_percent) {
+TEST(status_line, share_ends_at_100_percent) {
     status_line_input input = writing();
     input.bytes_done = 5000;
     input.bytes_per_s = 100.0;
@@ -73,7 +73,7 @@ TEST(status_line, a_volume_that_takes_more_than_it_promised_stays_at_a_hundred_p
     EXPECT_TRUE(contains(text, "0:00:00 left")) << text;
 }
 
-TEST(status_line, a_volume_that_stands_still_has_no_time_left_to_show) {
+TEST(status_line, shows_no_time_left_at_standstill) {
     status_line_input input = writing();
     input.bytes_per_s = 0.0;
     EXPECT_FALSE(contains(status_line_text(input), "left"));
@@ -82,7 +82,7 @@ TEST(status_line, a_volume_that_stands_still_has_no_time_left_to_show) {
     EXPECT_FALSE(contains(status_line_text(input), "left"));
 }
 
-TEST(status_line, hours_are_not_folded_into_days) {
+TEST(status_line, counts_hours_beyond_a_day) {
     status_line_input input = writing();
     input.bytes_done = 0;
     input.bytes_expected = 100ULL * 3600;
@@ -90,13 +90,13 @@ TEST(status_line, hours_are_not_folded_into_days) {
     EXPECT_TRUE(contains(status_line_text(input), "    100:00:00 left"));
 }
 
-TEST(status_line, the_last_index_has_a_number) {
+TEST(status_line, shows_number_of_last_index) {
     status_line_input input = writing();
     input.index = INT_MAX - 1;
     EXPECT_TRUE(contains(status_line_text(input), "Writing 2147483647.fff"));
 }
 
-TEST(speed_window, there_is_no_speed_before_a_second_has_passed) {
+TEST(status_line, speed_is_unknown_in_first_second) {
     speed_window window;
     EXPECT_FALSE(window.bytes_per_s().has_value());
     window.add(start, 0);
@@ -107,25 +107,25 @@ TEST(speed_window, there_is_no_speed_before_a_second_has_passed) {
     EXPECT_DOUBLE_EQ(window.bytes_per_s().value(), 5000.0);
 }
 
-TEST(speed_window, the_speed_is_that_of_the_last_five_seconds) {
+TEST(status_line, speed_covers_last_five_seconds) {
     speed_window window;
     for (int i = 0; i <= 100; ++i)
         window.add(start + i * milliseconds{100}, static_cast<std::uint64_t>(i) * 1000);
     EXPECT_DOUBLE_EQ(window.bytes_per_s().value(), 10000.0);
-    // The card stands still: after five seconds nothing of the past is left.
+    // The card stalls: after five seconds the old samples are forgotten.
     for (int i = 101; i <= 150; ++i)
         window.add(start + i * milliseconds{100}, 100000);
     EXPECT_DOUBLE_EQ(window.bytes_per_s().value(), 0.0);
 }
 
-TEST(speed_window, samples_far_apart_still_span_a_window) {
+TEST(status_line, speed_covers_samples_far_apart) {
     speed_window window;
     window.add(start, 0);
     window.add(start + seconds{60}, 600);
     EXPECT_DOUBLE_EQ(window.bytes_per_s().value(), 10.0);
 }
 
-TEST(speed_window, another_phase_starts_anew) {
+TEST(status_line, reset_forgets_speed) {
     speed_window window;
     window.add(start, 1000000);
     window.add(start + seconds{2}, 2000000);

@@ -1,5 +1,4 @@
-// Signals that stop a run: seen in order by ordinary code, and never lost on a
-// process that is busy or stuck.
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/stop_signals.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +27,7 @@ void print_signal() {
 
 }  // namespace
 
-TEST(stop_signals, each_of_them_is_handed_on) {
+TEST(stop_signals, hands_on_each_signal) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
         const outcome result = run_body([=] {
             stop_signals_begin();
@@ -40,7 +39,7 @@ TEST(stop_signals, each_of_them_is_handed_on) {
     }
 }
 
-TEST(stop_signals, waiting_ends_when_nothing_comes) {
+TEST(stop_signals, wait_times_out) {
     const outcome result = run_body([] {
         stop_signals_begin();
         std::printf("%d", stop_signals_wait(milliseconds{20}));
@@ -48,7 +47,7 @@ TEST(stop_signals, waiting_ends_when_nothing_comes) {
     EXPECT_EQ(result.out, "0");
 }
 
-TEST(stop_signals, a_signal_that_came_before_the_waiting_is_not_lost) {
+TEST(stop_signals, keeps_signal_from_before_wait) {
     const outcome result = run_body([] {
         stop_signals_begin();
         kill(getpid(), SIGTERM);
@@ -58,7 +57,7 @@ TEST(stop_signals, a_signal_that_came_before_the_waiting_is_not_lost) {
     EXPECT_EQ(result.out, "SIGTERM");
 }
 
-TEST(stop_signals, threads_that_are_started_later_are_not_interrupted) {
+TEST(stop_signals, does_not_interrupt_later_threads) {
     const outcome result = run_body([] {
         stop_signals_begin();
         std::thread busy([] {
@@ -72,7 +71,7 @@ TEST(stop_signals, threads_that_are_started_later_are_not_interrupted) {
     EXPECT_EQ(result.out, "worked on, SIGINT");
 }
 
-TEST(stop_signals, what_the_parent_ignores_stays_ignored) {
+TEST(stop_signals, leaves_ignored_signals_ignored) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
         process_options options;
         options.prepare = [=] { std::signal(signal_number, SIG_IGN); };
@@ -88,7 +87,7 @@ TEST(stop_signals, what_the_parent_ignores_stays_ignored) {
     }
 }
 
-TEST(stop_signals, a_reader_that_has_gone_is_an_error_number_and_not_an_end) {
+TEST(stop_signals, closed_pipe_fails_with_epipe) {
     const outcome result = run_body([] {
         stop_signals_begin();
         int ends[2] = {-1, -1};
@@ -101,7 +100,7 @@ TEST(stop_signals, a_reader_that_has_gone_is_an_error_number_and_not_an_end) {
     EXPECT_EQ(result.exit_status, 0);
 }
 
-TEST(stop_signals, the_process_ends_by_the_signal_itself) {
+TEST(stop_signals, process_ends_by_signal_itself) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         const outcome result = run_body([=] {
             stop_signals_begin();
@@ -111,7 +110,7 @@ TEST(stop_signals, the_process_ends_by_the_signal_itself) {
     }
 }
 
-TEST(stop_signals, an_ignored_signal_ends_the_process_all_the_same) {
+TEST(stop_signals, ends_process_whose_signal_is_ignored) {
     process_options options;
     options.prepare = [] { std::signal(SIGPIPE, SIG_IGN); };
     const outcome result = run_body(
@@ -123,7 +122,7 @@ TEST(stop_signals, an_ignored_signal_ends_the_process_all_the_same) {
     EXPECT_EQ(result.signal_number, SIGPIPE);
 }
 
-TEST(stop_signals, a_process_that_is_stuck_is_ended_all_the_same) {
+TEST(stop_signals, ends_stuck_process) {
     const outcome result = run_body([] {
         stop_signals_begin();
         kill(getpid(), SIGTERM);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs of trovik-cli, with pipes and in a pseudo-terminal, and looks at what they print.
 #ifndef TROVIK_TESTS_CLI_SUPPORT_H
 #define TROVIK_TESTS_CLI_SUPPORT_H
@@ -32,13 +33,13 @@ process_options with_a_file_size_limit();
 // trovik-cli with these words.
 outcome run_cli(const std::vector<std::string> &words, const process_options &options = {});
 
-// The same, and a function of the test, in a pseudo-terminal.
+// trovik-cli, or a function of the test, in a pseudo-terminal.
 outcome run_cli_in_terminal(const std::vector<std::string> &words,
                             const process_options &options = {});
 outcome run_body_in_terminal(const std::function<void()> &body,
                              const process_options &options = {});
 
-// An environment variable for as long as this lives.
+// Sets an environment variable for its lifetime.
 class private_variable {
  public:
     private_variable(const std::string &name, const std::string &value);
