@@ -147,7 +147,7 @@ static std::string drop_other_source(const volume_info &volume, bool medium_is_m
     // likes.
     if (medium_is_memory)
         return {};
-    return "what a file system of type " + volume.file_system + " keeps in memory is not known";
+    return "a file system of type " + volume.file_system + " may keep a copy in memory";
 }
 
 // The same for any FUSE file system.
@@ -220,12 +220,10 @@ static void drop_below(const block_device_loop &loop, bool medium_is_memory, int
 }
 
 static void drop_below(dev_t device, bool medium_is_memory, int depth, std::string &reasons) {
-    // Deeper than images in images are ever nested.
-    constexpr int max_depth = 8;
     const std::vector<block_device_loop> loops =
         block_device_loops(device, block_device_system_places());
-    if (depth >= max_depth && !loops.empty()) {
-        add(reasons, "/dev/" + loops.front().name + " stands on too many others");
+    if (depth >= block_device_max_depth && !loops.empty()) {
+        add(reasons, "/dev/" + loops.front().name + " is nested too deeply");
         return;
     }
     for (const block_device_loop &loop : loops)

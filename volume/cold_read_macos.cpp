@@ -6,5 +6,5 @@
 std::string cold_read_device(const volume_info &volume, bool medium_is_memory) {
     if (medium_is_memory || volume.file_system.find("fuse") == std::string::npos)
         return {};
-    return "what a file system of type " + volume.file_system + " keeps in memory is not known";
+    return "a file system of type " + volume.file_system + " may keep a copy in memory";
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Reads mountinfo through libmount and repeats the kernel's walk over it. The walk goes component
-// by component and only ever steps from a mount to its own children, because the longest matching
-// mount point alone is wrong twice: a mount point can carry several mounts, of which the last one
-// counts, and a mount over /a hides an older one at /a/b.
+// Reads mountinfo with libmount and repeats the kernel's walk over it. The walk goes component by
+// component, from a mount to its own children only. The longest matching mount point alone is wrong
+// in two cases: several mounts at one point, of which the last counts, and a mount over /a that
+// hides an older one at /a/b.
 #include "volume/mount_table.h"
 
 #include <libmount.h>
@@ -24,15 +24,17 @@ struct iterator_release {
     void operator()(libmnt_iter *iterator) const { mnt_free_iter(iterator); }
 };
 
-std::string text_of(const char *text) {
+}  // namespace
+
+static std::string text_of(const char *text) {
     return text == nullptr ? std::string() : text;
 }
 
-bool has_flag(const char *options, const char *flag) {
+static bool has_flag(const char *options, const char *flag) {
     return options != nullptr && mnt_optstr_get_option(options, flag, nullptr, nullptr) == 0;
 }
 
-mount_entry entry_of(libmnt_fs *fs) {
+static mount_entry entry_of(libmnt_fs *fs) {
     mount_entry entry;
     entry.id = mnt_fs_get_id(fs);
     entry.parent_id = mnt_fs_get_parent_id(fs);
@@ -47,30 +49,24 @@ mount_entry entry_of(libmnt_fs *fs) {
     return entry;
 }
 
-// The mount that was put onto `parent` at `target`. The last one listed, should there be several.
-const mount_entry *child_at(const std::vector<mount_entry> &table, const mount_entry &parent,
-                            std::string_view target) {
+// The last mount listed on `parent` at `target`.
+static const mount_entry *child_at(const std::vector<mount_entry> &table, const mount_entry &parent,
+                                   std::string_view target) {
     const mount_entry *found = nullptr;
-    for (const mount_entry &entry : table) {
-        if (entry.parent_id == parent.id && entry.id != parent.id && entry.target == target) {
+    for (const mount_entry &entry : table)
+        if (entry.parent_id == parent.id && entry.id != parent.id && entry.target == target)
             found = &entry;
-        }
-    }
     return found;
 }
 
-// The bottom of all mounts: at "/", and its parent is not in the table (or is itself).
-const mount_entry *bottom_of(const std::vector<mount_entry> &table) {
-    for (const mount_entry &entry : table) {
-        if (entry.target == "/" && (entry.parent_id == entry.id ||
-                                    mount_table_find_id(table, entry.parent_id) == nullptr)) {
+// The root mount: at "/", with a parent that is not in the table or is itself.
+static const mount_entry *bottom_of(const std::vector<mount_entry> &table) {
+    for (const mount_entry &entry : table)
+        if (entry.target == "/" &&
+            (entry.parent_id == entry.id || mount_table_find_id(table, entry.parent_id) == nullptr))
             return &entry;
-        }
-    }
     return nullptr;
 }
-
-}  // namespace
 
 bool mount_table_read(const std::string &path, std::vector<mount_entry> &table,
                       std::string &error) {
@@ -81,7 +77,7 @@ bool mount_table_read(const std::string &path, std::vector<mount_entry> &table,
         error = path_error(path, "the mount table cannot be read", ENOMEM);
         return false;
     }
-    // A line that cannot be parsed is passed over (positive: go on), not the end of the table.
+    // A positive result makes libmount skip a line that it cannot parse.
     mnt_table_set_parser_errcb(parsed.get(),
                                [](libmnt_table *, const char *, int) -> int { return 1; });
     const int result = mnt_table_parse_file(parsed.get(), path.c_str());
@@ -91,11 +87,10 @@ bool mount_table_read(const std::string &path, std::vector<mount_entry> &table,
     }
     libmnt_fs *fs = nullptr;
     while (mnt_table_next_fs(parsed.get(), iterator.get(), &fs) == 0) {
-        // libmount takes a table whose first line it does not know for an fstab: such entries do
-        // not come from the kernel and have no mount id.
-        if (mnt_fs_is_kernel(fs) != 0) {
+        // If libmount does not know the first line, it takes the table for an fstab, whose entries
+        // have no mount id.
+        if (mnt_fs_is_kernel(fs) != 0)
             table.push_back(entry_of(fs));
-        }
     }
     return true;
 }
@@ -109,13 +104,11 @@ const mount_entry *mount_table_find_id(const std::vector<mount_entry> &table, in
 const mount_entry *mount_table_find_path(const std::vector<mount_entry> &table,
                                          const std::string &path) {
     const mount_entry *current = bottom_of(table);
-    if (current == nullptr || path.empty() || path.front() != '/') {
+    if (current == nullptr || path.empty() || path.front() != '/')
         return nullptr;
-    }
-    // Every step goes to another mount. A table whose parents form a circle is no kernel's, but
-    // must not keep us either.
+    // Each step goes to another mount, so this ends even if a forged table's parents form a circle.
     size_t steps_left = table.size();
-    size_t end = 1;  // "/" first, then one component more at a time
+    size_t end = 1;  // "/", then one more component at a time
     while (true) {
         const std::string_view prefix(path.data(), end);
         const mount_entry *child = child_at(table, *current, prefix);
@@ -125,9 +118,8 @@ const mount_entry *mount_table_find_path(const std::vector<mount_entry> &table,
             child = child_at(table, *current, prefix);
         }
         const size_t start = path.find_first_not_of('/', end);
-        if (start == std::string::npos) {
+        if (start == std::string::npos)
             return current;
-        }
         end = std::min(path.find('/', start), path.size());
     }
 }
@@ -137,27 +129,25 @@ bool mount_table_is_fuse(const std::string &file_system) {
 }
 
 bool mount_table_is_remote(const std::string &file_system) {
-    static constexpr std::array<std::string_view, 23> REMOTE = {
+    static constexpr std::array<std::string_view, 23> remote = {
         "9p",   "acfs",  "afs",      "autofs", "ceph",   "cifs",  "coda",    "davfs",
         "fuse", "gfs",   "gfs2",     "gpfs",   "lustre", "ncp",   "ncpfs",   "nfs",
         "nfs4", "ocfs2", "orangefs", "pvfs2",  "smb3",   "smbfs", "virtiofs"};
     // Most FUSE daemons talk to other machines. These serve a local device.
-    static constexpr std::array<std::string_view, 6> LOCAL_FUSE = {
+    static constexpr std::array<std::string_view, 6> local_fuse = {
         "fuse.exfat", "fuse.ext2", "fuse.fuse-ext2", "fuse.fuseblk", "fuse.ntfs", "fuse.ntfs-3g"};
-    if (file_system.rfind("fuse.", 0) == 0) {
-        return std::find(LOCAL_FUSE.begin(), LOCAL_FUSE.end(), file_system) == LOCAL_FUSE.end();
-    }
-    return std::find(REMOTE.begin(), REMOTE.end(), file_system) != REMOTE.end();
+    if (file_system.rfind("fuse.", 0) == 0)
+        return std::find(local_fuse.begin(), local_fuse.end(), file_system) == local_fuse.end();
+    return std::find(remote.begin(), remote.end(), file_system) != remote.end();
 }
 
 bool mount_table_lies_in_remote(const std::vector<mount_entry> &table, const mount_entry &entry) {
     const mount_entry *parent = mount_table_find_id(table, entry.parent_id);
     for (size_t steps = 0; parent != nullptr && steps < table.size(); ++steps) {
-        // Walking over an automounter's folder to a mount that is already there asks nobody.
+        // Crossing an automounter's folder to an existing mount triggers nothing.
         if (parent->target != "/" && parent->file_system != "autofs" &&
-            mount_table_is_remote(parent->file_system)) {
+            mount_table_is_remote(parent->file_system))
             return true;
-        }
         parent = mount_table_find_id(table, parent->parent_id);
     }
     return false;
@@ -167,8 +157,7 @@ std::string mount_table_option(const mount_entry &entry, const std::string &name
     char *value = nullptr;
     size_t length = 0;
     if (mnt_optstr_get_option(entry.options.c_str(), name.c_str(), &value, &length) != 0 ||
-        value == nullptr) {
+        value == nullptr)
         return {};
-    }
     return {value, length};
 }

@@ -55,10 +55,9 @@ run_lock_answer run_lock::take(const std::string &folder) {
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0)
         return failure(errno);
-    for (const unique_fd &held : m_folders) {
+    for (const unique_fd &held : m_folders)
         if (held.leads_to(status))
             return {};
-    }
     unique_fd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!opened.is_open())
         return failure(errno);

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a mounted volume is: where it is mounted, what it is called, how large it is, and what kind
-// of device it lies on. Guarantees that an answer is about the very mount a path lies on, and that
-// what cannot be known is said to be unknown: a property is never guessed after a failure. Asks
-// only what every user may ask (no root, no udev daemon needed), writes nothing, opens no device.
-// One file per system implements it, so that no caller knows which system it runs on.
+// Describes mounted volumes: mount point, name, size, kind of device. An answer is about the mount
+// that the path leads to. A property that cannot be known is unknown, never guessed. Needs neither
+// root nor udev, writes nothing, opens no device. One file per system implements it.
 //
-// All functions may be called from any thread and keep no state between calls. They do touch the
-// volume, so a volume that does not answer makes them wait: keep them off a window's main thread.
-// No exception leaves them. An `error` names the path and the system's reason; it is written on
-// failure only. Names and paths are their real bytes, here and in all texts of this room: whoever
-// shows them must see to it that no terminal obeys them.
+// All functions may be called from any thread and keep no state between calls. They touch the
+// volume, so they hang if it does: do not call them on a window's main thread. No exception leaves
+// them. An `error` names the path and the system's reason, and is set on failure only. Names and
+// paths have their raw bytes, here and in all texts of this room: escape them before showing them.
 #ifndef TROVIK_VOLUME_VOLUME_H
 #define TROVIK_VOLUME_VOLUME_H
 
@@ -18,9 +15,9 @@
 
 #include "volume/volume_info.h"
 
-// Describes the volume that `path` lies on; path may be any file or folder deep inside, or a
-// symbolic link to one. True and `info`, or false and `error`: the path does not exist, its volume
-// has vanished, or the volume's root cannot be reached under the name the mount table gives.
+// Describes the volume that `path` lies on: any file or folder in it, or a symbolic link to one.
+// Returns false and sets `error` if the path does not exist, its volume is gone, or the name in the
+// mount table does not lead to the volume's root.
 bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept;
 
 // Whether `now`, described at the same path later, is the same mount as `before`. False for another
@@ -34,43 +31,42 @@ bool volume_is_still(const volume_info &before, const volume_info &now) noexcept
 // After true, use `now` in place of `chosen`: device and mount numbers may have changed.
 bool volume_is_same_card(const volume_info &chosen, const volume_info &now) noexcept;
 
-// All mounted volumes that a user could want to test: those on a local device, each once,
-// without images, pseudo and network file systems and without the volumes the system itself lives
-// on. Removable ones first, then those that cannot tell, then the others, each
-// group by root. Never touches a network mount, so one that is unreachable does not make it wait.
-// A volume that cannot be looked at (vanished, no permission) could not be tested and is left out.
-// False and `error` only when the mount table cannot be read.
+// Lists the mounted volumes that a user may want to test: those on a local device, each once,
+// without read-only images, network file systems and the system's own volumes. Removable ones
+// first, then those of which it is unknown, then the others; each group sorted by root. Never
+// touches a network mount. Leaves out volumes that cannot be looked at. Returns false and sets
+// `error` only if the mount table cannot be read.
 bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept;
 
 // Sorts into the order of that list.
 void volume_sort(std::vector<volume_info> &volumes);
 
-// Sets `is_root` to whether `path`, with symbolic links followed, is the root of its own mount. The
-// root of a bind mount is one, too. False and `error` when the path cannot be looked at.
+// Sets `is_root` to whether `path`, with symbolic links followed, is the root of its mount; a bind
+// mount counts, too. Returns false and sets `error` if the path cannot be looked at.
 bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept;
 
-// Sets `same` to whether filling the one path's file system takes space from the other's: the same
-// file system, also through bind mounts, subvolumes of one pool and writable overlays. False and
-// `error` when one of the paths cannot be looked at.
+// Sets `same` to whether the paths share their space: one file system, also through bind mounts,
+// subvolumes of one pool and writable overlays. Returns false and sets `error` if one of the paths
+// cannot be looked at.
 bool volume_same_file_system(const std::string &first, const std::string &second, bool &same,
                              std::string &error) noexcept;
 
-// Why a path lies on a volume that the system or its user cannot do without.
+// What makes a volume the system's own.
 enum class volume_system_role { root, home, program };
 struct volume_system_use {
     volume_system_role role;
     std::string place;  // "/", "/home/ann", "/usr/bin/trovik-cli"
 };
 
-// Fills `uses` with everything that shares the file system of `path` and makes it a system volume:
-// "/", a home of the user ($HOME, the account's own, and that of the user who called sudo or
-// pkexec), the running program. Empty when none does. False and `error` when `path` cannot be
-// looked at; a home that does not exist protects nothing and is passed over.
+// Fills `uses` with all places on the file system of `path` that make it a system volume: "/", a
+// home of the user ($HOME, the account's, and that of the user behind sudo or pkexec), the running
+// program. A home that does not exist is skipped. Returns false and sets `error` if `path` cannot
+// be looked at.
 bool volume_find_system_uses(const std::string &path, std::vector<volume_system_use> &uses,
                              std::string &error) noexcept;
 
-// The use in words, its place with its real bytes, for a sentence such as "it holds ...": "the
-// system's root /", "the home folder /home/ann", "the running program /usr/bin/trovik-cli".
+// The use in words, for a sentence such as "it holds ...": "the system's root /", "the home folder
+// /home/ann", "the running program /usr/bin/trovik-cli". The place has its raw bytes.
 std::string volume_system_use_text(const volume_system_use &use);
 
 #endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The properties of a mounted volume, as plain values without the functions that find them
-// (volume.h), for rooms that only show or write them down.
+// The properties of a mounted volume as plain values, for rooms that only show or store them. The
+// functions that find them are in volume.h.
 #ifndef TROVIK_VOLUME_VOLUME_INFO_H
 #define TROVIK_VOLUME_VOLUME_INFO_H
 
@@ -12,7 +12,7 @@
 #include <utility>
 
 struct volume_info {
-    std::string root;         // absolute path of the mount point, its real bytes
+    std::string root;         // absolute path of the mount point
     std::string name;         // label, else the last component of root ("/" for "/")
     std::string identifier;   // file_system_id, else "major:minor"
     std::string file_system;  // as the system calls it: "exfat", "ext4", "fuseblk", ...
@@ -23,18 +23,18 @@ struct volume_info {
     std::string file_system_id;                 // UUID, or serial for FAT and NTFS; may be empty
     std::optional<std::uint64_t> device_bytes;  // size of the device; unknown without a device
 
-    // What tells this mount from a later one at the same place. 0 where the system does not tell.
-    int mount_id = 0;                                  // may be given to a later mount
-    std::uint64_t unique_mount_id = 0;                 // is not, as long as the system runs
+    // Marks that tell this mount from a later one at the same place. 0 if unknown.
+    int mount_id = 0;                                  // may be used again by a later mount
+    std::uint64_t unique_mount_id = 0;                 // is not, until the system restarts
     std::pair<std::int64_t, std::int64_t> root_birth;  // of the root folder: seconds, nanoseconds
 
-    // Total bytes, and free bytes with those that are kept back for root. Both are unknown when the
-    // file system did not answer; capacity_error then holds the reason, and is empty otherwise.
+    // Total bytes, and free bytes including those reserved for root. If the file system does not
+    // tell, both are unknown and capacity_error holds the reason.
     std::optional<std::uint64_t> capacity_bytes;
     std::optional<std::uint64_t> free_bytes;
     std::string capacity_error;
 
-    // nullopt where the system cannot tell.
+    // nullopt if unknown.
     std::optional<bool> read_only;  // this mount, its file system or its device takes no writes
     std::optional<bool> removable;  // the medium can be taken out: a card, a stick
     std::optional<bool> ejectable;  // the medium or its whole device can be unplugged

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Chooses from the mount table what a user could want to test. What is left out is decided by the
-// table alone, before anything is touched: a network mount whose server is gone would keep whoever
-// so much as looks at it.
+// Chooses the volumes that a user may want to test. The mount table alone decides which mounts are
+// left out, before any is touched: even stat() on a network mount hangs if its server is gone.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -13,33 +12,31 @@
 #include "volume/file_system_keys.h"
 #include "volume/mounted_volume.h"
 
-namespace {
-
-constexpr unsigned CD_ROM_MAJOR = 11;  // Documentation/admin-guide/devices.txt of the kernel
+constexpr unsigned cd_rom_major = 11;  // Documentation/admin-guide/devices.txt of the kernel
 
 template <size_t N>
-bool is_in(const std::array<std::string_view, N> &words, std::string_view word) {
+static bool is_in(const std::array<std::string_view, N> &words, std::string_view word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-// The mount points of the system's own file systems, by the Filesystem Hierarchy Standard and the
-// habits of the distributions.
-bool is_system_target(const std::string &target) {
-    static constexpr std::array<std::string_view, 6> WHOLE = {"/",     "/home", "/opt",
-                                                              "/root", "/srv",  "/var"};
-    static constexpr std::array<std::string_view, 17> TREES = {
+// Mount points of the system's own file systems, by the Filesystem Hierarchy Standard and the
+// distributions' conventions.
+static bool is_system_target(const std::string &target) {
+    static constexpr std::array<std::string_view, 6> targets = {"/",     "/home", "/opt",
+                                                                "/root", "/srv",  "/var"};
+    static constexpr std::array<std::string_view, 17> trees = {
         "/boot",    "/dev",      "/efi",       "/etc",     "/gnu",     "/nix",
         "/proc",    "/recovery", "/snap",      "/sys",     "/sysroot", "/usr",
         "/var/lib", "/var/log",  "/var/cache", "/var/tmp", "/var/snap"};
-    return is_in(WHOLE, target) ||
-           std::any_of(TREES.begin(), TREES.end(), [&](std::string_view tree) {
+    return is_in(targets, target) ||
+           std::any_of(trees.begin(), trees.end(), [&](std::string_view tree) {
                return target.compare(0, tree.size(), tree) == 0 &&
                       (target.size() == tree.size() || target[tree.size()] == '/');
            });
 }
 
-// A folder that can be looked at and is, right now, on that mount.
-bool is_reachable(const mount_entry &entry) {
+// Whether the mount point can be looked at and leads to that mount.
+static bool is_reachable(const mount_entry &entry) {
     looked_up_path found;
     struct stat status = {};
     return mounted_volume_look_up(entry.target, found, AT_NO_AUTOMOUNT) == 0 &&
@@ -47,30 +44,26 @@ bool is_reachable(const mount_entry &entry) {
            stat(entry.target.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Those that could be listed. Of several mounts of one file system the first is, so a mount of the
-// whole file system comes before one of a folder in it.
-std::vector<const mount_entry *> candidates_of(const std::vector<mount_entry> &table) {
+// The mounts that could be listed, those of whole file systems before those of folders in one: of
+// several mounts of a file system, only the first is listed.
+static std::vector<const mount_entry *> candidates_of(const std::vector<mount_entry> &table) {
     std::vector<const mount_entry *> candidates;
-    for (const mount_entry &entry : table) {
-        if (mounted_volume_is_candidate(table, entry)) {
+    for (const mount_entry &entry : table)
+        if (mounted_volume_is_candidate(table, entry))
             candidates.push_back(&entry);
-        }
-    }
     std::stable_partition(candidates.begin(), candidates.end(),
                           [](const mount_entry *entry) { return entry->folder == "/"; });
     return candidates;
 }
 
-}  // namespace
-
 bool mounted_volume_is_candidate(const std::vector<mount_entry> &table, const mount_entry &entry) {
-    static constexpr std::array<std::string_view, 6> IMAGES = {"cramfs", "erofs",    "iso9660",
+    static constexpr std::array<std::string_view, 6> images = {"cramfs", "erofs",    "iso9660",
                                                                "romfs",  "squashfs", "swap"};
-    static constexpr std::array<std::string_view, 4> POOLS = {"bcachefs", "btrfs", "ubifs", "zfs"};
-    const bool on_device = major(entry.device) != 0 || is_in(POOLS, entry.file_system);
+    static constexpr std::array<std::string_view, 4> pools = {"bcachefs", "btrfs", "ubifs", "zfs"};
+    const bool on_device = major(entry.device) != 0 || is_in(pools, entry.file_system);
     const bool in_user_space = mount_table_is_fuse(entry.file_system);
-    return (on_device || in_user_space) && major(entry.device) != CD_ROM_MAJOR &&
-           !is_in(IMAGES, entry.file_system) && !mount_table_is_remote(entry.file_system) &&
+    return (on_device || in_user_space) && major(entry.device) != cd_rom_major &&
+           !is_in(images, entry.file_system) && !mount_table_is_remote(entry.file_system) &&
            !is_system_target(entry.target) && !mount_table_lies_in_remote(table, entry) &&
            mount_table_find_path(table, entry.target) == &entry;
 }
@@ -78,9 +71,8 @@ bool mounted_volume_is_candidate(const std::vector<mount_entry> &table, const mo
 bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept {
     volumes.clear();
     std::vector<mount_entry> table;
-    if (!mount_table_read(MOUNT_TABLE, table, error)) {
+    if (!mount_table_read(mount_table_path, table, error))
         return false;
-    }
     file_system_keys taken;
     for (const volume_system_use &use : system_places_list()) {
         const bool program = use.role == volume_system_role::program;
@@ -89,9 +81,8 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
     for (const mount_entry *entry : candidates_of(table)) {
         file_system_keys keys;
         file_system_keys_add(*entry, keys);
-        if (file_system_keys_meet(keys, taken) || !is_reachable(*entry)) {
+        if (file_system_keys_meet(keys, taken) || !is_reachable(*entry))
             continue;
-        }
         taken.insert(taken.end(), keys.begin(), keys.end());
         mounted_volume_describe(*entry, volumes.emplace_back());
     }

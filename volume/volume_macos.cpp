@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The volume behind a path on macOS: statfs for the mount, getattrlist for label and UUID. What
-// would need the disk arbitration service (ejectable, internal) stays unknown. Volumes of one APFS
+// Volumes on macOS: statfs for the mount, getattrlist for label and UUID. `ejectable` and
+// `internal` would need the disk arbitration service and stay unknown. Volumes of one APFS
 // container share their space, so they count as one file system.
 #include "volume/volume.h"
 
@@ -22,9 +22,7 @@
 #include "volume/file_system_keys.h"
 #include "volume/posix.h"
 
-namespace {
-
-std::string volume_label(const char *root) {
+static std::string volume_label(const char *root) {
     attrlist wanted = {};
     wanted.bitmapcount = ATTR_BIT_MAP_COUNT;
     wanted.volattr = ATTR_VOL_INFO | ATTR_VOL_NAME;
@@ -33,14 +31,13 @@ std::string volume_label(const char *root) {
         attrreference_t name;
         std::array<char, MAXPATHLEN> text;
     } answer = {};
-    if (getattrlist(root, &wanted, &answer, sizeof answer, 0) != 0) {
+    if (getattrlist(root, &wanted, &answer, sizeof answer, 0) != 0)
         return {};
-    }
     const char *name = reinterpret_cast<const char *>(&answer.name) + answer.name.attr_dataoffset;
     return {name, strnlen(name, answer.name.attr_length)};
 }
 
-std::string volume_uuid(const char *root) {
+static std::string volume_uuid(const char *root) {
     attrlist wanted = {};
     wanted.bitmapcount = ATTR_BIT_MAP_COUNT;
     wanted.volattr = ATTR_VOL_INFO | ATTR_VOL_UUID;
@@ -48,38 +45,34 @@ std::string volume_uuid(const char *root) {
         u_int32_t length;
         uuid_t uuid;
     } answer = {};
-    if (getattrlist(root, &wanted, &answer, sizeof answer, 0) != 0) {
+    if (getattrlist(root, &wanted, &answer, sizeof answer, 0) != 0)
         return {};
-    }
     uuid_string_t text = {};
     uuid_unparse_lower(answer.uuid, text);
     return text;
 }
 
-std::string device_text(dev_t device) {
+static std::string device_text(dev_t device) {
     const auto bits = static_cast<std::uint32_t>(device);  // dev_t has a sign here
     return std::to_string(major(bits)) + ":" + std::to_string(minor(bits));
 }
 
-void describe(const struct statfs &mount, volume_info &info) {
+static void describe(const struct statfs &mount, volume_info &info) {
     info = volume_info();
     info.root = mount.f_mntonname;
     info.file_system = mount.f_fstypename;
     info.source = mount.f_mntfromname;
     info.device = static_cast<dev_t>(mount.f_fsid.val[0]);
     struct stat root = {};
-    if (stat(mount.f_mntonname, &root) == 0) {
+    if (stat(mount.f_mntonname, &root) == 0)
         info.root_birth = {root.st_birthtimespec.tv_sec, root.st_birthtimespec.tv_nsec};
-    }
     info.name = volume_label(mount.f_mntonname);
-    if (info.name.empty()) {
+    if (info.name.empty())
         info.name = last_name(info.root);
-    }
     info.file_system_id = volume_uuid(mount.f_mntonname);
     info.identifier = info.file_system_id;
-    if (info.identifier.empty()) {
+    if (info.identifier.empty())
         info.identifier = device_text(info.device);
-    }
     info.capacity_bytes = mount.f_blocks * static_cast<std::uint64_t>(mount.f_bsize);
     info.device_bytes = info.capacity_bytes;  // the nearest figure that needs no open device
     info.free_bytes = mount.f_bfree * static_cast<std::uint64_t>(mount.f_bsize);
@@ -87,21 +80,20 @@ void describe(const struct statfs &mount, volume_info &info) {
     info.removable = (mount.f_flags & MNT_REMOVABLE) != 0;
 }
 
-void add_keys(const struct statfs &mount, file_system_keys &keys) {
+static void add_keys(const struct statfs &mount, file_system_keys &keys) {
     keys.push_back(std::to_string(mount.f_fsid.val[0]) + ":" + std::to_string(mount.f_fsid.val[1]));
     // "/dev/disk3s5" and the system's snapshot "/dev/disk3s1s1" are volumes of container disk3.
     const std::string source = mount.f_mntfromname;
     const std::string disk = "/dev/disk";
     if (std::strcmp(mount.f_fstypename, "apfs") == 0 && source.rfind(disk, 0) == 0) {
         size_t end = disk.size();
-        while (end < source.size() && std::isdigit(static_cast<unsigned char>(source[end])) != 0) {
+        while (end < source.size() && std::isdigit(static_cast<unsigned char>(source[end])) != 0)
             ++end;
-        }
         keys.push_back(source.substr(0, end));
     }
 }
 
-bool look_up(const std::string &path, struct statfs &mount, std::string &error) {
+static bool look_up(const std::string &path, struct statfs &mount, std::string &error) {
     if (statfs(path.c_str(), &mount) != 0) {
         error = path_error(path, "cannot be looked at", errno);
         return false;
@@ -109,22 +101,18 @@ bool look_up(const std::string &path, struct statfs &mount, std::string &error) 
     return true;
 }
 
-}  // namespace
-
 bool volume_describe(const std::string &path, volume_info &info, std::string &error) noexcept {
     struct statfs mount = {};
-    if (!look_up(path, mount, error)) {
+    if (!look_up(path, mount, error))
         return false;
-    }
     describe(mount, info);
     return true;
 }
 
 bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &error) noexcept {
     struct statfs mount = {};
-    if (!look_up(path, mount, error)) {
+    if (!look_up(path, mount, error))
         return false;
-    }
     const std::string real = real_path(path);
     if (real.empty()) {
         error = path_error(path, "cannot be resolved", errno);
@@ -136,8 +124,8 @@ bool volume_is_mount_root(const std::string &path, bool &is_root, std::string &e
 
 bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept {
     volumes.clear();
-    // MNT_NOWAIT gives what the system remembers, so a server that is gone does not matter. The
-    // list's size can change between the two calls, hence the room for more.
+    // MNT_NOWAIT returns cached values, so a dead server does not hang it. The room for 16 more
+    // covers mounts that appear between the two calls.
     const int expected = getfsstat(nullptr, 0, MNT_NOWAIT);
     std::vector<struct statfs> mounts(static_cast<size_t>(std::max(expected, 0)) + 16);
     const int count = getfsstat(
@@ -148,9 +136,8 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
     }
     mounts.resize(static_cast<size_t>(count));
     file_system_keys taken;
-    for (const volume_system_use &use : system_places_list()) {
+    for (const volume_system_use &use : system_places_list())
         file_system_keys_of_place(use.place, taken);
-    }
     for (const struct statfs &mount : mounts) {
         file_system_keys keys;
         add_keys(mount, keys);
@@ -167,9 +154,8 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
 
 bool file_system_keys_of(const std::string &path, file_system_keys &keys, std::string &error) {
     struct statfs mount = {};
-    if (!look_up(path, mount, error)) {
+    if (!look_up(path, mount, error))
         return false;
-    }
     add_keys(mount, keys);
     return true;
 }

@@ -12,11 +12,11 @@
 
 using namespace std::chrono_literals;
 
-TEST(answer_in_time, is_what_the_question_comes_to) {
+TEST(answer_in_time, returns_result) {
     EXPECT_EQ(answer_in_time(60s, [text = "answer"] { return std::string(text); }), "answer");
 }
 
-TEST(answer_in_time, a_question_that_hangs_is_left_behind_and_what_it_comes_to_is_not_kept) {
+TEST(answer_in_time, gives_up_on_hanging_function) {
     std::promise<void> end;
     const auto over = end.get_future().share();
     auto answer = std::make_shared<int>(1);
@@ -32,7 +32,7 @@ TEST(answer_in_time, a_question_that_hangs_is_left_behind_and_what_it_comes_to_i
     EXPECT_TRUE(late.expired());
 }
 
-TEST(answer_in_time, there_is_none_when_the_system_has_no_thread_to_spare) {
+TEST(answer_in_time, returns_nothing_without_thread) {
     const pid_t child = fork();
     if (child == 0) {
         const struct rlimit none = {0, 0};

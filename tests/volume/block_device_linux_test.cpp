@@ -12,7 +12,7 @@ namespace {
 
 using volume_tests::private_folder;
 
-class block_device : public testing::Test {
+class block_device_linux : public testing::Test {
  protected:
     // A disk at /sys/devices/<path>, with the number 8:0, and its partition 1 with the number 8:1.
     void make_disk(const std::string &path, const std::string &removable) {
@@ -50,7 +50,7 @@ const char *const MMC = "platform/soc/fe340000.mmc/mmc_host/mmc0/mmc0:aaaa/block
 
 }  // namespace
 
-TEST_F(block_device, a_usb_stick_is_removable_ejectable_and_not_internal) {
+TEST_F(block_device_linux, describes_usb_stick) {
     make_disk(USB_STICK, "1");
     const block_device_facts facts = partition();
     EXPECT_EQ(facts.removable, true);
@@ -59,7 +59,7 @@ TEST_F(block_device, a_usb_stick_is_removable_ejectable_and_not_internal) {
     EXPECT_EQ(facts.read_only, false);
 }
 
-TEST_F(block_device, tells_size_in_units_of_512_bytes) {
+TEST_F(block_device_linux, tells_size_in_units_of_512_bytes) {
     make_disk(USB_STICK, "1");
     EXPECT_EQ(partition().bytes, 62000U * 512);
     EXPECT_EQ(block_device_describe(makedev(8, 0), places()).bytes, 64000U * 512);
@@ -67,14 +67,14 @@ TEST_F(block_device, tells_size_in_units_of_512_bytes) {
     EXPECT_EQ(partition().bytes, std::nullopt);
 }
 
-TEST_F(block_device, a_disk_without_partitions_has_the_same_facts) {
+TEST_F(block_device_linux, describes_disk_without_partitions) {
     make_disk(USB_STICK, "1");
     const block_device_facts facts = block_device_describe(makedev(8, 0), places());
     EXPECT_EQ(facts.removable, true);
     EXPECT_EQ(facts.internal, false);
 }
 
-TEST_F(block_device, a_usb_hard_disk_is_ejectable_though_its_medium_is_not_removable) {
+TEST_F(block_device_linux, describes_usb_hard_disk_as_ejectable) {
     make_disk(USB_STICK, "0");
     m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-2/removable", "unknown\n");
     const block_device_facts facts = partition();
@@ -83,7 +83,7 @@ TEST_F(block_device, a_usb_hard_disk_is_ejectable_though_its_medium_is_not_remov
     EXPECT_EQ(facts.internal, false);
 }
 
-TEST_F(block_device, a_reader_on_a_fixed_port_is_internal_and_its_card_removable) {
+TEST_F(block_device_linux, describes_built_in_reader) {
     make_disk(USB_STICK, "1");
     m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-2/removable", "fixed\n");
     const block_device_facts facts = partition();
@@ -92,7 +92,7 @@ TEST_F(block_device, a_reader_on_a_fixed_port_is_internal_and_its_card_removable
     EXPECT_EQ(facts.ejectable, true);
 }
 
-TEST_F(block_device, the_nearest_port_decides) {
+TEST_F(block_device_linux, believes_nearest_port) {
     // A stick in a socket of a built-in hub.
     make_disk("pci0000:00/0000:00:14.0/usb1/1-1/1-1.2/1-1.2:1.0/host4/block/sdb", "0");
     m_tree.make_file("devices/pci0000:00/0000:00:14.0/usb1/1-1/removable", "fixed\n");
@@ -100,7 +100,7 @@ TEST_F(block_device, the_nearest_port_decides) {
     EXPECT_EQ(partition().internal, false);
 }
 
-TEST_F(block_device, a_card_in_a_built_in_slot_is_removable_though_its_attribute_denies_it) {
+TEST_F(block_device_linux, describes_card_in_built_in_slot_as_removable) {
     make_disk(MMC, "0");
     m_tree.make_file(m_disk + "/device/type", "SD\n");
     const block_device_facts facts = partition();
@@ -109,7 +109,7 @@ TEST_F(block_device, a_card_in_a_built_in_slot_is_removable_though_its_attribute
     EXPECT_EQ(facts.internal, true);
 }
 
-TEST_F(block_device, soldered_flash_on_the_same_bus_is_not_removable) {
+TEST_F(block_device_linux, describes_soldered_flash_as_fixed) {
     make_disk(MMC, "0");
     m_tree.make_file(m_disk + "/device/type", "MMC\n");
     const block_device_facts facts = partition();
@@ -118,7 +118,7 @@ TEST_F(block_device, soldered_flash_on_the_same_bus_is_not_removable) {
     EXPECT_EQ(facts.internal, true);
 }
 
-TEST_F(block_device, a_built_in_disk_is_internal_and_stays) {
+TEST_F(block_device_linux, describes_built_in_disk) {
     make_disk(NVME, "0");
     const block_device_facts facts = partition();
     EXPECT_EQ(facts.removable, false);
@@ -126,14 +126,14 @@ TEST_F(block_device, a_built_in_disk_is_internal_and_stays) {
     EXPECT_EQ(facts.internal, true);
 }
 
-TEST_F(block_device, a_disk_behind_a_pluggable_port_of_the_machine_is_external) {
+TEST_F(block_device_linux, describes_disk_on_removable_port_as_external) {
     make_disk(NVME, "0");
     m_tree.make_file("devices/pci0000:00/0000:00:1d.0/0000:01:00.0/removable", "removable\n");
     EXPECT_EQ(partition().internal, false);
     EXPECT_EQ(partition().ejectable, true);
 }
 
-TEST_F(block_device, a_loop_device_cannot_tell_where_it_is) {
+TEST_F(block_device_linux, leaves_place_of_loop_device_unknown) {
     make_disk("virtual/block/loop3", "0");
     const block_device_facts facts = partition();
     EXPECT_EQ(facts.removable, false);
@@ -141,18 +141,18 @@ TEST_F(block_device, a_loop_device_cannot_tell_where_it_is) {
     EXPECT_EQ(facts.internal, std::nullopt);
 }
 
-TEST_F(block_device, a_name_that_merely_contains_a_bus_is_not_on_it) {
+TEST_F(block_device_linux, finds_bus_by_whole_component_only) {
     make_disk("pci0000:00/usbish/notusb1/block/sda", "0");
     EXPECT_EQ(partition().internal, true);
 }
 
-TEST_F(block_device, a_locked_device_is_read_only) {
+TEST_F(block_device_linux, describes_locked_device_as_read_only) {
     make_disk(USB_STICK, "1");
     m_tree.make_file(m_disk + "/part1/ro", "1\n");
     EXPECT_EQ(partition().read_only, true);
 }
 
-TEST_F(block_device, an_encrypted_stick_is_still_a_stick) {
+TEST_F(block_device_linux, describes_stick_below_encryption) {
     make_disk(USB_STICK, "1");
     m_tree.make_file("devices/virtual/block/dm-0/removable", "0\n");
     m_tree.make_file("devices/virtual/block/dm-0/ro", "0\n");
@@ -166,7 +166,7 @@ TEST_F(block_device, an_encrypted_stick_is_still_a_stick) {
     EXPECT_EQ(facts.read_only, false);
 }
 
-TEST_F(block_device, a_device_over_unlike_parts_knows_only_what_they_share) {
+TEST_F(block_device_linux, keeps_facts_that_all_parts_share) {
     make_disk(USB_STICK, "0");
     m_tree.make_file("devices/pci0000:00/ata1/block/sda/removable", "0\n");
     m_tree.make_link("devices/virtual/block/md0/slaves/part1",
@@ -180,7 +180,7 @@ TEST_F(block_device, a_device_over_unlike_parts_knows_only_what_they_share) {
     EXPECT_EQ(facts.internal, std::nullopt);
 }
 
-TEST_F(block_device, a_device_that_is_made_of_itself_comes_to_an_end) {
+TEST_F(block_device_linux, ends_at_device_made_of_itself) {
     m_tree.make_file("devices/virtual/block/dm-0/removable", "0\n");
     m_tree.make_link("devices/virtual/block/dm-0/slaves/dm-0", "..");
     m_tree.make_link("dev/block/253:0", "../../devices/virtual/block/dm-0");
@@ -188,7 +188,7 @@ TEST_F(block_device, a_device_that_is_made_of_itself_comes_to_an_end) {
     EXPECT_EQ(facts.removable, std::nullopt);
 }
 
-TEST_F(block_device, the_loop_device_below_a_partition_or_an_encrypted_one_is_found) {
+TEST_F(block_device_linux, finds_loop_device_below_partition_or_encryption) {
     make_disk("virtual/block/loop3", "0");
     m_tree.make_file(m_disk + "/loop/backing_file", "/mnt/card/an image\n");
     m_tree.make_file(m_disk + "/loop/dio", "0\n");
@@ -206,19 +206,19 @@ TEST_F(block_device, the_loop_device_below_a_partition_or_an_encrypted_one_is_fo
     EXPECT_TRUE(block_device_loops(makedev(8, 1), places()).at(0).direct);
 }
 
-TEST_F(block_device, a_stick_is_no_loop_device) {
+TEST_F(block_device_linux, finds_no_loop_device_below_stick) {
     make_disk(USB_STICK, "1");
     EXPECT_TRUE(block_device_loops(makedev(8, 1), places()).empty());
 }
 
-TEST_F(block_device, a_loop_device_of_which_nothing_is_known_is_one) {
+TEST_F(block_device_linux, knows_loop_device_by_number_alone) {
     const auto loops = block_device_loops(makedev(7, 3), places());
     ASSERT_EQ(loops.size(), 1U);
     EXPECT_EQ(loops[0].backing, "");
     EXPECT_FALSE(loops[0].direct);
 }
 
-TEST_F(block_device, without_sysfs_nothing_is_known) {
+TEST_F(block_device_linux, knows_nothing_without_sysfs) {
     const block_device_facts facts = partition();
     EXPECT_EQ(facts.read_only, std::nullopt);
     EXPECT_EQ(facts.removable, std::nullopt);
@@ -226,14 +226,14 @@ TEST_F(block_device, without_sysfs_nothing_is_known) {
     EXPECT_EQ(facts.internal, std::nullopt);
 }
 
-TEST_F(block_device, attributes_with_other_texts_are_unknown) {
+TEST_F(block_device_linux, ignores_attributes_with_other_texts) {
     make_disk(USB_STICK, "maybe");
     m_tree.make_file(m_disk + "/part1/ro", "");
     EXPECT_EQ(partition().removable, std::nullopt);
     EXPECT_EQ(partition().read_only, std::nullopt);
 }
 
-TEST_F(block_device, udev_notes_tell_cards_and_buses) {
+TEST_F(block_device_linux, reads_card_or_bus_from_udev) {
     make_disk("pci0000:00/x/block/sdb", "0");
     block_device_places noted = places();
     noted.properties = [](dev_t number) -> device_properties {
@@ -247,7 +247,7 @@ TEST_F(block_device, udev_notes_tell_cards_and_buses) {
     EXPECT_EQ(partition().removable, false);
 }
 
-TEST_F(block_device, label_and_identifier_come_from_udev_decoded) {
+TEST_F(block_device_linux, decodes_label_from_udev) {
     block_device_places noted = places();
     noted.properties = [](dev_t) -> device_properties {
         return {{"ID_FS_LABEL_ENC", "NO\\x20NAME"}, {"ID_FS_UUID_ENC", "1234-ABCD"}};
@@ -256,11 +256,10 @@ TEST_F(block_device, label_and_identifier_come_from_udev_decoded) {
     EXPECT_EQ(block_device_identifier(makedev(8, 1), noted), "1234-ABCD");
 }
 
-TEST_F(block_device, label_and_identifier_come_from_links_without_udev) {
+TEST_F(block_device_linux, reads_label_from_links_without_udev) {
     const std::string node = m_tree.path() + "/node";
-    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0) {
+    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0)
         GTEST_SKIP() << "device nodes cannot be made here (needs root)";
-    }
     m_tree.make_link("links/by-label/MY\\x20CARD", node);
     m_tree.make_link("links/by-label/gone", m_tree.path() + "/nothing");
     m_tree.make_link("links/by-uuid/1234-ABCD", node);
@@ -270,7 +269,7 @@ TEST_F(block_device, label_and_identifier_come_from_links_without_udev) {
 }
 
 // As the udev daemon writes the label "a<line break>b<escape>[2J<0xFF>\\x0A".
-TEST_F(block_device, hostile_labels_come_from_udev_byte_for_byte) {
+TEST_F(block_device_linux, keeps_bytes_of_hostile_label) {
     const std::string label = "a\nb\x1b[2J\xff\\x0A";
     static const char *const noted_label = R"(a\x0ab\x1b\x5b2J\xff\x5cx0A)";
     block_device_places noted = places();
@@ -279,26 +278,25 @@ TEST_F(block_device, hostile_labels_come_from_udev_byte_for_byte) {
     };
     EXPECT_EQ(block_device_label(makedev(8, 1), noted), label);
     const std::string node = m_tree.path() + "/node";
-    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0) {
+    if (mknod(node.c_str(), S_IFBLK | 0600, makedev(8, 1)) != 0)
         GTEST_SKIP() << "device nodes cannot be made here (needs root)";
-    }
     m_tree.make_link(std::string("links/by-label/") + noted_label, node);
     EXPECT_EQ(block_device_label(makedev(8, 1), places()), label);
 }
 
-TEST_F(block_device, a_node_that_a_container_hides_is_found_in_sysfs) {
+TEST_F(block_device_linux, finds_hidden_node_in_sysfs) {
     m_tree.make_file("class/block/hidden!c0d0/dev", "104:16\n");
     EXPECT_EQ(block_device_number("/dev/hidden/c0d0", places()), makedev(104, 16));
     EXPECT_EQ(block_device_number("/dev/hidden/c0d1", places()), std::nullopt);
 }
 
-TEST_F(block_device, what_is_no_block_device_has_no_number) {
+TEST_F(block_device_linux, finds_no_number_for_other_files) {
     EXPECT_EQ(block_device_number("/dev/null", places()), std::nullopt);
     EXPECT_EQ(block_device_number("tmpfs", places()), std::nullopt);
     EXPECT_EQ(block_device_number("", places()), std::nullopt);
 }
 
-TEST(block_device_decode, escapes_become_bytes_and_anything_else_stays) {
+TEST(block_device_decode, decodes_escapes_only) {
     EXPECT_EQ(block_device_decode("NO\\x20NAME"), "NO NAME");
     EXPECT_EQ(block_device_decode("\\x5cx41"), "\\x41");
     EXPECT_EQ(block_device_decode("\xC3\xA9"), "\xC3\xA9");

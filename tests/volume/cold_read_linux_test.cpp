@@ -55,7 +55,7 @@ TEST(cold_read_linux, takes_no_word_against_a_copy_that_can_be_seen) {
 
 TEST(cold_read_linux, doubts_fuse_file_system_without_device) {
     EXPECT_EQ(cold_read_device(volume_on("fuse.encfs\n", "encfs"), false),
-              "what a file system of type fuse.encfs\n keeps in memory is not known");
+              "a file system of type fuse.encfs\n may keep a copy in memory");
     const std::vector<std::pair<const char *, const char *>> others = {
         {"fuse.mergerfs", "/tmp:/var"}, {"fuse.unionfs", "unionfs"},
         {"fuse.cryfs", "cryfs@/tmp"},   {"fuse.fuse2fs", "card.img"},

@@ -9,21 +9,20 @@
 
 using volume_tests::private_mounts;
 
-TEST(device_properties_linux, a_device_that_does_not_exist_has_none) {
+TEST(device_properties_linux, finds_none_for_missing_device) {
     const block_device_places places = block_device_system_places();
     ASSERT_NE(places.properties, nullptr);
     EXPECT_TRUE(places.properties(makedev(0, 0)).empty());
     EXPECT_TRUE(places.properties(makedev(4095, 77777)).empty());
 }
 
-TEST(device_properties_linux, the_daemons_notes_are_read) {
+TEST(device_properties_linux, reads_udev_database) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string node =
         mounts.attach_loop(mounts.folder().make_file("image", std::string(4096, 'x')));
-    if (node.empty()) {
+    if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
-    }
     const dev_t number = volume_tests::node_number(node);
     const block_device_places places = block_device_system_places();
 

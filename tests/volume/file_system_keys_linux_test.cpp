@@ -24,12 +24,12 @@ bool same(const std::string &first, const std::string &second) {
 
 }  // namespace
 
-TEST(file_system_keys_linux, a_folder_and_its_parent_share_a_file_system) {
+TEST(file_system_keys_linux, meet_for_folder_with_its_parent) {
     EXPECT_TRUE(same("/", "/etc"));
     EXPECT_FALSE(same("/", "/proc"));
 }
 
-TEST(file_system_keys_linux, a_path_that_does_not_exist_is_an_error_on_either_side) {
+TEST(file_system_keys_linux, fail_for_missing_path) {
     bool answer = false;
     std::string error;
     EXPECT_FALSE(volume_same_file_system("/nowhere", "/", answer, error));
@@ -38,7 +38,7 @@ TEST(file_system_keys_linux, a_path_that_does_not_exist_is_an_error_on_either_si
     EXPECT_EQ(error, "/not here: cannot be looked at: No such file or directory");
 }
 
-TEST(file_system_keys_linux, two_mounts_of_one_kind_do_not) {
+TEST(file_system_keys_linux, differ_for_two_mounts_of_one_type) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string one = mounts.folder().make_folder("one");
@@ -49,7 +49,7 @@ TEST(file_system_keys_linux, two_mounts_of_one_kind_do_not) {
     EXPECT_FALSE(same(one, mounts.folder().path()));
 }
 
-TEST(file_system_keys_linux, a_bind_mount_shares_it_with_the_original) {
+TEST(file_system_keys_linux, meet_through_bind_mount) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -59,7 +59,7 @@ TEST(file_system_keys_linux, a_bind_mount_shares_it_with_the_original) {
     EXPECT_TRUE(same(card, view));
 }
 
-TEST(file_system_keys_linux, a_writable_overlay_shares_it_with_its_upper_folder) {
+TEST(file_system_keys_linux, meet_for_overlay_with_its_upper_folder) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string below = mounts.folder().make_folder("below");
@@ -75,7 +75,7 @@ TEST(file_system_keys_linux, a_writable_overlay_shares_it_with_its_upper_folder)
     EXPECT_FALSE(same(view, below));
 }
 
-TEST(file_system_keys_linux, subvolumes_of_one_pool_meet_by_the_mount_tables_number) {
+TEST(file_system_keys_linux, meet_for_subvolumes_of_one_pool) {
     mount_entry first;
     first.file_system = "btrfs";
     first.source = "/dev/nowhere";
@@ -91,20 +91,19 @@ TEST(file_system_keys_linux, subvolumes_of_one_pool_meet_by_the_mount_tables_num
     EXPECT_TRUE(file_system_keys_meet(first_keys, second_keys));
 }
 
-TEST(file_system_keys_linux, a_place_that_does_not_exist_has_no_keys) {
+TEST(file_system_keys_linux, are_none_for_missing_place) {
     file_system_keys keys;
     EXPECT_FALSE(file_system_keys_of_place("/nowhere", keys));
     EXPECT_FALSE(file_system_keys_of_place("/dev/null/in", keys));
     EXPECT_TRUE(keys.empty());
 }
 
-TEST(file_system_keys_linux, a_place_on_a_network_is_told_without_waiting) {
+TEST(file_system_keys_linux, do_not_wait_for_network) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const int daemon = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (daemon < 0) {
+    if (daemon < 0)
         GTEST_SKIP() << "needs /dev/fuse";
-    }
     const std::string far = mounts.folder().make_folder("far");
     const std::string options =
         "fd=" + std::to_string(daemon) + ",rootmode=40000,user_id=0,group_id=0";
@@ -116,13 +115,12 @@ TEST(file_system_keys_linux, a_place_on_a_network_is_told_without_waiting) {
     close(daemon);
 }
 
-TEST(file_system_keys_linux, a_place_that_cannot_be_looked_at_is_told_by_the_table) {
+TEST(file_system_keys_linux, come_from_table_for_unreachable_place) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const int daemon = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (daemon < 0) {
+    if (daemon < 0)
         GTEST_SKIP() << "needs /dev/fuse";
-    }
     const std::string card = mounts.folder().make_folder("card");
     const std::string options =
         "fd=" + std::to_string(daemon) + ",rootmode=40000,user_id=0,group_id=0";

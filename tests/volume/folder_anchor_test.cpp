@@ -12,7 +12,7 @@
 using volume_tests::private_folder;
 using volume_tests::private_mounts;
 
-TEST(folder_anchor, a_folder_that_nobody_touches_is_in_its_place) {
+TEST(folder_anchor, knows_untouched_folder) {
     const private_folder folder;
     const folder_anchor anchor(folder.path());
     EXPECT_TRUE(anchor.is_in_place());
@@ -20,7 +20,7 @@ TEST(folder_anchor, a_folder_that_nobody_touches_is_in_its_place) {
     EXPECT_TRUE(anchor.is_in_place());
 }
 
-TEST(folder_anchor, another_folder_under_the_name_is_not_it) {
+TEST(folder_anchor, notices_another_folder_of_same_name) {
     const private_folder folder;
     const std::string path = folder.make_folder("volume");
     const folder_anchor anchor(path);
@@ -32,7 +32,7 @@ TEST(folder_anchor, another_folder_under_the_name_is_not_it) {
     EXPECT_TRUE(anchor.is_in_place());
 }
 
-TEST(folder_anchor, what_lies_below_an_unmounted_volume_is_not_it) {
+TEST(folder_anchor, notices_unmounted_volume) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string volume = mounts.folder().make_folder("volume");
@@ -45,7 +45,7 @@ TEST(folder_anchor, what_lies_below_an_unmounted_volume_is_not_it) {
     EXPECT_FALSE(anchor.is_in_place());
 }
 
-TEST(folder_anchor, a_volume_mounted_over_it_is_not_it) {
+TEST(folder_anchor, notices_volume_mounted_over_it) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string volume = mounts.folder().make_folder("volume");
@@ -57,7 +57,7 @@ TEST(folder_anchor, a_volume_mounted_over_it_is_not_it) {
     EXPECT_TRUE(anchor.is_in_place());
 }
 
-TEST(folder_anchor, a_volume_that_only_fails_still_is_in_its_place) {
+TEST(folder_anchor, keeps_failing_volume) {
     const private_folder folder;
     const std::string path = folder.make_folder("volume");
     const folder_anchor anchor(path);

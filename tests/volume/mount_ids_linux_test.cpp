@@ -71,35 +71,32 @@ extern "C" int statx(int folder, const char *path, int flags, unsigned mask, str
     using function = int (*)(int, const char *, int, unsigned, struct statx *);
     static const auto next = reinterpret_cast<function>(dlsym(RTLD_NEXT, "statx"));
     const int result = next(folder, path, flags, mask, status);
-    if (ids_are_empty && result == 0) {
+    if (ids_are_empty && result == 0)
         status->stx_mnt_id = 0;
-    }
     return result;
 }
 
-TEST(mount_ids_linux, a_kernel_that_does_not_tell_them_leads_to_the_same_answers) {
+TEST(mount_ids_linux, are_not_needed_for_same_answers) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const covered_volume volume(mounts);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        if (!test_support::forbid_statx()) {
+        if (!test_support::forbid_statx())
             _exit(125);
-        }
         expect_the_same_answers(volume);
         _exit(testing::Test::HasFailure() ? 1 : 0);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == 125) {
+    if (WEXITSTATUS(status) == 125)
         GTEST_SKIP() << "system calls cannot be filtered here";
-    }
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-TEST(mount_ids_linux, promised_and_left_empty_they_are_no_answer) {
+TEST(mount_ids_linux, are_ignored_when_empty) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const covered_volume volume(mounts);

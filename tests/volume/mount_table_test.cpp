@@ -33,7 +33,7 @@ const char *const root_line = "1 0 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1
 
 }  // namespace
 
-TEST(mount_table, every_field_of_a_line_is_read) {
+TEST(mount_table, reads_every_field) {
     const auto table = table_of(std::string(root_line) +
                                 "36 1 8:17 /photos /mnt/card rw,noatime master:1 shared:7 - exfat "
                                 "/dev/sdb1 rw,errors=remount-ro\n");
@@ -49,7 +49,7 @@ TEST(mount_table, every_field_of_a_line_is_read) {
     EXPECT_FALSE(card.read_only);
 }
 
-TEST(mount_table, octal_escapes_become_their_bytes) {
+TEST(mount_table, decodes_octal_escapes) {
     const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /media/NO\\040NAME\\012x\\011y\\134z\\043 rw - exfat "
                                 "/dev/disk\\040b rw\n");
@@ -58,14 +58,14 @@ TEST(mount_table, octal_escapes_become_their_bytes) {
     EXPECT_EQ(table[1].source, "/dev/disk b");
 }
 
-TEST(mount_table, bytes_that_are_no_utf8_stay) {
+TEST(mount_table, keeps_bytes_outside_utf8) {
     const auto table =
         table_of(std::string(root_line) + "2 1 8:17 / /media/\xFF\xC3( rw - vfat x rw\n");
     ASSERT_EQ(table.size(), 2U);
     EXPECT_EQ(table[1].target, "/media/\xFF\xC3(");
 }
 
-TEST(mount_table, read_only_comes_from_the_mount_or_from_the_file_system) {
+TEST(mount_table, reads_read_only_of_mount_or_file_system) {
     const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /a ro,noatime - ext4 /dev/sdb1 rw\n"
                                 "3 1 8:18 / /b rw,noatime - ext4 /dev/sdb2 ro,discard\n"
@@ -76,7 +76,7 @@ TEST(mount_table, read_only_comes_from_the_mount_or_from_the_file_system) {
     EXPECT_FALSE(table[3].read_only);
 }
 
-TEST(mount_table, lines_that_are_no_mounts_are_passed_over) {
+TEST(mount_table, skips_other_lines) {
     const auto table = table_of(std::string(root_line) +
                                 "\n# a comment\nnonsense\n5 1\n"
                                 "6 1 8:17 / /ok rw - ext4 /dev/sdb1 rw\n"
@@ -86,13 +86,13 @@ TEST(mount_table, lines_that_are_no_mounts_are_passed_over) {
     EXPECT_EQ(found_id(table, "/unfinished"), 1);
 }
 
-TEST(mount_table, a_table_in_another_format_yields_no_mounts) {
+TEST(mount_table, finds_no_mounts_in_fstab) {
     EXPECT_TRUE(table_of("/dev/sda1 / ext4 defaults 0 1\n/dev/sdb1 /mnt vfat ro 0 0\n").empty());
     EXPECT_TRUE(table_of("").empty());
     EXPECT_TRUE(table_of(std::string(4096, '\0')).empty());
 }
 
-TEST(mount_table, a_missing_table_is_an_error_that_names_it) {
+TEST(mount_table, names_missing_table) {
     std::vector<mount_entry> table;
     std::string error;
     EXPECT_FALSE(mount_table_read("/nowhere/mountinfo", table, error));
@@ -100,7 +100,7 @@ TEST(mount_table, a_missing_table_is_an_error_that_names_it) {
               "/nowhere/mountinfo: the mount table cannot be read: No such file or directory");
 }
 
-TEST(mount_table, a_path_lies_on_the_nearest_mount_above_it) {
+TEST(mount_table, finds_nearest_mount_above_path) {
     const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /media/card rw - exfat /dev/sdb1 rw\n"
                                 "3 2 8:33 / /media/card/in/side rw - exfat /dev/sdc1 rw\n");
@@ -111,14 +111,14 @@ TEST(mount_table, a_path_lies_on_the_nearest_mount_above_it) {
     EXPECT_EQ(found_id(table, "/media/card/in/side/deep/er"), 3);
 }
 
-TEST(mount_table, a_name_that_only_begins_like_a_mount_point_is_not_on_it) {
+TEST(mount_table, compares_whole_names) {
     const auto table =
         table_of(std::string(root_line) + "2 1 8:17 / /media/card rw - exfat x rw\n");
     EXPECT_EQ(found_id(table, "/media/card2"), 1);
     EXPECT_EQ(found_id(table, "/media/car"), 1);
 }
 
-TEST(mount_table, the_topmost_of_several_mounts_at_one_point_wins) {
+TEST(mount_table, finds_topmost_mount_at_one_point) {
     const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /mnt rw - ext4 /dev/sdb1 rw\n"
                                 "4 3 8:49 / /mnt rw - ext4 /dev/sdd1 rw\n"
@@ -127,14 +127,14 @@ TEST(mount_table, the_topmost_of_several_mounts_at_one_point_wins) {
     EXPECT_EQ(found_id(table, "/mnt/file"), 4);
 }
 
-TEST(mount_table, a_mount_that_a_later_one_covers_is_not_found) {
+TEST(mount_table, finds_no_covered_mount) {
     const auto table = table_of(std::string(root_line) +
                                 "2 1 8:17 / /a/b rw - ext4 /dev/sdb1 rw\n"
                                 "3 1 8:33 / /a rw - ext4 /dev/sdc1 rw\n");
     EXPECT_EQ(found_id(table, "/a/b"), 3);
 }
 
-TEST(mount_table, mounts_over_the_root_count) {
+TEST(mount_table, finds_mount_over_root) {
     const auto table = table_of(
         "1 1 0:2 / / rw - rootfs rootfs rw\n"
         "2 1 8:1 / / rw - ext4 /dev/sda1 rw\n"
@@ -143,7 +143,7 @@ TEST(mount_table, mounts_over_the_root_count) {
     EXPECT_EQ(found_id(table, "/mnt/x"), 3);
 }
 
-TEST(mount_table, parents_in_a_circle_come_to_an_end) {
+TEST(mount_table, ends_at_parents_in_circle) {
     const auto table = table_of(std::string(root_line) +
                                 "2 3 8:17 / /a rw - nfs x rw\n"
                                 "3 2 8:33 / /a rw - nfs x rw\n"
@@ -154,25 +154,23 @@ TEST(mount_table, parents_in_a_circle_come_to_an_end) {
     EXPECT_TRUE(mount_table_lies_in_remote(table, table[1]));
 }
 
-TEST(mount_table, without_a_root_or_for_a_relative_path_nothing_is_found) {
+TEST(mount_table, finds_nothing_without_root_or_for_relative_path) {
     EXPECT_EQ(found_id(table_of("5 4 8:17 / /mnt rw - ext4 /dev/sdb1 rw\n"), "/mnt"), -1);
     EXPECT_EQ(found_id({}, "/"), -1);
     EXPECT_EQ(found_id(table_of(root_line), "mnt"), -1);
     EXPECT_EQ(found_id(table_of(root_line), ""), -1);
 }
 
-TEST(mount_table, network_types_and_unknown_daemons_are_remote) {
+TEST(mount_table, takes_network_types_or_unknown_daemons_for_remote) {
     for (const char *type : {"nfs", "nfs4", "cifs", "smb3", "9p", "ceph", "autofs", "fuse",
-                             "fuse.sshfs", "fuse.unheard-of", "fuse.rclone", "fuse.gvfsd-fuse"}) {
+                             "fuse.sshfs", "fuse.unheard-of", "fuse.rclone", "fuse.gvfsd-fuse"})
         EXPECT_TRUE(mount_table_is_remote(type)) << type;
-    }
     for (const char *type :
-         {"ext4", "exfat", "vfat", "ntfs3", "btrfs", "tmpfs", "fuseblk", "fuse.exfat"}) {
+         {"ext4", "exfat", "vfat", "ntfs3", "btrfs", "tmpfs", "fuseblk", "fuse.exfat"})
         EXPECT_FALSE(mount_table_is_remote(type)) << type;
-    }
 }
 
-TEST(mount_table, a_mount_below_a_remote_one_is_only_reached_over_it) {
+TEST(mount_table, notices_mount_below_remote_one) {
     const auto table = table_of(
         "1 0 0:9 / / rw - nfs srv:/ rw\n"
         "2 1 0:30 / /net rw - nfs srv:/x rw\n"
@@ -184,7 +182,7 @@ TEST(mount_table, a_mount_below_a_remote_one_is_only_reached_over_it) {
     EXPECT_FALSE(mount_table_lies_in_remote(table, table[4]));
 }
 
-TEST(mount_table, an_option_gives_its_value) {
+TEST(mount_table, reads_option_value) {
     const auto table = table_of("1 0 0:9 / / rw - overlay overlay rw,upperdir=/up/er,workdir=/w\n");
     ASSERT_EQ(table.size(), 1U);
     EXPECT_EQ(mount_table_option(table[0], "upperdir"), "/up/er");
@@ -192,11 +190,10 @@ TEST(mount_table, an_option_gives_its_value) {
     EXPECT_EQ(mount_table_option(table[0], "rw"), "");
 }
 
-TEST(mount_table, the_walk_ends_where_the_kernel_does) {
+TEST(mount_table, walks_like_kernel) {
     private_mounts mounts;
-    if (volume_tests::kernel_mount_id("/") < 0) {
+    if (volume_tests::kernel_mount_id("/") < 0)
         GTEST_SKIP() << "this kernel does not tell mount ids";
-    }
     const std::string deep = mounts.folder().make_folder("a/b c/d");
     if (mounts.possible()) {
         // Covered, covering, stacked, bound.
@@ -212,9 +209,8 @@ TEST(mount_table, the_walk_ends_where_the_kernel_does) {
     std::string error;
     ASSERT_TRUE(mount_table_read("/proc/self/mountinfo", table, error)) << error;
     std::vector<std::string> paths = {"/", "/usr/lib", "/proc/self", "/dev/null", deep};
-    for (const mount_entry &entry : table) {
+    for (const mount_entry &entry : table)
         paths.push_back(entry.target);
-    }
     for (const std::string &path : paths) {
         const int id = volume_tests::kernel_mount_id(path);
         char *real = realpath(path.c_str(), nullptr);

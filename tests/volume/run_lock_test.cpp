@@ -228,18 +228,16 @@ TEST(run_lock, refuses_second_run_through_another_mount) {
 TEST(run_lock, refuses_second_run_through_another_subvolume) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
-    if (!volume_tests::has_program("mkfs.btrfs") || !volume_tests::has_program("btrfs")) {
+    if (!volume_tests::has_program("mkfs.btrfs") || !volume_tests::has_program("btrfs"))
         GTEST_SKIP() << "btrfs-progs is not installed";
-    }
     const std::string image = mounts.folder().make_file("image", "");
     std::filesystem::resize_file(image, std::uintmax_t{128} << 20);
     ASSERT_EQ(run_program({"mkfs.btrfs", "-q", image}), 0);
     const std::string node = mounts.attach_loop(image);
     const std::string card = mounts.folder().make_folder("card");
     const std::string view = mounts.folder().make_folder("view");
-    if (node.empty() || mount(node.c_str(), card.c_str(), "btrfs", 0, nullptr) != 0) {
+    if (node.empty() || mount(node.c_str(), card.c_str(), "btrfs", 0, nullptr) != 0)
         GTEST_SKIP() << "no btrfs can be mounted here";
-    }
     mounts.note_mount(card);
     ASSERT_EQ(run_program({"btrfs", "subvolume", "create", card + "/part"}), 0);
     ASSERT_TRUE(mounts.mount_at(node, view, "btrfs", 0, "subvol=part"));

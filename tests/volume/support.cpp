@@ -12,9 +12,8 @@ namespace volume_tests {
 int kernel_mount_id(const std::string &path) {
     struct statx status = {};
     if (statx(AT_FDCWD, path.c_str(), 0, STATX_MNT_ID, &status) != 0 ||
-        (status.stx_mask & STATX_MNT_ID) == 0 || status.stx_mnt_id == 0) {
+        (status.stx_mask & STATX_MNT_ID) == 0 || status.stx_mnt_id == 0)
         return -1;
-    }
     return static_cast<int>(status.stx_mnt_id);
 }
 

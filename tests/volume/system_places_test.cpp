@@ -23,19 +23,17 @@ class variable {
  public:
     variable(const char *name, const std::string &value) : m_name(name) {
         const char *old = std::getenv(name);
-        if (old != nullptr) {
+        if (old != nullptr)
             m_old = old;
-        }
         setenv(name, value.c_str(), 1);
     }
     variable(const variable &) = delete;
     variable &operator=(const variable &) = delete;
     ~variable() {
-        if (m_old.has_value()) {
+        if (m_old.has_value())
             setenv(m_name, m_old->c_str(), 1);
-        } else {
+        else
             unsetenv(m_name);
-        }
     }
 
  private:
@@ -67,7 +65,7 @@ constexpr auto PROGRAM = volume_system_role::program;
 
 }  // namespace
 
-TEST(system_places, the_places_are_the_root_the_homes_and_the_program) {
+TEST(system_places, lists_root_homes_program) {
     const variable home("HOME", "/somewhere/else");
     const std::vector<volume_system_use> places = system_places_list();
     EXPECT_TRUE(has(places, ROOT, "/"));
@@ -78,7 +76,7 @@ TEST(system_places, the_places_are_the_root_the_homes_and_the_program) {
     EXPECT_TRUE(has(places, PROGRAM, own_program()));
 }
 
-TEST(system_places, a_home_is_named_once_and_a_relative_or_empty_one_not_at_all) {
+TEST(system_places, lists_absolute_homes_once) {
     const passwd *account = getpwuid(getuid());
     ASSERT_NE(account, nullptr);
     const std::string own = account->pw_dir;
@@ -92,11 +90,10 @@ TEST(system_places, a_home_is_named_once_and_a_relative_or_empty_one_not_at_all)
     }
 }
 
-TEST(system_places, the_home_of_who_called_sudo_or_pkexec_counts) {
+TEST(system_places, lists_home_behind_sudo_or_pkexec) {
     const passwd *account = getpwnam("daemon");
-    if (account == nullptr) {
+    if (account == nullptr)
         GTEST_SKIP() << "there is no account named daemon";
-    }
     const std::string home = account->pw_dir;
     const std::string number = std::to_string(account->pw_uid);
     EXPECT_FALSE(has(system_places_list(), HOME, home));
@@ -113,13 +110,13 @@ TEST(system_places, the_home_of_who_called_sudo_or_pkexec_counts) {
     EXPECT_FALSE(has(system_places_list(), HOME, home));
 }
 
-TEST(system_places, the_root_folder_and_what_lies_on_its_file_system_are_the_systems) {
+TEST(system_places, protects_file_system_of_root) {
     EXPECT_TRUE(has(uses_of("/"), ROOT, "/"));
     EXPECT_TRUE(has(uses_of("/etc"), ROOT, "/"));
     EXPECT_TRUE(has(uses_of(own_program()), PROGRAM, own_program()));
 }
 
-TEST(system_places, a_bind_mount_of_a_system_folder_is_still_the_systems) {
+TEST(system_places, protects_bind_mount_of_system_folder) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string view = mounts.folder().make_folder("view");
@@ -127,7 +124,7 @@ TEST(system_places, a_bind_mount_of_a_system_folder_is_still_the_systems) {
     EXPECT_TRUE(has(uses_of(view), ROOT, "/"));
 }
 
-TEST(system_places, a_volume_of_its_own_has_no_use_until_a_home_is_on_it) {
+TEST(system_places, protects_volume_once_home_is_on_it) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -148,7 +145,7 @@ TEST(system_places, a_volume_of_its_own_has_no_use_until_a_home_is_on_it) {
     EXPECT_TRUE(uses_of(card).empty());
 }
 
-TEST(system_places, the_volume_of_the_running_program_is_found) {
+TEST(system_places, protects_volume_of_running_program) {
     // The copy of this program that the test starts from another volume comes here.
     if (const char *volume = std::getenv("TROVIK_TEST_PROGRAM_VOLUME")) {
         const std::vector<volume_system_use> uses = uses_of(volume);
@@ -164,21 +161,21 @@ TEST(system_places, the_volume_of_the_running_program_is_found) {
     ASSERT_TRUE(mounts.mount_tmpfs(card, "size=200m"));
     std::filesystem::copy_file(own_program(), card + "/program");
     const variable told("TROVIK_TEST_PROGRAM_VOLUME", card);
-    EXPECT_EQ(volume_tests::run_program(
-                  {card + "/program",
-                   "--gtest_filter=system_places.the_volume_of_the_running_program_is_found"}),
-              0);
+    EXPECT_EQ(
+        volume_tests::run_program(
+            {card + "/program", "--gtest_filter=system_places.protects_volume_of_running_program"}),
+        0);
     EXPECT_FALSE(std::filesystem::exists(card + "/program")) << "the copy did not run this test";
 }
 
-TEST(system_places, a_path_that_does_not_exist_is_an_error) {
+TEST(system_places, fails_for_missing_path) {
     std::vector<volume_system_use> uses;
     std::string error;
     EXPECT_FALSE(volume_find_system_uses("/nowhere", uses, error));
     EXPECT_EQ(error, "/nowhere: cannot be looked at: No such file or directory");
 }
 
-TEST(system_places, a_use_is_told_in_words) {
+TEST(system_places, words_each_use) {
     EXPECT_EQ(volume_system_use_text({ROOT, "/"}), "the system's root /");
     EXPECT_EQ(volume_system_use_text({HOME, "/home/a\nb"}), "the home folder /home/a\nb");
     EXPECT_EQ(volume_system_use_text({PROGRAM, "/bin/x"}), "the running program /bin/x");

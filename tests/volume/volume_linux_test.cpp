@@ -38,7 +38,7 @@ std::string make_ext4(const private_mounts &mounts) {
 
 }  // namespace
 
-TEST(volume_linux, a_path_that_does_not_exist_is_an_error_that_names_it) {
+TEST(volume_linux, names_missing_path) {
     EXPECT_EQ(refused("/nowhere/at\nall"),
               "/nowhere/at\nall: cannot be looked at: No such file or directory");
     EXPECT_EQ(refused(""), ": cannot be looked at: No such file or directory");
@@ -48,7 +48,7 @@ TEST(volume_linux, a_path_that_does_not_exist_is_an_error_that_names_it) {
     EXPECT_EQ(error, "/nowhere: cannot be looked at: No such file or directory");
 }
 
-TEST(volume_linux, the_root_is_a_volume_named_slash_unless_it_has_a_label) {
+TEST(volume_linux, names_root_slash_without_label) {
     const volume_info info = described("/");
     EXPECT_EQ(info.root, "/");
     EXPECT_FALSE(info.name.empty());
@@ -60,7 +60,7 @@ TEST(volume_linux, the_root_is_a_volume_named_slash_unless_it_has_a_label) {
     EXPECT_TRUE(is_root("/"));
 }
 
-TEST(volume_linux, a_file_deep_inside_and_a_link_from_elsewhere_lead_to_the_same_volume) {
+TEST(volume_linux, finds_volume_of_nested_file_or_link) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -69,9 +69,8 @@ TEST(volume_linux, a_file_deep_inside_and_a_link_from_elsewhere_lead_to_the_same
     const std::string file = mounts.folder().make_file("card/a/b/file", "x");
     const std::string link = mounts.folder().make_link("link", deep);
     const std::string root_link = mounts.folder().make_link("root link", card);
-    for (const std::string &path : {card, card + "/", deep, file, link, link + "/..", root_link}) {
+    for (const std::string &path : {card, card + "/", deep, file, link, link + "/..", root_link})
         EXPECT_EQ(described(path).root, card) << path;
-    }
     EXPECT_TRUE(is_root(card));
     EXPECT_TRUE(is_root(card + "/a/.."));
     EXPECT_TRUE(is_root(root_link));
@@ -80,7 +79,7 @@ TEST(volume_linux, a_file_deep_inside_and_a_link_from_elsewhere_lead_to_the_same
     EXPECT_FALSE(is_root(file));
 }
 
-TEST(volume_linux, a_relative_path_is_described_by_its_absolute_root) {
+TEST(volume_linux, describes_relative_path) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -93,7 +92,7 @@ TEST(volume_linux, a_relative_path_is_described_by_its_absolute_root) {
     close(before);
 }
 
-TEST(volume_linux, a_mount_point_with_blanks_line_feeds_and_odd_bytes_keeps_its_bytes) {
+TEST(volume_linux, keeps_bytes_of_mount_point) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string name = "NO NAME\n\t\\040#\xFF\xC3(";
@@ -105,7 +104,7 @@ TEST(volume_linux, a_mount_point_with_blanks_line_feeds_and_odd_bytes_keeps_its_
     EXPECT_TRUE(is_root(card));
 }
 
-TEST(volume_linux, memory_has_a_size_and_no_device) {
+TEST(volume_linux, describes_tmpfs) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -127,7 +126,7 @@ TEST(volume_linux, memory_has_a_size_and_no_device) {
     EXPECT_EQ(info.internal, std::nullopt);
 }
 
-TEST(volume_linux, an_empty_source_is_no_obstacle) {
+TEST(volume_linux, describes_mount_with_empty_source) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -136,7 +135,7 @@ TEST(volume_linux, an_empty_source_is_no_obstacle) {
     EXPECT_EQ(described(card).file_system, "tmpfs");
 }
 
-TEST(volume_linux, a_remount_without_writes_is_read_only_and_back_again) {
+TEST(volume_linux, notices_read_only_remount) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -147,7 +146,7 @@ TEST(volume_linux, a_remount_without_writes_is_read_only_and_back_again) {
     EXPECT_EQ(described(card).read_only, false);
 }
 
-TEST(volume_linux, a_read_only_bind_leaves_the_original_writable) {
+TEST(volume_linux, tells_read_only_bind_mount_from_original) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -159,7 +158,7 @@ TEST(volume_linux, a_read_only_bind_leaves_the_original_writable) {
     EXPECT_EQ(described(card).read_only, false);
 }
 
-TEST(volume_linux, a_bind_mount_is_a_root_of_its_own) {
+TEST(volume_linux, takes_bind_mount_for_root) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string original = mounts.folder().make_folder("original/inside");
@@ -174,7 +173,7 @@ TEST(volume_linux, a_bind_mount_is_a_root_of_its_own) {
     EXPECT_EQ(described(view).device, described(original).device);
 }
 
-TEST(volume_linux, of_two_mounts_at_one_point_the_upper_one_is_described) {
+TEST(volume_linux, describes_upper_of_two_mounts) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string card = mounts.folder().make_folder("card");
@@ -184,12 +183,11 @@ TEST(volume_linux, of_two_mounts_at_one_point_the_upper_one_is_described) {
     EXPECT_TRUE(is_root(card));
 }
 
-TEST(volume_linux, a_covered_volume_that_is_still_stood_in_is_refused) {
+TEST(volume_linux, refuses_covered_volume) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
-    if (volume_tests::kernel_mount_id("/") < 0) {
+    if (volume_tests::kernel_mount_id("/") < 0)
         GTEST_SKIP() << "this kernel does not tell mount ids, and names cannot tell";
-    }
     const std::string card = mounts.folder().make_folder("card");
     ASSERT_TRUE(mounts.mount_tmpfs(card));
     const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -200,16 +198,14 @@ TEST(volume_linux, a_covered_volume_that_is_still_stood_in_is_refused) {
     close(before);
 }
 
-TEST(volume_linux, a_labelled_ext4_on_a_loop_device_is_fully_described) {
+TEST(volume_linux, describes_labelled_ext4) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
-    if (!volume_tests::has_program("mkfs.ext4")) {
+    if (!volume_tests::has_program("mkfs.ext4"))
         GTEST_SKIP() << "mkfs.ext4 is not installed";
-    }
     const std::string node = mounts.attach_loop(make_ext4(mounts));
-    if (node.empty()) {
+    if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
-    }
     const std::string card = mounts.folder().make_folder("card");
     ASSERT_TRUE(mounts.mount_at(node, card, "ext4", 0, ""));
     const volume_info info = described(card);
@@ -235,20 +231,18 @@ TEST(volume_linux, a_labelled_ext4_on_a_loop_device_is_fully_described) {
     EXPECT_EQ(described(card).read_only, true);
 }
 
-TEST(volume_linux, a_file_system_served_by_a_daemon_takes_its_device_from_the_source) {
+TEST(volume_linux, describes_exfat_through_fuse) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     if (!volume_tests::has_program("mkfs.exfat") ||
-        !volume_tests::has_program("mount.exfat-fuse") || access("/dev/fuse", R_OK | W_OK) != 0) {
+        !volume_tests::has_program("mount.exfat-fuse") || access("/dev/fuse", R_OK | W_OK) != 0)
         GTEST_SKIP() << "needs mkfs.exfat, mount.exfat-fuse and /dev/fuse";
-    }
     const std::string image = mounts.folder().make_file("image", "");
     std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
     ASSERT_EQ(volume_tests::run_program({"mkfs.exfat", "-L", "CARD", image}), 0);
     const std::string node = mounts.attach_loop(image);
-    if (node.empty()) {
+    if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
-    }
     const std::string card = mounts.folder().make_folder("card");
     ASSERT_EQ(volume_tests::run_program({"mount.exfat-fuse", node, card}), 0);
     mounts.note_mount(card);
@@ -261,13 +255,12 @@ TEST(volume_linux, a_file_system_served_by_a_daemon_takes_its_device_from_the_so
     EXPECT_GT(info.capacity_bytes, 8U << 20);
 }
 
-TEST(volume_linux, a_volume_whose_daemon_died_is_an_error) {
+TEST(volume_linux, fails_for_dead_fuse_daemon) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const int daemon = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (daemon < 0) {
+    if (daemon < 0)
         GTEST_SKIP() << "needs /dev/fuse";
-    }
     const std::string card = mounts.folder().make_folder("card");
     const bool mounted =
         mounts.mount_at("/dev/sda1", card, "fuse", 0,

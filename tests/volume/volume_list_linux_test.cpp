@@ -24,11 +24,9 @@ std::vector<std::string> candidates(const std::string &text) {
     std::string error;
     EXPECT_TRUE(mount_table_read(folder.make_file("mountinfo", text), table, error)) << error;
     std::vector<std::string> targets;
-    for (const mount_entry &entry : table) {
-        if (mounted_volume_is_candidate(table, entry)) {
+    for (const mount_entry &entry : table)
+        if (mounted_volume_is_candidate(table, entry))
             targets.push_back(entry.target);
-        }
-    }
     return targets;
 }
 
@@ -49,7 +47,7 @@ const std::string root_mount = "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n";
 
 }  // namespace
 
-TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
+TEST(volume_list_linux, offers_devices_with_any_file_system) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /media/a/NO\\040NAME rw - exfat /dev/sdb1 rw\n"
                                       "3 1 179:1 / /media/a/card rw - vfat /dev/mmcblk0p1 rw\n"
                                       "4 1 8:33 / /run/media/a/ntfs rw - fuseblk /dev/sdc1 rw\n"
@@ -61,7 +59,7 @@ TEST(volume_list_linux, cards_and_sticks_of_every_file_system_are_candidates) {
                                         "/mnt", "/tmp/loop", "/tmp/image", "/media/a/locked"}));
 }
 
-TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {
+TEST(volume_list_linux, omits_pseudo_or_network_file_systems) {
     EXPECT_EQ(candidates(root_mount + "2 1 0:22 / /proc rw - proc proc rw\n"
                                       "3 1 0:23 / /run rw - tmpfs tmpfs rw\n"
                                       "4 1 7:1 / /snap/core/1 ro - squashfs /dev/loop1 ro\n"
@@ -76,7 +74,7 @@ TEST(volume_list_linux, pseudo_and_network_file_systems_and_images_are_not) {
               std::vector<std::string>());
 }
 
-TEST(volume_list_linux, the_systems_own_mount_points_are_not) {
+TEST(volume_list_linux, omits_system_mount_points) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:2 / /boot rw - ext4 /dev/sda2 rw\n"
                                       "3 2 8:3 / /boot/efi rw - vfat /dev/sda3 rw\n"
                                       "4 1 8:4 / /home rw - ext4 /dev/sda4 rw\n"
@@ -86,7 +84,7 @@ TEST(volume_list_linux, the_systems_own_mount_points_are_not) {
               std::vector<std::string>{"/bootable"});
 }
 
-TEST(volume_list_linux, covered_mounts_and_those_behind_a_network_are_not) {
+TEST(volume_list_linux, omits_covered_mounts_or_those_below_network) {
     EXPECT_EQ(candidates(root_mount + "2 1 8:17 / /mnt/a rw - exfat /dev/sdb1 rw\n"
                                       "3 2 8:33 / /mnt/a rw - exfat /dev/sdc1 rw\n"
                                       "4 1 0:30 / /net rw - nfs srv:/ rw\n"
@@ -96,7 +94,7 @@ TEST(volume_list_linux, covered_mounts_and_those_behind_a_network_are_not) {
               (std::vector<std::string>{"/mnt/a", "/m"}));
 }
 
-TEST(volume_list_linux, the_volumes_of_the_system_and_memory_are_not_listed) {
+TEST(volume_list_linux, omits_system_volumes_or_tmpfs) {
     private_mounts mounts;
     const std::string view = mounts.folder().make_folder("view");
     const std::string memory = mounts.folder().make_folder("memory");
@@ -116,18 +114,16 @@ TEST(volume_list_linux, the_volumes_of_the_system_and_memory_are_not_listed) {
     }
 }
 
-TEST(volume_list_linux, a_mounted_loop_device_is_listed_once) {
+TEST(volume_list_linux, lists_loop_device_once) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const std::string image = mounts.folder().make_file("image", "");
     std::filesystem::resize_file(image, std::uintmax_t{16} << 20);
-    if (volume_tests::run_program({"mkfs.ext4", "-q", "-F", image}) != 0) {
+    if (volume_tests::run_program({"mkfs.ext4", "-q", "-F", image}) != 0)
         GTEST_SKIP() << "mkfs.ext4 cannot be run";
-    }
     const std::string node = mounts.attach_loop(image);
-    if (node.empty()) {
+    if (node.empty())
         GTEST_SKIP() << "no loop device can be had here";
-    }
     const std::string card = mounts.folder().make_folder("a card");
     const std::string whole = mounts.folder().make_folder("whole");
     const std::string part = mounts.folder().make_folder("part");
@@ -148,13 +144,12 @@ TEST(volume_list_linux, a_mounted_loop_device_is_listed_once) {
     }
 }
 
-TEST(volume_list_linux, a_daemon_that_never_answers_does_not_make_the_list_wait) {
+TEST(volume_list_linux, does_not_wait_for_silent_fuse_daemon) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);
     const int daemon = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (daemon < 0) {
+    if (daemon < 0)
         GTEST_SKIP() << "needs /dev/fuse";
-    }
     // Nobody reads the requests: whoever touches the mount waits until the test's time is over.
     const std::string far = mounts.folder().make_folder("far");
     const std::string options =

@@ -65,9 +65,8 @@ TEST(volume, notices_new_mount_at_same_place) {
     ASSERT_EQ(umount2(card.c_str(), 0), 0);
     ASSERT_EQ(mount("tmpfs", card.c_str(), "tmpfs", 0, "size=1m"), 0);
     volume_info now = described(card);
-    if (before.unique_mount_id == 0 && before.root_birth.first == 0) {
+    if (before.unique_mount_id == 0 && before.root_birth.first == 0)
         GTEST_SKIP() << "this kernel has neither unique mount ids nor birth times";
-    }
     // The kernel may give these out again at once.
     now.device = before.device;
     now.identifier = before.identifier;

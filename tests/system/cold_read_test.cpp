@@ -1,5 +1,5 @@
-// Test files of which another program keeps pages in memory: what is read then was never on the
-// way from the medium.
+// Whole runs on files that another program keeps in the page cache: such a read does not come from
+// the medium.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/loop.h>
@@ -22,7 +22,7 @@ static const char doubt[] =
     "What is read now may come from the computer's memory: 1.fff cannot be released from it, "
     "4096 bytes of it stay there\n";
 
-// One line before the read phase, the verdict, the field and the status.
+// Expects one line before the read phase, then verdict, JSON field and exit status.
 static void expect_doubted(const process_result &run, const nlohmann::json &report) {
     EXPECT_EQ(run.exit_status, 75) << run.out << run.err;
     const size_t line = run.out.find(doubt);
@@ -33,7 +33,7 @@ static void expect_doubted(const process_result &run, const nlohmann::json &repo
     EXPECT_TRUE(report.at("read").at("may_rest_on_memory"));
 }
 
-TEST(resident_pages, of_a_file_are_doubted_until_they_can_be_released) {
+TEST(cold_read, doubts_locked_page_until_unlocked) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
     run_cli({"write", where.path()});
@@ -48,7 +48,7 @@ TEST(resident_pages, of_a_file_are_doubted_until_they_can_be_released) {
     EXPECT_FALSE(run.json.at("read").at("may_rest_on_memory"));
 }
 
-TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
+TEST(cold_read, doubts_page_locked_during_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
@@ -60,14 +60,14 @@ TEST(resident_pages, that_somebody_locks_in_the_middle_of_a_run_are_doubted) {
 }
 
 // A file system like any other on FUSE.
-TEST(resident_pages, of_a_simulated_card_are_unknown_without_medium_is_memory) {
+TEST(cold_read, doubts_simulated_card_without_medium_is_memory) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     const process_result doubted =
         run_program({TROVIK_CLI_PROGRAM, "test", where.path(), "--keep-files"});
     EXPECT_EQ(doubted.exit_status, 75) << doubted.out;
-    EXPECT_NE(doubted.out.find("What is read now may come from the computer's memory: what a file "
-                               "system of type fuse.trovik-cardsim keeps in memory is not known\n"),
+    EXPECT_NE(doubted.out.find("What is read now may come from the computer's memory: a file "
+                               "system of type fuse.trovik-cardsim may keep a copy in memory\n"),
               std::string::npos)
         << doubted.out;
     EXPECT_EQ(run_program({TROVIK_CLI_PROGRAM, "read", where.path()}).exit_status, 75);
@@ -115,7 +115,7 @@ process_options as_ordinary_user() {
 
 }  // namespace
 
-TEST(resident_pages, of_another_users_files_cannot_be_known_and_are_never_a_pass) {
+TEST(cold_read, never_passes_another_users_files) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F", "-m", "0"}, {}, "ext4");
     const known_device device(where);
@@ -140,7 +140,7 @@ TEST(resident_pages, of_another_users_files_cannot_be_known_and_are_never_a_pass
     EXPECT_EQ(run_cli({"read", where.path()}).exit_status, 75) << "root knows that it is there";
 }
 
-TEST(resident_pages, of_an_ordinary_users_own_card_are_known) {
+TEST(cold_read, passes_ordinary_users_own_card) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     // With extents ext4 would keep 2 % for itself.
     const image_volume where(
