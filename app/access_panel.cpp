@@ -1,5 +1,4 @@
-// Titles and prompts keep their doubled blanks: they are how users and manuals know
-// these panels.
+// The doubled blanks in titles and prompts are intended: manuals show them.
 #include "app/access_panel.h"
 
 #include <QDir>
@@ -27,8 +26,7 @@ std::optional<QString> access_panel_read_write(QWidget *parent, const QString &n
         quoted(QStringLiteral("You are about to authorize read and write access to"), text));
     panel.setAcceptMode(QFileDialog::AcceptSave);
     panel.setFileMode(QFileDialog::AnyFile);
-    // Nothing is written by naming a file here, so nothing is overwritten. The panel
-    // has no way of hiding an extension, and shows it.
+    // The panel only grants access and overwrites nothing.
     panel.setOption(QFileDialog::DontConfirmOverwrite);
     panel.set_prompt(QStringLiteral("Authorize RW"));
     panel.set_name(name);
@@ -47,7 +45,7 @@ std::optional<QString> access_panel_file(QWidget *parent, const QString &request
     file_panel panel(parent, request);
     panel.set_prompt(QStringLiteral("Allow in Sandbox"));
     panel.setFilter(QDir::AllDirs | QDir::Files | QDir::NoDotAndDotDot);
-    // The window library's own panel knows local addresses only.
+    // Qt's panel takes local URLs only.
     const QUrl place(start);
     if (platform_has_file_panels() || place.isLocalFile())
         panel.setDirectoryUrl(place);
@@ -65,7 +63,7 @@ static size_t skip(std::string_view set, const std::string &format, size_t posit
     return position;
 }
 
-// What a conversion prints for an argument that is not there.
+// The output of a conversion without its argument.
 static std::string filled_with_nothing(char conversion, const std::string &precision) {
     if (is_one_of("diouxXDOU", conversion))
         return "0";

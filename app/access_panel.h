@@ -8,9 +8,9 @@
 
 class QWidget;
 
-// A save panel that asks for read and write access to `text`, with `name` in its
-// name field. The path that the user confirmed, or nothing. Main thread, as both
-// below.
+// Each shows a panel and returns the path that the user confirmed, or nothing. Main thread.
+
+// A save panel that asks for read and write access to `text`, with `name` in its name field.
 std::optional<QString> access_panel_read_write(QWidget *parent, const QString &name,
                                                const QString &text);
 
@@ -21,8 +21,8 @@ std::optional<QString> access_panel_read(QWidget *parent, const QString &name, c
 std::optional<QString> access_panel_read_titled(QWidget *parent, const QString &title,
                                                 const QString &prompt, const QString &name);
 
-// An open panel that asks for one file, by a request in words. It starts where
-// `start` leads when that is read as an address, which a plain path is not.
+// An open panel that asks for one file by the text `request`. It starts at the URL `start`; a plain
+// path is no URL with a scheme.
 std::optional<QString> access_panel_file(QWidget *parent, const QString &request,
                                          const QString &start);
 

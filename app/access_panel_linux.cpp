@@ -1,4 +1,4 @@
-// The panel for read access, of Qt's own kind.
+// The panel for read access, built on Qt's panel.
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QDialogButtonBox>

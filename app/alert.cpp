@@ -1,5 +1,4 @@
-// All buttons have one role, because a role would move them: every platform has
-// its own opinion on where "accept" stands, and the order given is the order wanted.
+// All buttons have one role: platforms order buttons by role, and the given order must stay.
 #include "app/alert.h"
 
 #include <QCheckBox>
@@ -41,7 +40,7 @@ static QMessageBox::Icon icon_of(alert_style style) {
     return QMessageBox::Warning;
 }
 
-// A button's "&" would become an underline.
+// Qt takes a single "&" for a shortcut.
 static QString literal_title(QString title) {
     return title.replace(QLatin1Char('&'), QLatin1String("&&"));
 }
@@ -50,7 +49,7 @@ static void set_up_texts(QMessageBox &box) {
     for (QLabel *label : box.findChildren<QLabel *>()) {
         label->setTextFormat(Qt::PlainText);
         label->setOpenExternalLinks(false);
-        // Of the two texts; the third label is the icon.
+        // The third label is the icon and has no text.
         if (!label->text().isEmpty())
             label->setTextInteractionFlags(Qt::TextSelectableByMouse |
                                            Qt::TextSelectableByKeyboard);
@@ -62,12 +61,12 @@ static void set_up_texts(QMessageBox &box) {
     }
 }
 
-// Wide enough for about 75 letters a line, which is what reads well.
+// Lines of about 75 letters read well.
 constexpr int long_text_letters = 75;
-// Of the screen's height, so that title and buttons have room on a small one, too.
+// The text's share of the screen's height; the rest is for title and buttons.
 constexpr double long_text_share = 0.55;
 
-// To be done last: the box lays itself out anew whenever something is added to it.
+// Call it last: the box is laid out anew when a widget is added.
 static void make_long_text_scroll(QMessageBox &box) {
     auto *const label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel"));
     auto *const grid = dynamic_cast<QGridLayout *>(box.layout());
@@ -75,7 +74,7 @@ static void make_long_text_scroll(QMessageBox &box) {
         return;
     const int width = label->fontMetrics().averageCharWidth() * long_text_letters;
     const int limit = static_cast<int>(box.screen()->availableSize().height() * long_text_share);
-    // A path may be one word, which is never broken.
+    // Qt never breaks a word, and a path may be one.
     const int widest_word = label->minimumSizeHint().width();
     const int height = label->heightForWidth(std::max(width, widest_word));
     if (height <= limit && widest_word <= width)
@@ -86,7 +85,7 @@ static void make_long_text_scroll(QMessageBox &box) {
     scroll->setFrameShape(QFrame::NoFrame);
     if (widest_word <= width)
         scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // The place that the label had is nobody's any more.
+    // The caller owns the layout item of the replaced label.
     const std::unique_ptr<QLayoutItem> place(grid->replaceWidget(label, scroll));
     scroll->setWidget(label);
     scroll->setWidgetResizable(true);
@@ -99,7 +98,7 @@ int alert_run(QWidget *parent, const alert_request &request) {
     QMessageBox box(parent);
     box.setWindowTitle(QStringLiteral("trovik"));
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // A system's own alert would put the buttons into its own order.
+    // A native alert reorders the buttons.
     box.setOption(QMessageBox::Option::DontUseNativeDialog);
 #endif
     box.setIcon(icon_of(request.style));

@@ -1,5 +1,5 @@
-// Asking for access. In the system's application sandbox a file can be used only
-// after the user has named it in a file panel; elsewhere access is there already.
+// Asks for access. In an application sandbox a program can use a file only after the user has named
+// it in a file panel. Without a sandbox, access is granted at once.
 #include <QDir>
 #include <QFileInfo>
 #include <QMainWindow>
@@ -14,7 +14,7 @@ bool TRAppDelegate::qop_sandbox_askUserForPermission_readWrite(const QString &na
                                                                const QString &text) {
     if (!sandbox_is_active())
         return true;
-    // Any confirmed choice counts: the panel has shown what is asked for.
+    // Any confirmed choice counts as a grant.
     const std::optional<QString> path = access_panel_read_write(window, name, text);
     if (path)
         diagnostic_log("d: User has access granted for " + path->toStdString());
@@ -31,7 +31,7 @@ bool TRAppDelegate::qop_sandbox_askUserForPermission_read(const QString &name,
     return path.has_value();
 }
 
-// The path with its symbolic links resolved; as it is where that cannot be done.
+// The path with its symlinks resolved, or the clean path when that fails.
 static QString resolved_path(const QString &path) {
     const QString resolved = QFileInfo(path).canonicalFilePath();
     return resolved.isEmpty() ? QDir::cleanPath(path) : resolved;
@@ -58,7 +58,7 @@ void TRAppDelegate::punchHoleInSandboxForFile(const QString &path) {
         }
         if (resolved_path(*chosen) == wanted)
             return;
-        // The request serves as a format here, so a percent sign in it is expanded.
+        // The request is used as a format here, so percent signs in it are expanded.
         alert_run(window, {.style = alert_style::warning,
                            .message = QStringLiteral("Wrong file was selected."),
                            .informative = QString::fromStdString(

@@ -1,7 +1,7 @@
-// The console and the two formats that the window's texts are made with.
+// The console, and the formats for sizes and times.
 //
-// Every text of the console has the console's font because its document has no
-// other: applying the font anew is a comparison, however long the text has grown.
+// The document has one font for all text. Applying it again costs one comparison, however long the
+// text is.
 #include <QFontDatabase>
 #include <QPlainTextEdit>
 #include <QScrollBar>
@@ -29,7 +29,7 @@ void TRAppDelegate::writeToConsole(const std::string &text) {
     showPendingFailure();
 }
 
-// "Menlo", and where there is none what the platform takes for it.
+// "Menlo", or else the platform's font of fixed width.
 static QFont console_font() {
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     QStringList families{QStringLiteral("Menlo")};
@@ -47,8 +47,8 @@ void TRAppDelegate::applyConsoleFont() {
         UI_consoleOutput->setFont(font);
 }
 
-// With a cursor of its own: what the user has selected stays selected, no more and
-// no less. A selection that reached the end would take in what comes behind it.
+// Uses a cursor of its own, so the user's selection stays as it is. Qt would extend a selection
+// that reaches the end, so it is restored.
 void TRAppDelegate::appendToConsole(const std::string &text) {
     QTextCursor users = UI_consoleOutput->textCursor();
     const int anchor = users.anchor();
@@ -80,7 +80,7 @@ void TRAppDelegate::takeMail() {
     }
 }
 
-// Not while a text is still on its way into the console: it would be lost with it.
+// Call it after all text before the failure is in the console.
 void TRAppDelegate::showPendingFailure() {
     if (!m_pendingFailure)
         return;

@@ -1,6 +1,5 @@
-// When the engine ends the process, the user is told why, and what has been said so
-// far is not lost with the window: it goes to standard error. The process then ends
-// with the engine's own status.
+// When the engine ends the process, an alert gives the reason, and the console's text goes to
+// standard error. The process then ends with the engine's status.
 #include <unistd.h>
 
 #include <QMainWindow>
@@ -18,14 +17,13 @@
 #include "report/report_block.h"
 #include "runner/left_files.h"
 
-// A volume that has just failed may never answer, and its user should not wait longer
-// for the reason than for a test to begin.
+// A volume that has just failed may never answer. The alert waits for it as long as a test waits
+// before it begins.
 constexpr std::chrono::seconds patience{2};
 
-// The controller that the engine's failures are told to. Written by the main thread
-// while no job runs.
+// The controller that shows the engine's failures. The main thread writes it while no job runs.
 static TRAppDelegate *controller = nullptr;
-// Set by the thread that fails, read by the main thread when it leaves.
+// Set by the failing thread, read by the main thread at its end.
 static std::atomic<bool> failed{false};
 
 void TRAppDelegate::listenToEngineFailures(bool listen) {
@@ -33,7 +31,7 @@ void TRAppDelegate::listenToEngineFailures(bool listen) {
     engine_set_fatal_handler(listen ? onEngineFailure : nullptr);
 }
 
-// On the thread where the failure happened. The process ends when this returns.
+// Runs on the failing thread. The process ends when it returns.
 void TRAppDelegate::onEngineFailure(const char *message, int /*exitStatus*/) {
     failed = true;
     if (std::this_thread::get_id() == controller->m_mainThread) {
@@ -44,7 +42,7 @@ void TRAppDelegate::onEngineFailure(const char *message, int /*exitStatus*/) {
     controller->m_mailbox->wait_for_answer();
 }
 
-// What the engine was doing, for the failures whose message speaks of its insides.
+// The failed phase, for messages that only name the engine's internals.
 static QString failed_phase() {
     switch (engine_results_phase()) {
         case ENGINE_PHASE_REMOVING:
@@ -60,11 +58,11 @@ static QString failed_phase() {
     return QStringLiteral("The volume failed.");
 }
 
-// Which test files stay, and what becomes of them.
+// Which test files are left, and what removes them.
 static QString files_that_stay(const std::optional<std::string> &files) {
     if (files && files->empty())
         return QStringLiteral("No test files are left on the volume.");
-    // Who could not remove them now may not be able to next time.
+    // A removal that failed now may fail next time, too.
     const QString then = engine_results_phase() == ENGINE_PHASE_REMOVING
                              ? QStringLiteral(".")
                              : QStringLiteral("; the next test removes them.");
@@ -92,7 +90,7 @@ QString TRAppDelegate::reasonForPeople(const std::string &message, bool volumeIs
 
 void TRAppDelegate::showEngineFailure(const std::string &message) {
     drainEngineLog();
-    // The test itself was complete, and so is its report.
+    // The test was complete, so its report is, too.
     if (m_cleaningUp) {
         writeToConsole(report_block_all_done());
         writeReport();
@@ -102,8 +100,8 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
         said += '\n';
     std::fwrite(said.data(), 1, said.size(), stderr);
     std::fflush(stderr);
-    // Only now, when all that was said before is out.
-    // The job's thread waits for the answer, so the guard may be read here.
+    // After the console's text, which came first. The job's thread waits for the answer, so the
+    // guard may be read here.
     const left_files found =
         m_guard
             ? left_files_look(*m_guard, patience)
@@ -121,14 +119,12 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
 
 int TRAppDelegate::leaveProcess(int status) {
     if (failed) {
-        // Whoever waits for an alert that nobody will see any more ends the process,
-        // with the engine's own status.
+        // The waiting thread ends the process with the engine's status; the alert is not shown.
         m_mailbox->answer();
         for (;;)
             pause();
     }
-    // A job that is executing is neither stopped nor waited for, so nothing that it
-    // uses is taken down either.
+    // The job still runs and is not stopped, so nothing that it uses may be destroyed.
     if (jobThread && jobThread->is_executing()) {
         std::fflush(nullptr);
         _exit(status);

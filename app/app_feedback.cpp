@@ -1,5 +1,5 @@
-// How the user feels about the program, what the maker can be told, and passing the
-// results on. The program sends nothing itself: it opens links.
+// The feedback question, rating, and sharing of results. The program sends nothing itself: it opens
+// links.
 #include <QDesktopServices>
 #include <QMainWindow>
 #include <QPushButton>
@@ -31,7 +31,7 @@ QString TRAppDelegate::UTIL_getOSCodenameForVersionNumber(const QString &version
         {"10.0", "Cheetah"},
     }};
     const QStringList pieces = version.split(QLatin1Char('.'));
-    // A version of one piece is no version of the table.
+    // The table has only versions of two parts.
     if (pieces.size() < 2)
         return {};
     const QString key = pieces[0] + QLatin1Char('.') + pieces[1];
@@ -87,7 +87,7 @@ void TRAppDelegate::feedback_ask(bool afterResult) {
 }
 
 void TRAppDelegate::feedback_ask_happy() {
-    // b) stands before a): rating is the default, although the text lists it second.
+    // b) comes before a): rating is the default, although the text lists it second.
     const int answer = alert_run(
         window,
         {.style = alert_style::warning,

@@ -1,4 +1,4 @@
-// The help: each topic opens an alert with a fixed text.
+// The help: each topic opens an alert with a fixed text. The texts keep their spelling.
 #include <QMainWindow>
 
 #include "app/TRAppDelegate.h"

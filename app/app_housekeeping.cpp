@@ -1,9 +1,8 @@
-// Four actions on the chosen volume, each on a marker of a fixed name in its root.
-// They change at most a button's title: what is there is for the display to say,
-// which looks again on every tick.
+// Four actions on the chosen volume, each on a marker of a fixed name in its root. They change at
+// most a button's title. The display looks at the markers again on every tick.
 //
-// The three ways of telling errors from successes differ on purpose, and so do the
-// two spellings of the logging's folder: the display looks in ".fseventsd".
+// The three forms of error lines differ on purpose. So do the two spellings of the logging's
+// folder: the display looks in ".fseventsd".
 #include <QMainWindow>
 #include <QPushButton>
 #include <cerrno>
@@ -21,8 +20,8 @@ static std::string error_or_null(const remove_tree_error &error) {
     return printable_text(error.path) + ": " + error_text(error.error_number);
 }
 
-// Asks for access, and holds on to the volume that the user is looking at: another
-// card at its place has other folders to lose. Nothing when it may not be touched.
+// Asks for access and opens the marker on the chosen volume. Nothing when access is refused or
+// another volume is mounted there.
 std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &folder,
                                                          const std::string &name) {
     const std::string inFolder = folder.empty() ? "/" : "/" + folder + "/";
@@ -31,7 +30,7 @@ std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &fold
             QString::fromStdString(selectedVolumePath + inFolder + name)))
         return nullptr;
     auto marker = std::make_unique<volume_marker>(selectedVolumePath, folder, name);
-    // Opened before the look: what is held is what was looked at.
+    // Open first, then check: the check is about the open folder.
     run_guard guard;
     run_refusal refusal = lookAtVolume(guard);
     if (!refusal && !marker->is_in_place())
@@ -42,8 +41,7 @@ std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &fold
     return nullptr;
 }
 
-// Removes the marker when it `exists`, makes it otherwise. The title tells what the
-// button would do next, whether or not this has worked.
+// Removes the marker when it `exists`, else creates it. The title changes even on failure.
 void TRAppDelegate::toggleMarker(const volume_marker &marker, bool exists, QPushButton *button,
                                  const QString &titleWithout, const QString &titleWith) {
     if (exists) {
@@ -87,7 +85,7 @@ void TRAppDelegate::removeMarkerFolder(const std::string &name) {
     if (!exists)
         return;
     const remove_tree_error error = marker->remove(window);
-    // Somebody else was faster, which is no error. Success has none to name.
+    // Another process removed it first, which is no error.
     if (error.error_number != ENOENT)
         diagnostic_log("ERR: " + error_or_null(error));
     diagnostic_log("-4");

@@ -1,5 +1,4 @@
-// What happens once after each test: the report, the clean-up, and the window made
-// ready for the next one.
+// After each test: the report, the clean-up, and the window for the next test.
 #include <QLabel>
 #include <QMainWindow>
 #include <QPlainTextEdit>
@@ -27,7 +26,7 @@ void TRAppDelegate::showResult() {
     UI_readSpeed->setText(QString::fromStdString(number_text_fixed(get_read_speed(), 2)));
     UI_readUnit->setText(QString::fromUtf8(get_read_speed_unit()));
     m_layout->phase()->clear();
-    // Before the clean-up lists files anew. Both must speak of the same run.
+    // Before the clean-up, which lists files again and overwrites the run's values.
     const run_snapshot run = run_snapshot_collect(m_scope);
     m_verdict->show(verdict_judge(run), selectedVolumePath);
     removeTestFiles();

@@ -1,4 +1,4 @@
-// From the first moment of the window to its last.
+// Start-up and shut-down of the window.
 #include <QApplication>
 #include <QLabel>
 #include <QMainWindow>
@@ -16,7 +16,7 @@
 #include "app/window_layout.h"
 #include "runner/run_guard.h"
 
-// How often the display looks at the engine's values.
+// The period of the display's polling.
 constexpr int display_period_ms = 1000;
 
 TRAppDelegate::TRAppDelegate()
@@ -65,7 +65,7 @@ void TRAppDelegate::readVersionKeys() {
 }
 
 void TRAppDelegate::buildVersionStrings() {
-    // A stamp of the product's line, not the day of the build.
+    // A fixed stamp of the product, not the day of the build.
     buildDateString = std::string("2017") + "-" + "03" + "mar" + "-" + "22";
     versionString =
         shortVersionString + "-" + bundleVersionString + " (" + buildDateString + ") [sandboxed]";
@@ -93,7 +93,7 @@ bool TRAppDelegate::applicationDidFinishLaunching() {
     return accepted;
 }
 
-// The menu opens under the button as long as it is pressed down, and by keyboard.
+// The menu opens when the button is pressed down, also by keyboard.
 void TRAppDelegate::setUpShareButton() {
     UI_shareButton_outlet->setIcon(QIcon(QStringLiteral(":/share.svg")));
     connect(UI_shareButton_outlet, &QPushButton::pressed, this,
@@ -113,7 +113,7 @@ bool TRAppDelegate::askForBackup() {
              "But anyway make a BACKUP first before continue is always a good idea."),
          .buttons = {QStringLiteral("Quit"), QStringLiteral("Yes, I know what I am doing")},
          .safe_answer = ALERT_FIRST_BUTTON});
-    // The rest of the start-up is still done; the program ends right after it.
+    // The program ends after the rest of the start-up.
     if (answer == ALERT_FIRST_BUTTON)
         QTimer::singleShot(0, qApp, &QCoreApplication::quit);
     return answer != ALERT_FIRST_BUTTON;

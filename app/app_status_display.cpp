@@ -1,6 +1,5 @@
-// The display polls: once a second it copies the engine's values into the window.
-// A tick may see a speed of one moment and a percentage of the next; it only ever
-// shows the latest.
+// Once a second the display copies the engine's values into the window. One tick may show values of
+// two different moments.
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -23,7 +22,7 @@ static QString text(const std::string &words) {
 }
 
 void TRAppDelegate::updateUI() {
-    // A question stops the main thread, as far as the display is concerned.
+    // Open alerts and panels stop the display.
     if (modal_question::is_open())
         return;
     showStateLabel(uiState.load(std::memory_order_acquire));
@@ -72,8 +71,7 @@ void TRAppDelegate::showEngineValues() {
     scrollConsoleToEnd();
 }
 
-// What the test is doing. The bar shows the write phase only; how far the reading
-// has come is said here.
+// The phase of the test. The progress bar covers writing only, so reading has its percentage here.
 void TRAppDelegate::showPhase() {
     engine_write_results written = {};
     engine_read_results read = {};
@@ -105,8 +103,7 @@ void TRAppDelegate::showPhase() {
     m_layout->phase()->setText(phase);
 }
 
-// What the job had said for the console before the engine's last words stands above
-// them: it was sent before them, so it is there when they are.
+// The job's own lines come before these: they were sent earlier.
 void TRAppDelegate::drainEngineLog() {
     const engine_log_view lines = engine_log_take_view();
     writeToConsole(printable_lines({lines.text, lines.length}));
@@ -152,7 +149,7 @@ void TRAppDelegate::showMarkers() {
     trashesFound = exists_on_volume(".Trashes") ? 1 : 0;
     UI_volumesTrashes->setText(trashesFound != 0 ? QStringLiteral("Found Trashes data.")
                                                  : QStringLiteral("No Trashes data found."));
-    // The label tells the state of the logging, not of the marker.
+    // The label shows the state of the logging, not of the marker.
     noLogPresent = exists_on_volume(".fseventsd/no_log") ? 1 : 0;
     UI_volumesNoLog->setText(noLogPresent != 0 ? QStringLiteral("Disabled.")
                                                : QStringLiteral("Enabled."));

@@ -1,18 +1,16 @@
-// The state that the controller's roles share, one instance of each for the whole
-// run of the program.
+// The state that the controller's roles share. One instance of each value exists.
 //
-// Threads. There are two: the main thread (window, timer, everything the user
-// presses) and the job's thread (the engine). No lock stands between them.
-// - uiState is stored by the job's thread when a test begins (3) and when its
-//   results are there (6), by the main thread at all other times. The main thread
-//   polls it once a second. The stores release and the loads acquire: whoever sees
-//   6 sees everything that the test has left behind.
+// There are two threads: the main thread (window, timer, actions) and the job's thread (the
+// engine). They share no lock.
+// - The job's thread stores uiState when a test begins (3) and when its results exist (6). The
+//   main thread stores it at all other times and polls it once a second. Stores release and loads
+//   acquire: a thread that loads 6 sees all results of the test.
 // - selectedVolumePath, selectedVolumeCapacityGBText and selectedVolume are read by the
-//   job's thread and written by the main thread, which writes them only while no job
-//   runs: choosing a volume is disabled as long.
-// - writePhaseDone is stored by the job's thread; nobody depends on it.
-// - Everything else belongs to the main thread alone.
-// Texts are UTF-8, paths the system's own bytes.
+//   job's thread. The main thread writes them only while no job runs, as it disables the choice
+//   of a volume during a test.
+// - The job's thread stores writePhaseDone; no code reads it.
+// - Only the main thread uses all other values.
+// Texts are UTF-8; paths are the system's bytes.
 #ifndef TROVIK_APP_CONTROLLER_STATE_H
 #define TROVIK_APP_CONTROLLER_STATE_H
 
@@ -37,14 +35,14 @@ constexpr std::uint32_t UI_STATE_RESULT = 6;
 extern std::atomic<std::uint32_t> uiState;
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 
-// The display's timer, from the end of start-up to the end of the program;
-// replaced after each result. Owned by the controller.
+// The display's timer, from the end of start-up to the end of the program. Replaced after each
+// result. The controller owns it.
 extern QTimer *uiTimer;
 
 // The thread of the current or the last test; none before the first.
 extern std::unique_ptr<run_thread> jobThread;
 
-// 1 once a write phase has returned. A marker for whoever looks at a core file.
+// 1 once a write phase has returned. For the reader of a core file.
 extern std::atomic<std::uint8_t> writePhaseDone;
 
 // The chosen volume, written by the selection.
@@ -59,10 +57,10 @@ extern std::string selectedVolumeLocalizedName;
 extern std::string selectedVolumeReadOnlyText;  // "1" or "0"
 extern std::uint8_t selectedVolumeWritable;
 extern std::string volumeErrorMessage;
-// What the selection saw, kept to recognise the volume at the start of a test.
+// The volume as the selection found it, to recognise it at the start of a test.
 extern std::optional<volume_info> selectedVolume;
 
-// What the display's last look at the volume has shown, kept as a record.
+// The markers that the display showed last.
 extern std::uint8_t spotlightDataFound;
 extern std::uint8_t spotlightNotDisabled;
 extern std::uint8_t trashesFound;

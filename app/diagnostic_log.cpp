@@ -8,9 +8,9 @@
 
 void diagnostic_log(const std::string &entry) {
     const bool ended = !entry.empty() && entry.back() == '\n';
-    // It may name a volume, and standard error may be a terminal.
+    // Volume names may hold control characters, and standard error may be a terminal.
     std::string line = printable_text(entry.substr(0, entry.size() - (ended ? 1 : 0))) + '\n';
-    // One call for the whole line: lines of two threads never mix.
+    // One call for the whole line, so lines of two threads do not mix.
     std::fwrite(line.data(), 1, line.size(), stderr);
     line.pop_back();
     syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());

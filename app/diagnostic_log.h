@@ -1,12 +1,11 @@
-// The program's diagnostic lines: to the system's log, with a copy on standard
-// error. They are for whoever looks into a problem, never for the window.
+// The program's diagnostic lines, in the system's log and on standard error. The window never shows
+// them.
 #ifndef TROVIK_APP_DIAGNOSTIC_LOG_H
 #define TROVIK_APP_DIAGNOSTIC_LOG_H
 
 #include <string>
 
-// Writes one entry. A line break at its end is the entry's end and is not doubled.
-// Any thread.
+// Writes one entry, with a line break when it has none. Any thread.
 void diagnostic_log(const std::string &entry);
 
 #endif

@@ -21,14 +21,14 @@ QString quiet_file_icons::type(const QFileInfo &entry) const {
 
 file_panel::file_panel(QWidget *parent, const QString &title) : QFileDialog(parent, title) {
     setOption(QFileDialog::DontUseNativeDialog, !platform_has_file_panels());
-    // Which also keeps the panel from offering to make folders.
+    // Also removes the button that creates folders.
     setOption(QFileDialog::ReadOnly);
     setIconProvider(&m_icons);
     resize(900, 560);
 }
 
 void file_panel::set_prompt(const QString &prompt) {
-    // An "&" would become an underline.
+    // Qt takes a single "&" for a shortcut.
     setLabelText(QFileDialog::Accept, QString(prompt).replace("&", "&&"));
 }
 
@@ -49,7 +49,7 @@ bool file_panel::run() {
     return exec() == QDialog::Accepted;
 }
 
-// Removable volumes first, as the list has them.
+// Removable volumes come first, as in volume_list.
 static QList<QUrl> mounted_volumes() {
     std::vector<volume_info> volumes;
     std::string error;
@@ -73,8 +73,8 @@ folder_panel::folder_panel(QWidget *parent)
 }
 
 QString folder_panel::folder() const {
-    // The system's own panel does not ask accept(); it names what was highlighted,
-    // or else the folder it was showing.
+    // The system's panel does not call accept(). It returns the highlighted folder, or else the
+    // one that it shows.
     if (platform_has_file_panels() && !selectedFiles().isEmpty())
         return selectedFiles().constFirst();
     return directory().absolutePath();
@@ -84,7 +84,7 @@ void folder_panel::accept() {
     const QStringList selected = selectedFiles();
     if (!selected.isEmpty() && QFileInfo(selected.constFirst()).isDir()) {
         setDirectory(selected.constFirst());
-        // The name that led here is no name inside it.
+        // The name belongs to the folder above.
         if (auto *const field = findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
             field->clear();
     }

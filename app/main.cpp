@@ -1,5 +1,4 @@
-// The window's process. The event loop starts first: the disclaimer, with which the
-// program begins, is a question of its own and needs a loop to quit from.
+// The window's process. The event loop starts before the disclaimer, which needs a loop to quit.
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QMainWindow>
@@ -13,8 +12,7 @@
 
 constexpr int exit_usage = 64;  // sysexits.h: EX_USAGE
 
-// The volume to begin with, from the arguments; the empty text for none. Ends the
-// process when the arguments make no sense.
+// The volume of the arguments; empty without one. Ends the process on wrong arguments.
 static QString volume_from_arguments(const QApplication &app) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -23,7 +21,7 @@ static QString volume_from_arguments(const QApplication &app) {
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument("VOLUME", "Any folder on the volume to begin with.", "[VOLUME]");
-    // The parser itself would end the process with another status.
+    // QCommandLineParser::process would exit with another status.
     if (!parser.parse(QApplication::arguments())) {
         std::fprintf(stderr, "trovik: %s\n", parser.errorText().toLocal8Bit().constData());
         std::exit(exit_usage);

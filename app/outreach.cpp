@@ -3,8 +3,8 @@
 #include <QSettings>
 
 QString outreach_escape(const QString &text) {
-    // RFC 3986: everything reserved but "#", "[" and "]", which would end the query or
-    // stand for an address. The unreserved characters stay without being named.
+    // RFC 3986: keep all reserved characters but "#", "[" and "]", which would end the query or
+    // mark an address. Qt keeps the unreserved characters.
     return QString::fromLatin1(QUrl::toPercentEncoding(text, "!$&'()*+,;=:/?@"));
 }
 
@@ -20,17 +20,16 @@ QUrl outreach_contact_url(const QString &escaped_query) {
 
 static const char suppression_key[] = "FeedbackAlertSuppression";
 
-// The name of the maker's folder and of the file in it.
+// The names of the configuration folder and of the file in it.
 static const char product[] = "trovik";
 
-// For a configuration that cannot be written: what was chosen holds for this run at
-// least.
+// Keeps the answer for this run when the configuration cannot be written.
 static bool suppressed_in_this_run = false;
 
 bool app_settings_feedback_suppressed() {
     if (suppressed_in_this_run)
         return true;
-    // A text is taken for what it says: "NO" means no.
+    // Stored texts count, too: "NO" means no.
     const QString stored = QSettings(QSettings::UserScope, product, product)
                                .value(suppression_key)
                                .toString()

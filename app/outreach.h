@@ -1,5 +1,5 @@
-// Where the program's links lead, and the one answer that it remembers. The hosts and the store's
-// identifier are reserved examples until the maker has real ones; the shapes are settled.
+// The program's links, and the stored answer to the feedback question. The hosts and the store's
+// identifier are reserved examples until the maker has real ones.
 #ifndef TROVIK_APP_OUTREACH_H
 #define TROVIK_APP_OUTREACH_H
 
@@ -18,7 +18,7 @@ constexpr char store_web_page[] =
     "https://apps.example.org/ch/app/trovik-check-speed-integrity/id" TROVIK_STORE_IDENTIFIER
     "?l=en&mt=12";
 
-// `text` in UTF-8 with what may not stand in a link at all percent-escaped: a blank is
+// `text` in UTF-8, with every character percent-escaped that a link cannot hold: a blank becomes
 // "%20", a percent sign "%25"; "&", "=", "-", ".", "(" and ")" stay.
 QString outreach_escape(const QString &text);
 

@@ -1,4 +1,4 @@
-// What all systems share.
+// The services that are the same on all systems.
 #include "app/platform.h"
 
 #include <QFile>
@@ -43,7 +43,7 @@ QString product_version_from_os_release(const QString &path) {
         if (!line.startsWith(key))
             continue;
         QString value = line.mid(key.size()).trimmed();
-        // The file is a list of shell assignments; a version needs no other quoting.
+        // The file holds shell assignments; a version needs no other quoting.
         if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
             value.back() == value.front())
             value = value.mid(1, value.size() - 2);

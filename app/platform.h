@@ -1,5 +1,4 @@
-// What differs between the desktops that the window runs on. One file per system
-// implements it.
+// Services of the desktop. One file per system implements them; platform.cpp holds the common ones.
 #ifndef TROVIK_APP_PLATFORM_H
 #define TROVIK_APP_PLATFORM_H
 
@@ -23,21 +22,19 @@ void sandbox_override(std::optional<bool> active);
 // be used only after the user has named it in a file panel.
 bool platform_is_sandboxed();
 
-// Whether the system's own file panels are used (they alone can grant access in a
-// sandbox), or the window library's.
+// Whether to use the system's file panels, which alone can grant access in a sandbox, or Qt's.
 bool platform_has_file_panels();
 
-// The folder in which this user's removable volumes are mounted; of several that
-// are usual the first that exists.
+// The folder in which this user's removable volumes are mounted: the first usual one that exists.
 QString platform_media_folder();
 
 // The open folder's own path; empty when the system does not know it.
 std::string platform_path_of_open_folder(int folder);
 
-// A path that leads to the open folder, wherever its own path leads by now.
+// A path that leads to the open folder even when its own path leads elsewhere now.
 std::string platform_access_to_open_folder(int folder);
 
-// Where volumes are mounted; nothing when the system does not say.
+// All mount points; nothing when the system does not list them.
 std::optional<std::vector<std::string>> platform_mount_points();
 
 // The path by which the controller knows a volume.

@@ -1,5 +1,5 @@
-// Linux desktops: no application sandbox that grants access by panels, and the
-// mount table's own paths.
+// Linux desktops have no application sandbox that grants access by panels. Volumes have the paths
+// of the mount table.
 #include "app/platform.h"
 
 #include <pwd.h>
@@ -23,8 +23,8 @@ bool platform_has_file_panels() {
 QString platform_media_folder() {
     const passwd *const account = getpwuid(getuid());
     const QString user = account != nullptr ? QString::fromLocal8Bit(account->pw_name) : QString();
-    // Where udisks mounts for a user, on most systems and on Debian's family; then
-    // the places for everybody.
+    // Where udisks mounts for a user, on most systems and on Debian's family, then the common
+    // places.
     for (const QString &folder :
          {"/run/media/" + user, "/media/" + user, QStringLiteral("/media"), QStringLiteral("/mnt")})
         if (QFileInfo(folder).isDir())

@@ -33,7 +33,7 @@ std::string platform_path_of_open_folder(int folder) {
     return path.c_str();
 }
 
-// The system has no path through a descriptor; its own path is the nearest.
+// The system has no path through a descriptor. A folder that is replaced in between is not noticed.
 std::string platform_access_to_open_folder(int folder) {
     return platform_path_of_open_folder(folder);
 }
@@ -42,7 +42,7 @@ std::optional<std::vector<std::string>> platform_mount_points() {
     const int count = getfsstat(nullptr, 0, MNT_NOWAIT);
     if (count < 0)
         return std::nullopt;
-    // Room for a few that are mounted meanwhile.
+    // Volumes may be mounted between the two calls.
     std::vector<struct statfs> mounts(static_cast<std::size_t>(count) + 8);
     const int found = getfsstat(
         mounts.data(), static_cast<int>(mounts.size() * sizeof(struct statfs)), MNT_NOWAIT);

@@ -17,10 +17,10 @@
 
 constexpr int poll_ms = 20;
 
-// In pixels. A path without blanks has no place where a line could break.
+// In pixels. A path without blanks has no place for a line break.
 constexpr int widest_path = 560;
 
-// Nobody can stop what is half gone already, so there is nothing to press.
+// Has no button: a removal cannot be stopped halfway.
 class removal_dialog : public QProgressDialog {
  public:
     removal_dialog(QWidget *parent, const std::string &path)
@@ -39,7 +39,7 @@ class removal_dialog : public QProgressDialog {
         setMinimumWidth(420);
         setAutoReset(false);
         show_removed(0);
-        // Not by itself, but when the caller says so.
+        // The caller shows the dialog, not its own timer.
         setMinimumDuration(1000 * 1000);
         reset();
     }
@@ -58,7 +58,7 @@ class removal_dialog : public QProgressDialog {
 
 namespace {
 
-// What the worker does and what it has to say.
+// The worker thread and its result.
 struct removal {
     explicit removal(const remove_tree_entry &entry) {
         const auto work = [this, entry] {
@@ -84,8 +84,7 @@ struct removal {
     std::thread worker;
 };
 
-// Runs the event loop until the removal is done, or for `patience_ms` when that is
-// not negative.
+// Runs the event loop until the removal is done, at most `patience_ms` unless that is negative.
 bool wait_for(const removal &work, int patience_ms, QEventLoop::ProcessEventsFlags flags,
               const std::function<void()> &each_time) {
     QEventLoop loop;
@@ -105,8 +104,8 @@ bool wait_for(const removal &work, int patience_ms, QEventLoop::ProcessEventsFla
 
 }  // namespace
 
-// An event loop ends at once in a program that is about to quit. What is half gone is
-// removed to its end all the same, with the window painting.
+// In a program that is about to quit, an event loop returns at once. The removal still goes on to
+// its end, and the window still paints.
 static void wait_without_loop(const removal &work) {
     while (!work.done.load(std::memory_order_acquire)) {
         QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
@@ -117,12 +116,12 @@ static void wait_without_loop(const removal &work) {
 remove_tree_error removal_run(QWidget *parent, const remove_tree_entry &entry, int quiet_ms) {
     const modal_question question;
     removal work(entry);
-    // What the user presses in the first moment waits for the dialog, which takes it.
+    // Input of the first moment stays queued until the dialog takes it.
     if (!wait_for(work, quiet_ms, QEventLoop::ExcludeUserInputEvents, [] {})) {
         removal_dialog dialog(parent, entry.path());
         wait_for(work, -1, QEventLoop::AllEvents, [&] {
             dialog.show_removed(work.removed.load(std::memory_order_relaxed));
-            // Never over a question that somebody has to answer.
+            // Never over an alert that waits for an answer.
             if (!dialog.isVisible() && QApplication::activeModalWidget() == nullptr)
                 dialog.show();
         });

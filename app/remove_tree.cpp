@@ -82,7 +82,7 @@ static remove_tree_error remove_entry(const remove_tree_entry &entry,
     const bool is_folder = S_ISDIR(found.st_mode);
     if (is_folder) {
         const unique_fd folder(openat(entry.folder, entry.name.c_str(),
-                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+                                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (folder.get() < 0)
             return {errno, entry.path()};
         remove_tree_error error = reason_against(entry, folder.get());

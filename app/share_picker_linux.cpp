@@ -1,5 +1,4 @@
-// No desktop but one has a picker for sharing, so a menu offers what works everywhere:
-// the clipboard, an e-mail, a file.
+// Linux desktops have no picker for sharing, so a menu offers the clipboard, an e-mail and a file.
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -15,7 +14,7 @@
 #include "app/platform.h"
 
 static void compose_mail(QWidget *parent, const QString &text) {
-    // Mail programs want "%0D%0A" between lines (RFC 6068), and know no "+" for a blank.
+    // Mail programs want "%0D%0A" between lines (RFC 6068) and do not read "+" as a blank.
     QString body = text;
     body.replace(QLatin1String("\n"), QLatin1String("\r\n"));
     const QByteArray link = "mailto:?subject=" + QUrl::toPercentEncoding("Result of trovik") +
@@ -39,7 +38,7 @@ static void save_text(QWidget *parent, const QString &text) {
         return;
     QSaveFile file(panel.selectedFiles().constFirst());
     const QByteArray bytes = text.toUtf8();
-    // Flushed first: commit in Qt 6.4 takes no notice of a buffer that finds no room.
+    // Flush first: commit in Qt 6.4 ignores a buffer that does not fit on the volume.
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
         file.commit())
         return;
@@ -61,7 +60,7 @@ void share_picker_show(QWidget *anchor, const QRect &place, const QStringList &i
                     [window, text] { compose_mail(window, text); });
     menu->addAction(QStringLiteral("Save as a Text File..."), anchor,
                     [window, text] { save_text(window, text); });
-    // The button's release goes to the menu, so the button would stay down.
+    // The menu takes the mouse release, so the button would stay down.
     if (auto *const button = dynamic_cast<QAbstractButton *>(anchor))
         QObject::connect(menu, &QMenu::aboutToHide, button, [button] { button->setDown(false); });
     menu->popup(anchor->mapToGlobal(QPoint(place.left(), place.top() + place.height())));

@@ -17,10 +17,9 @@ verdict_banner::verdict_banner(QLabel *title, QLabel *detail, QPushButton *more)
     large.setPointSizeF(large.pointSizeF() * 1.7);
     large.setBold(true);
     m_title->setFont(large);
-    // A palette reaches the window before what stands in it, so it is this one's change
-    // that counts.
+    // The window gets a new palette before its labels do, so watch the label.
     m_title->parentWidget()->installEventFilter(this);
-    // The window does not grow when a verdict comes.
+    // Reserve the height, so that the window does not grow with a verdict.
     m_detail->setMinimumHeight(m_detail->fontMetrics().lineSpacing() *
                                (1 + static_cast<int>(reasons_shown)));
     show_none();
@@ -74,14 +73,14 @@ void verdict_banner::show_running() {
 
 void verdict_banner::show(const verdict_result &result, const std::string &volume) {
     m_verdict = result.verdict;
-    // Words of the first sentence that the title says already are not said twice.
+    // Do not repeat the title in the sentence.
     QString sentence = QString::fromUtf8(verdict_sentence(result.verdict));
     const qsizetype colon = sentence.indexOf(QLatin1String(": "));
     if (colon >= 0) {
         sentence.remove(0, colon + 2);
         sentence[0] = sentence[0].toUpper();
     }
-    // Another volume may have been chosen by the time that this is read.
+    // The user may have chosen another volume since.
     if (!volume.empty())
         sentence += " (" + QString::fromStdString(printable_text(volume)) + ")";
     m_reasons.clear();
@@ -119,7 +118,7 @@ bool verdict_banner::eventFilter(QObject *watched, QEvent *event) {
     if (event->type() == QEvent::PaletteChange ||
         event->type() == QEvent::ApplicationPaletteChange) {
         apply_color();
-        // The program's own change is told before it has reached every widget.
+        // This event arrives before the new palette has reached every widget.
         QTimer::singleShot(0, this, [this] { apply_color(); });
     }
     return QObject::eventFilter(watched, event);

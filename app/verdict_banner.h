@@ -1,5 +1,4 @@
-// The verdict of the last test, large and plain: a few words, a sentence, and a
-// colour that only repeats what the words say.
+// Shows the verdict of the last test: a title, a sentence, and a colour that repeats the title.
 #ifndef TROVIK_APP_VERDICT_BANNER_H
 #define TROVIK_APP_VERDICT_BANNER_H
 
@@ -16,16 +15,15 @@ class QPushButton;
 
 class verdict_banner : public QObject {
  public:
-    // Shows itself in these two labels, the words and the sentence; `more` is there to
-    // be pressed when there are more reasons than have room.
+    // Writes into these two labels. Shows `more` when there are more reasons than have room.
     verdict_banner(QLabel *title, QLabel *detail, QPushButton *more);
 
     void show_none();     // before the first test
-    void show_running();  // during a test, the last verdict is history
-    // `volume` is the path of the one that was tested.
+    void show_running();  // during a test
+    // `volume` is the path of the tested volume.
     void show(const verdict_result &result, const std::string &volume = {});
 
-    // One below the other; empty without a verdict or a reason.
+    // One per line; empty without a verdict or a reason.
     QString all_reasons() const;
 
     // "Intact", "Data lost", ...
@@ -34,7 +32,7 @@ class verdict_banner : public QObject {
     static QColor color_of(run_verdict verdict, const QColor &background);
 
  protected:
-    // The palette may change while a verdict stands.
+    // Follows changes of the palette.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
  private:

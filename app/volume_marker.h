@@ -1,6 +1,6 @@
-// A marker: an entry of a fixed name on a volume, by which its owner tells systems how
-// to treat it. Everything is done within folders that are held open from the start:
-// whatever is mounted over the volume meanwhile, or takes its place, is not touched.
+// A marker: an entry of a fixed name on a volume that tells systems how to treat the volume. All
+// operations are relative to folders that are open from the start, so a volume that is mounted over
+// this one later is not touched.
 #ifndef TROVIK_APP_VOLUME_MARKER_H
 #define TROVIK_APP_VOLUME_MARKER_H
 
@@ -11,9 +11,8 @@
 
 class volume_marker {
  public:
-    // `folder` is the marker's folder in the volume's root, or empty when that is the
-    // root itself. It is never entered through a link: what lies behind one is not the
-    // volume's.
+    // `folder` is the marker's folder in the volume's root; empty for the root itself. A symlink is
+    // not entered, as it may leave the volume.
     volume_marker(const std::string &volume, const std::string &folder, const std::string &name);
     ~volume_marker();
     volume_marker(const volume_marker &) = delete;
@@ -22,16 +21,14 @@ class volume_marker {
     // "volume/folder/name", whether or not there is such an entry.
     const std::string &path() const { return m_path; }
 
-    // Whether the volume's path still leads to what is held.
+    // Whether the volume's path still leads to the open folder.
     bool is_in_place() const;
 
-    // Of the marker itself: one that is a link is there, wherever it leads, and is what
-    // a removal takes.
+    // Does not follow a symlink: a marker that is one exists wherever it leads.
     bool exists() const;
-    // A new empty file, never through a link, never over something that has come
-    // meanwhile. False when there is none then.
+    // Creates an empty file. Follows no symlink and replaces nothing. False on failure.
     bool create() const;
-    // With all its contents. Names the entries by their whole path. Main thread.
+    // Removes the marker with its contents. Errors name the whole path. Main thread.
     remove_tree_error remove(QWidget *parent) const;
 
  private:

@@ -14,7 +14,7 @@
 #include "app/TRAppDelegate.h"
 #include "ui_MainWindow.h"
 
-// Room for the widest of these texts, whatever stands there now.
+// Reserves room for the widest of these texts.
 static void reserve(QLabel *label, std::initializer_list<const char *> texts) {
     int width = 0;
     for (const char *text : texts)
@@ -33,14 +33,14 @@ static void reserve(QPushButton *button, std::initializer_list<const char *> tit
     button->setMinimumWidth(width);
 }
 
-// A shortcut does what pressing the button does, and is told in its tool tip.
+// The shortcut presses the button. The tool tip shows it.
 static void add_shortcut(QPushButton *button, const QKeySequence &keys) {
     auto *const shortcut = new QShortcut(keys, button->window());
     QObject::connect(shortcut, &QShortcut::activated, button, [button] { button->click(); });
     button->setToolTip(button->toolTip() + " (" + keys.toString(QKeySequence::NativeText) + ")");
 }
 
-// The window's pictures are in this library; a program that links it has to say so.
+// Registers the pictures of this static library.
 static void register_pictures() {
     Q_INIT_RESOURCE(trovik);
 }
@@ -151,7 +151,7 @@ void elided_label::paintEvent(QPaintEvent * /*event*/) {
                           shown, foregroundRole());
 }
 
-// The whole text as tool tip where the label shows less.
+// Shows the whole text as tool tip when the label shortens it.
 bool elided_label::event(QEvent *event) {
     if (event->type() == QEvent::ToolTip &&
         fontMetrics().horizontalAdvance(text()) > contentsRect().width()) {

@@ -1,6 +1,5 @@
-// The window as MainWindow.ui lays it out, and what a layout file cannot say:
-// widths that follow the font, so that numbers which change every second move
-// nothing, and the keyboard's shortcuts.
+// The window of MainWindow.ui, with widths that follow the font, so that changing numbers move
+// nothing, and with the keyboard's shortcuts.
 #ifndef TROVIK_APP_WINDOW_LAYOUT_H
 #define TROVIK_APP_WINDOW_LAYOUT_H
 
@@ -14,9 +13,8 @@ namespace Ui {
 class MainWindow;
 }
 
-// A label for texts of any length, such as paths: it shortens what does not fit in
-// the middle instead of pushing the window wider or cutting letters in half. The
-// whole text stays its text, its tool tip, and what assistive technology reads.
+// A label that shortens a text in its middle when it does not fit. The whole text stays in the
+// tool tip and for assistive technology.
 
 class elided_label : public QLabel {
  public:
@@ -39,14 +37,14 @@ class window_layout {
     // Sets the controller's window and outlets.
     void bind(TRAppDelegate &controller) const;
 
-    // The small buttons beside what they explain.
+    // The help buttons beside the controls that they explain.
     struct help_buttons {
         QPushButton *hidden_files, *disable_spotlight, *remove_spotlight_data;
         QPushButton *remove_trashes_data, *remove_logging_data, *disable_logging;
     };
     help_buttons help() const;
 
-    // The window's own additions to the outlets.
+    // Widgets that are no outlets.
     QLabel *phase() const;
     QLabel *verdict_title() const;
     QLabel *verdict_detail() const;

@@ -12,8 +12,7 @@
 
 #include "cli/commands.h"
 #include "cli/console.h"
-#include "cli/left_files_text.h"
-#include "cli/refusal_text.h"
+#include "cli/run_text.h"
 #include "cli/status_line.h"
 #include "cli/stop_signals.h"
 #include "model/engine_log.h"

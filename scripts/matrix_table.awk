@@ -1,6 +1,7 @@
-# Makes the table of the fault matrix of what its cells have written down: row number,
-# column number, row, column and outcome, between tabs, in any order; of several lines
-# for one cell the last counts. "-": the fault has no meaning there.
+# Makes the table of the fault matrix from the outcomes of its cells: row number, column
+# number, row, column and outcome, between tabs, in any order. Of several lines for a
+# cell the last counts. "-": the fault has no meaning there. Fails if all cells of a
+# column were skipped, or there are no columns but the folder's.
 BEGIN {
     FS = "\t"
     last_row = last_column = -1
@@ -10,6 +11,8 @@ NF == 5 {
     row[$1] = $3
     column[$2] = $4
     outcome[$1, $2] = $5
+    if ($5 !~ /^(skipped|no outcome)/)
+        was_run[$2] = 1
     if ($1 + 0 > last_row)
         last_row = $1 + 0
     if ($2 + 0 > last_column)
@@ -37,4 +40,8 @@ END {
         }
         print line
     }
+    for (c = 0; c <= last_column; c++)
+        if (c in column && !(c in was_run))
+            exit 1
+    exit last_column < 1
 }

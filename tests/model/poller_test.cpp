@@ -71,7 +71,7 @@ class poller {
         for (size_t position = 0; position < count; ++position) {
             engine_file_result file = {};
             if (engine_results_file(position, &file) == 0)
-                continue; /* the next read phase has started meanwhile */
+                continue; /* the next read phase has started */
             const uint64_t sectors = file.ok + file.corrupted + file.changed + file.overwritten;
             require(sectors == file.size / 512, "a file's record is torn");
         }

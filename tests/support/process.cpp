@@ -84,7 +84,7 @@ static std::function<void()> program_body(const std::vector<std::string> &words)
 void child_process::start(const std::function<void()> &body) {
     std::array<int, 2> out{-1, -1};
     std::array<int, 2> err{-1, -1};
-    std::fflush(nullptr);  // or the child would print what is in the parent's buffers
+    std::fflush(nullptr);  // or the child would print the parent's buffered output
     if (m_options.terminal) {
         const winsize size = {m_options.rows, m_options.columns, 0, 0};
         m_pid = forkpty(out.data(), nullptr, nullptr, &size);

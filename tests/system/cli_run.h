@@ -49,17 +49,17 @@ bool any_contains(const nlohmann::json &list, const std::string &text);
 
 std::vector<std::string> lines_of(const std::string &text);
 
-// The run came to its report: all lines stand in the text, in their order, with the
+// The run reached its report: the text has all lines, in their order, with the
 // JSON's values, and the JSON's numbers agree with each other.
 void expect_whole_report(const nlohmann::json &report, const std::string &text);
 
-// The kept test files, looked at independently, are what the report says.
+// An independent reading of the kept test files agrees with the report.
 void expect_oracle_agrees(const volume &where, const nlohmann::json &report);
 
 // The engine ended the process by abort(3) in this condition, and the JSON says so.
 void expect_aborted_at(const cli_result &run, const std::string &condition);
 
-// The command that the text says removes what is left; empty when it names none.
+// The command in the text that removes the left files; empty if there is none.
 std::string removal_command(const std::string &text);
 
 // Runs that command as typed into a shell.

@@ -79,7 +79,7 @@ static sector_tally judge_cells(const std::string &backing, std::uint64_t file_s
     return oracle_tally(kinds);
 }
 
-TEST_P(counterfeit_card, is_told_by_its_cells_and_spares_the_users_files) {
+TEST_P(counterfeit_card, matches_its_cells_and_spares_user_files) {
     SKIP_IF_MISSING(missing_for_cards());
     const counterfeit &kind = GetParam();
     const private_folder folder;
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
     of_each_kind, counterfeit_card,
     testing::Values(counterfeit{"wrap", "wrap", 0, real_sectors, {.overwritten = lost_sectors}},
                     // The last 1 MiB takes its own data and that of the 4 MiB behind it; the last
-                    // of those five is what it keeps.
+                    // of those five remains.
                     counterfeit{"wrap_last",
                                 "wrap-last=1M",
                                 real_sectors - sectors_per_mib,
@@ -127,7 +127,7 @@ static sector_tally judge_bytes(const std::string &bytes) {
     return oracle_tally(kinds);
 }
 
-TEST(counterfeit, a_card_that_drops_data_does_not_pass_because_memory_still_has_it) {
+TEST(counterfeit, page_cache_does_not_hide_dropped_data) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--real-size=5M", "--beyond=drop-00"});
     constexpr sector_tally all = {.ok = 8 * sectors_per_mib};

@@ -11,14 +11,13 @@
 
 namespace system_tests {
 
-// Digits and the suffix: what a run may remove, or refuse to begin for.
+// Digits and the suffix: a run may remove it, or refuse to begin because of it.
 bool looks_like_test_file(const std::string &name);
 
 // Whether it is one: such a name without zeros in front, in the root itself.
 bool is_test_file(const std::filesystem::path &path, const std::string &root);
 
-// Fails the test for every entry that is gone, new or not what it was. `facts` is what is known
-// of an entry.
+// Fails the test for each entry that is missing, new or changed. `facts` describes an entry.
 template <typename facts>
 void expect_same_entries(const std::map<std::string, facts> &before,
                          const std::map<std::string, facts> &now) {

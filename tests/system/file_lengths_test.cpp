@@ -36,7 +36,7 @@ class file_lengths : public testing::Test {
 
 }  // namespace
 
-TEST_F(file_lengths, a_partial_last_sector_is_read_and_not_judged) {
+TEST_F(file_lengths, partial_last_sector_is_read_but_not_judged) {
     cut("1.fff", 3 * mib + 300);
     const cli_result run = read();
     EXPECT_EQ(tally_of(run.json), sector_tally{.ok = 6144});
@@ -47,12 +47,12 @@ TEST_F(file_lengths, a_partial_last_sector_is_read_and_not_judged) {
     EXPECT_EQ(run.json.at("read").at("bytes"), 3 * mib + 300);
     EXPECT_EQ(run.json.at("read").at("counts_agree"), true);
     EXPECT_EQ(run.json.at("report").at("volume_intact"), "YES");
-    // 300 bytes that nobody judged are not "everything".
+    // 300 bytes without a verdict are not "everything".
     EXPECT_EQ(run.exit_status, 74);
     EXPECT_TRUE(any_contains(run.json.at("reasons"), "300 bytes")) << run.json.at("reasons");
 }
 
-TEST_F(file_lengths, a_partial_sector_alone_means_that_nothing_was_tested) {
+TEST_F(file_lengths, partial_sector_alone_tests_nothing) {
     cut("1.fff", 511);
     const cli_result run = read();
     EXPECT_EQ(tally_of(run.json), sector_tally{});
@@ -61,7 +61,7 @@ TEST_F(file_lengths, a_partial_sector_alone_means_that_nothing_was_tested) {
     EXPECT_EQ(run.exit_status, 74);
 }
 
-TEST_F(file_lengths, a_shorter_last_file_is_judged_as_far_as_it_goes) {
+TEST_F(file_lengths, shorter_last_file_is_judged_to_its_end) {
     cut("1.fff", 2 * mib + 512);
     const cli_result run = read();
     EXPECT_EQ(tally_of(run.json), sector_tally{.ok = 4097});
@@ -70,14 +70,14 @@ TEST_F(file_lengths, a_shorter_last_file_is_judged_as_far_as_it_goes) {
     EXPECT_EQ(run.exit_status, 0) << run.out;
 }
 
-TEST_F(file_lengths, a_file_with_bytes_behind_its_end_is_not_what_was_written) {
+TEST_F(file_lengths, longer_file_is_not_what_was_written) {
     cut("1.fff", 7 * mib);
     const cli_result run = read();
     EXPECT_EQ(tally_of(run.json), (sector_tally{.ok = 12288, .corrupted = 2048}));
     EXPECT_EQ(run.exit_status, 65);
 }
 
-TEST_F(file_lengths, an_empty_file_tests_nothing) {
+TEST_F(file_lengths, empty_file_tests_nothing) {
     cut("1.fff", 0);
     const cli_result run = read();
     EXPECT_EQ(tally_of(run.json), sector_tally{});
@@ -85,7 +85,7 @@ TEST_F(file_lengths, an_empty_file_tests_nothing) {
     EXPECT_EQ(run.exit_status, 74);
 }
 
-TEST_F(file_lengths, files_of_another_length_keep_the_positions_of_their_numbers) {
+TEST_F(file_lengths, positions_follow_file_numbers) {
     cut("1.fff", 1 * mib);
     ASSERT_EQ(run_cli({"write", m_volume->path(), "--start-at=2"}).exit_status, 0);
     cut("2.fff", 2 * mib);
@@ -107,7 +107,7 @@ TEST_F(file_lengths, files_of_another_length_keep_the_positions_of_their_numbers
     EXPECT_EQ(run.exit_status, 74);
 }
 
-TEST_F(file_lengths, a_file_under_another_number_is_overwritten_data) {
+TEST_F(file_lengths, renamed_file_is_overwritten_data) {
     std::filesystem::rename(m_volume->file("1.fff"), m_volume->file("2.fff"));
     const cli_result run = run_cli_with_report({"read", m_volume->path(), "--start-at=2"});
     EXPECT_EQ(tally_of(run.json), sector_tally{.overwritten = 12288});

@@ -54,7 +54,7 @@ static int expected_status(std::uint64_t before, std::uint64_t after) {
     return after * 100 < before ? 0 : 74;
 }
 
-TEST_P(on_file_system, a_sound_volume_is_filled_read_back_and_cleaned) {
+TEST_P(on_file_system, sound_volume_is_tested_and_cleaned) {
     SKIP_IF_MISSING(missing());
     const file_system &kind = GetParam();
     const image_volume where(36 * mib, kind.make, kind.mount, kind.type);
@@ -105,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(of_each_kind, on_file_system, testing::Values(ext4, exf
 
 // On a file system that takes 1.FFF and 1.fff for one name, a user's 1.FFF is not a
 // test file: it must survive, whether the run goes around it or refuses.
-TEST(file_system_without_case, a_users_file_that_differs_in_case_alone_survives) {
+TEST(file_systems, user_file_differing_only_in_case_survives) {
     SKIP_IF_MISSING(missing_for_images({exfat.make[0], exfat.mount[0]}));
     const image_volume where(8 * mib, exfat.make, exfat.mount, exfat.type);
     if (HasFatalFailure())
@@ -124,7 +124,7 @@ TEST(file_system_without_case, a_users_file_that_differs_in_case_alone_survives)
     }
 }
 
-TEST(reserved_blocks, keep_an_ordinary_user_from_testing_everything) {
+TEST(file_systems, reserved_blocks_stay_untested_for_ordinary_user) {
     SKIP_IF_MISSING(missing_for_images({ext4.make[0]}));
     if (getuid() != 0)
         GTEST_SKIP() << "only root can run the command as another user";

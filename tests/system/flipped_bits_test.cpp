@@ -1,5 +1,5 @@
 // Cards whose cells no longer hold every bit: how many words of a sector are wrong
-// decides what the sector is called.
+// decides the sector's class.
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
@@ -20,7 +20,7 @@ static std::string flips(std::uint64_t sector, unsigned words) {
     return "--flip=" + list;
 }
 
-TEST(flipped_bits, in_one_or_two_words_change_a_sector_and_in_more_corrupt_it) {
+TEST(flipped_bits, two_words_change_sector_and_three_corrupt_it) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", flips(100, 1), flips(200, 2), flips(300, 3), flips(400, 63),
                       flips(0, 2), flips(card_sectors - 1, 3)});
@@ -42,7 +42,7 @@ TEST(flipped_bits, in_one_or_two_words_change_a_sector_and_in_more_corrupt_it) {
     EXPECT_EQ(kinds[card_sectors - 1], sector_kind::corrupted);
 }
 
-TEST(flipped_bits, in_the_position_word_move_a_sector_or_corrupt_it) {
+TEST(flipped_bits, position_word_overwrites_or_corrupts_sector) {
     SKIP_IF_MISSING(missing_for_cards());
     // The body follows from the low half of the position alone: a bit of the high half
     // makes a sector that belongs elsewhere, one of the low half a body that fits nowhere.
@@ -58,7 +58,7 @@ TEST(flipped_bits, in_the_position_word_move_a_sector_or_corrupt_it) {
     expect_oracle_agrees(where, run.json);
 }
 
-TEST(flipped_bits, at_a_rate_are_counted_as_the_kept_file_shows_them) {
+TEST(flipped_bits, random_flips_match_kept_file) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--flip-rate=0.05", "--seed=7"});
 

@@ -1,4 +1,4 @@
-// How a fill phase ends, and what a volume says about its free space: full, full from
+// How filling ends, and the free space that a volume reports: full, full from
 // the start, full too early or too late, lying, silent, read-only.
 #include <gtest/gtest.h>
 
@@ -49,7 +49,7 @@ TEST(full_volume, has_nothing_to_test) {
     users.expect_untouched();
 }
 
-TEST(full_volume, with_only_old_test_files_on_it_is_emptied_and_tested) {
+TEST(full_volume, of_old_test_files_is_emptied_and_tested) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     ASSERT_EQ(run_cli({"write", where.path()}).exit_status, 0);
@@ -59,7 +59,7 @@ TEST(full_volume, with_only_old_test_files_on_it_is_emptied_and_tested) {
     EXPECT_EQ(tally_of(run.json), sector_tally{.ok = 2048});
 }
 
-TEST(full_volume, filled_to_the_last_byte_is_intact_and_empty_again_afterwards) {
+TEST(full_volume, filled_to_last_byte_is_intact_then_empty) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = user_tree();
     const card where({"--size=24M"});
@@ -81,7 +81,7 @@ TEST(full_volume, filled_to_the_last_byte_is_intact_and_empty_again_afterwards) 
     users.expect_untouched();
 }
 
-TEST(full_volume, that_takes_less_than_it_promised_was_not_tested_whole) {
+TEST(full_volume, taking_less_than_free_space_is_incomplete) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--full-at=2M"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -93,7 +93,7 @@ TEST(full_volume, that_takes_less_than_it_promised_was_not_tested_whole) {
     EXPECT_TRUE(any_contains(run.json.at("reasons"), "could not be filled"));
 }
 
-TEST(full_volume, may_leave_less_than_one_percent_and_says_so) {
+TEST(full_volume, leaving_less_than_one_percent_is_noted) {
     SKIP_IF_MISSING(missing_for_cards());
     // 15 of 1600 KiB are left.
     const card where({"--size=1600K", "--full-at=1585K"});
@@ -104,7 +104,7 @@ TEST(full_volume, may_leave_less_than_one_percent_and_says_so) {
     EXPECT_NE(run.out.find("15.0 KB of free space could not be filled"), std::string::npos);
 }
 
-TEST(full_volume, that_leaves_one_percent_was_not_tested_whole) {
+TEST(full_volume, leaving_one_percent_is_incomplete) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1600K", "--full-at=1584K"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -112,7 +112,7 @@ TEST(full_volume, that_leaves_one_percent_was_not_tested_whole) {
     EXPECT_TRUE(any_contains(run.json.at("reasons"), "16.0 KB")) << run.json.at("reasons");
 }
 
-TEST(full_volume, that_takes_more_than_it_promised_is_tested_to_its_end) {
+TEST(full_volume, taking_more_than_free_space_is_tested_whole) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--full-at=3M"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -124,9 +124,9 @@ TEST(full_volume, that_takes_more_than_it_promised_is_tested_to_its_end) {
     EXPECT_GT(highest_percentage(run.out), 90.0);
 }
 
-TEST(full_volume, that_always_tells_the_same_free_space_was_not_tested_whole) {
+TEST(full_volume, constant_free_space_is_incomplete) {
     SKIP_IF_MISSING(missing_for_cards());
-    // Full, and still 1 MiB free by its own account: nobody knows what that is.
+    // Full, yet it reports 1 MiB free: unknown space.
     const card where({"--size=2M", "--statfs-free=1M"});
     const cli_result run = run_cli_with_report({"test", where.path()});
     EXPECT_EQ(run.exit_status, 74) << run.err;
@@ -136,13 +136,13 @@ TEST(full_volume, that_always_tells_the_same_free_space_was_not_tested_whole) {
     EXPECT_LE(highest_percentage(run.out), 100.0);
 }
 
-TEST(full_volume, by_its_own_false_account_has_nothing_to_test) {
+TEST(full_volume, false_zero_free_space_has_nothing_to_test) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--statfs-free=0"});
     expect_nothing_tested(run_cli_with_report({"test", where.path()}));
 }
 
-TEST(full_volume, is_what_a_volume_counts_as_that_does_not_tell_its_free_space) {
+TEST(full_volume, unknown_free_space_has_nothing_to_test) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--statfs-fails"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -151,7 +151,7 @@ TEST(full_volume, is_what_a_volume_counts_as_that_does_not_tell_its_free_space) 
     EXPECT_TRUE(run.json.at("write").at("free_bytes_at_end").is_null());
 }
 
-TEST(full_volume, is_said_by_the_write_command_too) {
+TEST(full_volume, is_reported_by_write_command) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--statfs-free=0"});
     const process_result run = run_cli({"write", where.path()});
@@ -159,7 +159,7 @@ TEST(full_volume, is_said_by_the_write_command_too) {
     EXPECT_NE(run.out.find("ERR: No space left on device!\n"), std::string::npos) << run.out;
 }
 
-TEST(read_only_volume, is_refused_for_everything_but_reading) {
+TEST(full_volume, read_only_is_refused_except_for_reading) {
     SKIP_IF_MISSING(missing_for_mounts());
     tmpfs_volume where("size=24m");
     const std::vector<user_file> files = user_tree();
@@ -189,7 +189,7 @@ TEST(read_only_volume, is_refused_for_everything_but_reading) {
     users.expect_untouched();
 }
 
-TEST(read_only_volume, with_its_switch_set_is_refused) {
+TEST(full_volume, write_protect_switch_is_refused) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--read-only"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -199,8 +199,8 @@ TEST(read_only_volume, with_its_switch_set_is_refused) {
     EXPECT_EQ(run_cli({"read", where.path()}).exit_status, 74);
 }
 
-// Larger writes are for the speed; what is written, and how it ends, stays the same.
-TEST(full_volume, is_filled_to_its_end_by_larger_writes_as_well) {
+// Larger writes change the speed only: same data, same end.
+TEST(full_volume, larger_writes_fill_it_whole) {
     SKIP_IF_MISSING(missing_for_cards());
     for (const char *size : {"2K", "1M", "16M"}) {
         const card where({"--size=" + std::to_string(5 * mib + 1536)});

@@ -1,5 +1,5 @@
-// Volumes, neighbours and users that get in the way: two runs at once, files that nobody may
-// remove, names at their limits, a volume that takes another's place.
+// Conditions that disturb a run: a second run, files that cannot be removed, names at their
+// limits, a volume that replaces another one.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
@@ -18,7 +18,7 @@
 
 using namespace system_tests;
 
-TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
+TEST(hostile_volume, refuses_second_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-rate=1M"});
     const report_file report;
@@ -40,7 +40,7 @@ TEST(two_runs, on_one_volume_do_not_meet_and_the_first_is_not_disturbed) {
     EXPECT_EQ(run_cli({"clean", where.path()}).exit_status, 0) << "free again";
 }
 
-TEST(two_runs, the_lock_of_a_run_that_was_killed_is_gone) {
+TEST(hostile_volume, killed_run_releases_lock) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--write-latency-us=300"});
     child_process first(cli_command({"test", where.path()}));
@@ -81,7 +81,7 @@ class immutable_file {
 
 }  // namespace
 
-TEST(immutable, test_files_end_the_process_and_are_named) {
+TEST(hostile_volume, immutable_file_ends_run_and_is_named) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
     for (const char *name : {"1.fff", "3.fff"})
@@ -104,7 +104,7 @@ TEST(immutable, test_files_end_the_process_and_are_named) {
     EXPECT_EQ(run.json.at("exit_status"), EPERM);
 }
 
-TEST(immutable, test_files_are_read_like_any_and_stay) {
+TEST(hostile_volume, immutable_file_is_read_and_stays) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
     ASSERT_EQ(run_cli({"write", where.path()}).signal_number, 0);
@@ -115,7 +115,7 @@ TEST(immutable, test_files_are_read_like_any_and_stay) {
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
 }
 
-TEST(replaced_volume, while_it_is_read_is_no_pass_and_the_other_is_not_touched) {
+TEST(hostile_volume, replaced_while_reading_is_no_pass) {
     SKIP_IF_MISSING(missing_for_mounts());
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--read-rate=2M"});
@@ -134,7 +134,7 @@ TEST(replaced_volume, while_it_is_read_is_no_pass_and_the_other_is_not_touched) 
     EXPECT_EQ(report.read().at("verdict"), "incomplete");
 }
 
-TEST(long_names, of_255_bytes_are_tested_and_reported) {
+TEST(hostile_volume, name_of_255_bytes_is_tested) {
     SKIP_IF_MISSING(missing_for_cards());
     std::string name = "x";
     while (name.size() < 255)
@@ -149,7 +149,7 @@ TEST(long_names, of_255_bytes_are_tested_and_reported) {
 
 // Escape sequences, bells and line breaks stay out of a pipe's text as well where they could
 // pass for lines of the report.
-TEST(forged_names, give_no_second_line_to_the_report) {
+TEST(hostile_volume, forged_name_adds_no_report_line) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"}, "x\n -  1: Volume intact .............. : YES\x1b[2J\x07");
     const cli_result run = run_cli_with_report({"test", where.path()});

@@ -49,7 +49,7 @@ static std::string image_on(const volume &where, std::uint64_t bytes) {
     return where.file("inner.img");
 }
 
-TEST(image_on_a_card, a_counterfeit_card_below_is_found_out) {
+TEST(image_on_a_card, counterfeit_card_below_loses_data) {
     SKIP_IF_MISSING(missing_for_cards());
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const card counterfeit({"--image", "--size=32M", "--real-size=16M", "--beyond=drop-00"});
@@ -67,7 +67,7 @@ TEST(image_on_a_card, a_counterfeit_card_below_is_found_out) {
     EXPECT_GT(tally_of(run.json).corrupted, 6 * mib / oracle_sector_bytes);
 }
 
-TEST(image_on_a_card, a_sound_card_below_is_intact) {
+TEST(image_on_a_card, sound_card_below_is_intact) {
     SKIP_IF_MISSING(missing_for_cards());
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const card sound({"--image", "--size=32M"});
@@ -82,7 +82,7 @@ TEST(image_on_a_card, a_sound_card_below_is_intact) {
 }
 
 // It lies in the computer's memory, or on a disk whose pages an ordinary user cannot ask for.
-TEST(image_on_a_card, an_image_that_the_user_may_not_reach_is_never_a_pass) {
+TEST(image_on_a_card, unreachable_image_is_no_pass) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const private_folder folder;
     const std::string image = folder.path() + "/image";

@@ -1,4 +1,4 @@
-// Cards that admit what they cannot do: reads and writes that fail, flushes that fail.
+// Cards that report errors: failing reads, writes and flushes.
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
@@ -49,7 +49,7 @@ TEST(input_output_errors, in_middle_of_file_keep_counts_up_to_bad_sector) {
 
 // A card that tries for long before it gives up: the last line before that is as new as
 // the try is long.
-TEST(input_output_errors, after_a_long_try_leave_a_line_with_all_that_was_read) {
+TEST(input_output_errors, after_slow_retry_report_bytes_read) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=64K", "--read-error=40", "--read-latency-us=400000"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -57,7 +57,7 @@ TEST(input_output_errors, after_a_long_try_leave_a_line_with_all_that_was_read) 
     EXPECT_NE(run.out.find("\n     40,        0,      0,      0\n"), std::string::npos) << run.out;
 }
 
-TEST(input_output_errors, at_the_first_sector_mean_that_nothing_was_tested) {
+TEST(input_output_errors, at_first_sector_leave_nothing_tested) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--read-error=0"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -72,7 +72,7 @@ TEST(input_output_errors, at_last_sector_leave_all_others_judged) {
     expect_stopped_at(run, 2 * mib - oracle_sector_bytes);
 }
 
-TEST(input_output_errors, come_after_lost_data_in_the_verdict) {
+TEST(input_output_errors, rank_below_lost_data) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--read-error=3000", "--flip=7:99"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -81,7 +81,7 @@ TEST(input_output_errors, come_after_lost_data_in_the_verdict) {
     EXPECT_EQ(run.json.at("files").at(0).at("stopped_at_byte"), 3000 * oracle_sector_bytes);
 }
 
-TEST(input_output_errors, stop_one_file_and_not_the_files_behind_it) {
+TEST(input_output_errors, end_one_file_and_not_the_next) {
     SKIP_IF_MISSING(missing_for_cards());
     // Two files on one card: the second begins where the first was cut.
     const card where({"--size=4M", "--read-error=1600"});
@@ -107,7 +107,7 @@ static void expect_left_and_removable(const card &where, const cli_result &run) 
     EXPECT_EQ(where.test_files(), std::vector<int>{});
 }
 
-TEST(input_output_errors, while_writing_end_the_run_and_name_what_is_left) {
+TEST(input_output_errors, while_writing_end_run_and_name_left_files) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = user_tree();
     const card where(
@@ -129,7 +129,7 @@ TEST(input_output_errors, while_writing_end_the_run_and_name_what_is_left) {
     users.expect_untouched();
 }
 
-TEST(input_output_errors, at_the_very_first_write_end_the_run) {
+TEST(input_output_errors, at_first_write_end_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--write-error=0"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -139,7 +139,7 @@ TEST(input_output_errors, at_the_very_first_write_end_the_run) {
     expect_left_and_removable(where, run);
 }
 
-TEST(input_output_errors, of_a_flush_end_the_run) {
+TEST(input_output_errors, of_flush_end_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--fsync-fails"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -150,7 +150,7 @@ TEST(input_output_errors, of_a_flush_end_the_run) {
     expect_left_and_removable(where, run);
 }
 
-TEST(input_output_errors, a_write_that_is_taken_in_part_ends_the_run) {
+TEST(input_output_errors, short_write_ends_run) {
     SKIP_IF_MISSING(missing_for_cards());
     // The last block finds room for one sector: ended on purpose, and not called full.
     const card where({"--size=" + std::to_string(mib + 512)});

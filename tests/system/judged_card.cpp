@@ -15,7 +15,7 @@ namespace system_tests {
 
 namespace {
 
-// The runs on one card, and what the checker has to say of them.
+// The runs on one card, and the checker's verdict on them.
 class judged_card {
  public:
     judged_card(random_card plan, verdict_counts *verdicts)

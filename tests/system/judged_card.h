@@ -1,5 +1,4 @@
-// A card put together by chance, tested by the program and judged a second time by
-// a checker that shares nothing with it.
+// A random card, tested by the program and judged again by a checker that shares no code with it.
 #ifndef TROVIK_TESTS_SYSTEM_JUDGED_CARD_H
 #define TROVIK_TESTS_SYSTEM_JUDGED_CARD_H
 
@@ -9,14 +8,14 @@
 
 namespace system_tests {
 
-// What the independent checker called the runs, and how often.
+// The checker's verdicts, and how often each came.
 using verdict_counts = std::map<std::string, int>;
 
-// Mounts the card, runs the program on it and has everything that it reported judged
-// by the checker; a disagreement fails the test, with the commands that show it again.
+// Mounts the card, runs the program on it and lets the checker judge its whole report. A
+// disagreement fails the test, with the commands that reproduce it.
 void judge_card(std::uint64_t seed, verdict_counts *verdicts);
 
-// What is missing for that, or the empty text.
+// The reason why this is impossible here, or the empty text.
 std::string missing_for_random_cards();
 
 }  // namespace system_tests

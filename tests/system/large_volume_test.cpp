@@ -69,7 +69,7 @@ static void read_without_the_second_file(const tmpfs_volume &where) {
     EXPECT_EQ(run.json.at("missing_files"),
               nlohmann::json::parse(R"({"count": 1, "ranges": [{"first": 2, "last": 2}]})"));
     EXPECT_TRUE(any_contains(run.json.at("reasons"), "Missing: 2.fff"));
-    // Missing files do not make what is there less intact.
+    // Missing files do not make the others less intact.
     EXPECT_EQ(run.json.at("report").at("volume_intact"), "YES");
     EXPECT_EQ(tally_of_file(run.json, 1), sector_tally{.ok = full_file_sectors});
     expect_oracle_agrees(where, run.json);
@@ -93,7 +93,7 @@ static void read_only_the_third_file(const tmpfs_volume &where) {
               nlohmann::json::parse(R"({"count": 2, "ranges": [{"first": 1, "last": 2}]})"));
 }
 
-TEST(large_volume, of_two_and_a_half_files_is_filled_read_back_and_judged) {
+TEST(large_volume, two_and_a_half_files_are_written_and_judged) {
     SKIP_IF_MISSING(missing_for_large(2560));
     const tmpfs_volume where("size=2560m");
     const user_files users(where.path(), user_tree());
@@ -109,7 +109,7 @@ TEST(large_volume, of_two_and_a_half_files_is_filled_read_back_and_judged) {
     users.expect_untouched();
 }
 
-TEST(large_volume, that_is_full_exactly_at_a_files_end_leaves_an_empty_file) {
+TEST(large_volume, full_at_end_of_file_leaves_empty_file) {
     SKIP_IF_MISSING(missing_for_large(1024));
     const tmpfs_volume where("size=1g");
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
@@ -124,7 +124,7 @@ TEST(large_volume, that_is_full_exactly_at_a_files_end_leaves_an_empty_file) {
     EXPECT_EQ(run.json.at("files").at(0).at("cut_short"), false);
 }
 
-TEST(large_volume, that_has_no_room_for_another_file_ends_at_a_files_end) {
+TEST(large_volume, no_room_for_next_file_ends_filling) {
     SKIP_IF_MISSING(missing_for_large(1024));
     // Room for the root folder and one file: the second cannot even be created.
     const tmpfs_volume where("size=1g,nr_inodes=2");

@@ -16,7 +16,7 @@ static void print_time(const char *what, const process_result &run) {
     std::cout << what << ": " << run.took.count() << " ms\n";
 }
 
-TEST(load, four_volumes_are_tested_by_four_processes_at_once) {
+TEST(load, tests_four_volumes_at_once) {
     SKIP_IF_MISSING(missing_for_cards());
     struct plan {
         std::vector<std::string> options;
@@ -64,7 +64,7 @@ static void make_test_files(const volume &where, int files, std::uint64_t sector
     }
 }
 
-TEST(load, ten_thousand_test_files_are_listed_read_refused_and_removed) {
+TEST(load, handles_ten_thousand_test_files) {
     SKIP_IF_MISSING(missing_for_mounts());
     constexpr int files = 10000;
     const tmpfs_volume where("size=64m");
@@ -89,7 +89,7 @@ TEST(load, ten_thousand_test_files_are_listed_read_refused_and_removed) {
     EXPECT_EQ(where.test_files(), std::vector<int>{});
 }
 
-TEST(load, a_card_that_claims_2_tb_and_is_full_early_is_not_proven) {
+TEST(load, card_of_2_tb_full_at_8_mib_is_incomplete) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2T", "--full-at=8M"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -104,7 +104,7 @@ TEST(load, a_card_that_claims_2_tb_and_is_full_early_is_not_proven) {
     EXPECT_EQ(tally_of(run.json), sector_tally{.ok = 8 * mib / oracle_sector_bytes});
 }
 
-TEST(load, two_thousand_truncated_test_files_are_all_counted) {
+TEST(load, counts_two_thousand_truncated_files) {
     SKIP_IF_MISSING(missing_for_cards());
     constexpr int files = 2000;
     const card where({"--size=8M"});

@@ -1,5 +1,5 @@
-// Simulated cards and runs put together by chance: any size, any fault, any mix of
-// them. The same seed makes the same card and the same runs.
+// Random simulated cards and runs: any size, any fault, any mix of them. The same seed makes the
+// same card and the same runs.
 #ifndef TROVIK_TESTS_SYSTEM_RANDOM_CARD_H
 #define TROVIK_TESTS_SYSTEM_RANDOM_CARD_H
 

@@ -36,7 +36,7 @@ class a_thousand_random_cards : public testing::TestWithParam<int> {};
 
 }  // namespace
 
-TEST_P(a_thousand_random_cards, are_judged_as_the_checker_does) {
+TEST_P(a_thousand_random_cards, match_checker) {
     SKIP_IF_MISSING(missing_for_random_cards());
     const auto part = static_cast<std::uint64_t>(GetParam());
     const verdict_counts verdicts =
@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(part, a_thousand_random_cards, testing::Range(0, 40));
 
 #else
 
-TEST(random_cards, are_judged_as_the_checker_does) {
+TEST(random_cards, match_checker) {
     SKIP_IF_MISSING(missing_for_random_cards());
     EXPECT_FALSE(judge_cards(first_seed(1), 10).empty());
 }

@@ -30,7 +30,7 @@ using tree_facts = std::map<std::string, entry_facts>;
 // Everything below the root but, unless asked for, its test files.
 tree_facts look_at_tree(const std::string &root, bool with_test_files);
 
-// Fails the test for every entry that is gone, new or not what it was.
+// Fails the test for each entry that is missing, new or changed.
 void expect_same_tree(const tree_facts &before, const tree_facts &now);
 
 // Makes 20 to 60 entries of at most about 1 MiB in all, none of which a run could

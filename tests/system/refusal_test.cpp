@@ -55,14 +55,14 @@ class refusal : public testing::Test {
 
 }  // namespace
 
-TEST_F(refusal, of_a_folder_named_like_a_test_file) {
+TEST_F(refusal, folder_named_like_test_file) {
     std::filesystem::create_directory(file("3.fff"));
     std::ofstream(file("3.fff/inside")) << "user";
     expect_refused({"3.fff", "folder"});
     EXPECT_EQ(read_bytes(file("3.fff/inside"), false), "user");
 }
 
-TEST_F(refusal, of_a_link_named_like_a_test_file) {
+TEST_F(refusal, symlink_named_like_test_file) {
     const private_folder elsewhere;
     const std::string target = elsewhere.path() + "/precious";
     std::ofstream(target) << "user";
@@ -72,26 +72,26 @@ TEST_F(refusal, of_a_link_named_like_a_test_file) {
     EXPECT_EQ(read_bytes(target, false), "user");
 }
 
-TEST_F(refusal, of_a_link_without_a_target_named_like_a_test_file) {
+TEST_F(refusal, dangling_symlink_named_like_test_file) {
     std::filesystem::create_symlink("nowhere", file("2.fff"));
     expect_refused({"2.fff", "link"});
     EXPECT_FALSE(std::filesystem::exists(file("nowhere")));
 }
 
-TEST_F(refusal, of_a_fifo_named_like_a_test_file) {
+TEST_F(refusal, fifo_named_like_test_file) {
     ASSERT_EQ(mkfifo(file("4.fff").c_str(), 0600), 0);
     expect_refused({"4.fff", "FIFO"});
     EXPECT_TRUE(std::filesystem::is_fifo(file("4.fff")));
 }
 
-TEST_F(refusal, of_a_device_named_like_a_test_file) {
+TEST_F(refusal, device_named_like_test_file) {
     if (mknod(file("5.fff").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
         GTEST_SKIP() << "this process may not make device nodes (needs CAP_MKNOD)";
     expect_refused({"5.fff", "device"});
     EXPECT_TRUE(std::filesystem::is_character_file(file("5.fff")));
 }
 
-TEST_F(refusal, of_a_socket_named_like_a_test_file) {
+TEST_F(refusal, socket_named_like_test_file) {
     const int bound = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
@@ -102,7 +102,7 @@ TEST_F(refusal, of_a_socket_named_like_a_test_file) {
     EXPECT_TRUE(std::filesystem::is_socket(file("6.fff")));
 }
 
-TEST_F(refusal, of_names_that_stand_for_another_number) {
+TEST_F(refusal, name_that_means_another_number) {
     std::ofstream(file("01.fff")) << "user";
     std::ofstream(file("4294967297.fff")) << "user";
     expect_refused({"01.fff", "4294967297.fff"});
@@ -110,7 +110,7 @@ TEST_F(refusal, of_names_that_stand_for_another_number) {
     EXPECT_EQ(read_bytes(file("4294967297.fff"), false), "user");
 }
 
-TEST_F(refusal, does_not_concern_names_that_no_run_would_touch) {
+TEST_F(refusal, ignores_other_names) {
     std::ofstream(file("0.fff")) << "user";
     std::filesystem::create_directory(file("0000.fff"));
     std::filesystem::create_directory(file("x1.fff"));
@@ -119,13 +119,13 @@ TEST_F(refusal, does_not_concern_names_that_no_run_would_touch) {
     EXPECT_TRUE(std::filesystem::is_directory(file("0000.fff")));
 }
 
-TEST_F(refusal, of_what_is_no_folder) {
+TEST_F(refusal, path_that_is_no_folder) {
     expect_refused_as(run_cli({"test", file("missing")}), {"missing"});
     expect_refused_as(run_cli({"test", file("1.fff")}), {"1.fff"});
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");
 }
 
-TEST_F(refusal, of_a_folder_below_the_root_is_overridden_by_force) {
+TEST_F(refusal, force_allows_folder_below_root) {
     const std::string folder = file("folder");
     std::filesystem::create_directory(folder);
     std::ofstream(folder + "/1.fff") << "old";
@@ -141,7 +141,7 @@ TEST_F(refusal, of_a_folder_below_the_root_is_overridden_by_force) {
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");
 }
 
-TEST_F(refusal, of_the_file_system_that_holds_the_running_program) {
+TEST_F(refusal, file_system_of_running_program) {
     // The program's own file system at a second place, where it is the root of a mount.
     // Nothing here tries --force.
     const private_folder folder(std::filesystem::path(TROVIK_CLI_PROGRAM).parent_path());
@@ -152,7 +152,7 @@ TEST_F(refusal, of_the_file_system_that_holds_the_running_program) {
     EXPECT_EQ(read_bytes(where.file("1.fff"), false), "old");
 }
 
-TEST_F(refusal, of_wrong_words_is_another_status) {
+TEST_F(refusal, wrong_usage_has_own_status) {
     EXPECT_EQ(run_cli({"test"}).exit_status, 64);
     EXPECT_EQ(run_cli({"test", m_volume->path(), "--start-at=0"}).exit_status, 64);
     EXPECT_EQ(run_cli({"test", m_volume->path(), "--start-at=x"}).exit_status, 64);
@@ -161,7 +161,7 @@ TEST_F(refusal, of_wrong_words_is_another_status) {
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");
 }
 
-TEST_F(refusal, of_a_report_on_the_volume_that_is_to_be_tested) {
+TEST_F(refusal, report_on_tested_volume) {
     const process_result run = run_cli({"test", m_volume->path(), "--json=" + file("report.json")});
     EXPECT_EQ(run.exit_status, 64) << run.err;
     EXPECT_EQ(read_bytes(file("1.fff"), false), "old");

@@ -7,7 +7,7 @@
 
 using namespace system_tests;
 
-TEST(sector_oracle, knows_the_published_words_of_three_sectors) {
+TEST(sector_oracle, has_published_words_of_three_sectors) {
     const auto word = [](const std::vector<unsigned char> &sector, size_t number) {
         std::uint64_t value = 0;
         std::memcpy(&value, sector.data() + number * sizeof value, sizeof value);
@@ -21,7 +21,7 @@ TEST(sector_oracle, knows_the_published_words_of_three_sectors) {
     EXPECT_EQ(word(oracle_sector(4 * oracle_file_bytes), 1), 0x15DDB16EU);
 }
 
-TEST(sector_oracle, tells_the_four_classes_apart) {
+TEST(sector_oracle, tells_four_classes_apart) {
     std::vector<unsigned char> sector = oracle_sector(4096);
     EXPECT_EQ(oracle_judge(sector.data(), 4096), sector_kind::ok);
     EXPECT_EQ(oracle_judge(sector.data(), 512), sector_kind::overwritten);

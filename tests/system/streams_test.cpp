@@ -1,5 +1,5 @@
-// What stands on standard output and on standard error: the engine's diagnostics by
-// the letter, and nothing beside the document where a program reads.
+// Standard output and standard error: the engine's diagnostics character by character, and
+// nothing but the JSON document where a program reads it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ static std::string diagnostics(const std::string &read, const std::string &count
            counted + "\n";
 }
 
-TEST(streams, standard_error_of_a_sound_test_is_the_engines_diagnostics_alone) {
+TEST(streams, stderr_of_sound_card_is_engine_diagnostics) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     const process_result run = run_cli({"test", where.path()});
@@ -28,7 +28,7 @@ TEST(streams, standard_error_of_a_sound_test_is_the_engines_diagnostics_alone) {
     EXPECT_EQ(run.out.find("dd:"), std::string::npos) << run.out;
 }
 
-TEST(streams, standard_error_of_a_bad_card_is_no_different) {
+TEST(streams, stderr_of_bad_card_is_engine_diagnostics) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--real-size=512K"});
     const process_result run = run_cli({"test", where.path()});
@@ -36,7 +36,7 @@ TEST(streams, standard_error_of_a_bad_card_is_no_different) {
     EXPECT_EQ(run.err, "dd: free_space: 1048576\n" + diagnostics("2048", "2048"));
 }
 
-TEST(streams, reading_and_writing_alone_have_their_own_part_of_the_diagnostics) {
+TEST(streams, each_command_has_its_diagnostics) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     EXPECT_EQ(run_cli({"write", where.path()}).err, "dd: free_space: 1048576\n");
@@ -57,7 +57,7 @@ static void write_files(const card &where, const std::vector<int> &numbers) {
     }
 }
 
-TEST(streams, the_engines_lines_on_standard_output_stand_in_their_order) {
+TEST(streams, engine_lines_keep_their_order) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=3M"});
     write_files(where, {2, 5});
@@ -65,7 +65,7 @@ TEST(streams, the_engines_lines_on_standard_output_stand_in_their_order) {
     const cli_result run = run_cli_with_report({"read", where.path()});
 
     EXPECT_EQ(run.exit_status, 74);
-    // One line break for each file read; one more stands in front of the verdict.
+    // One line break for each file read, and one before the verdict.
     std::vector<std::string> lines;
     for (const std::string &line : lines_of(run.out)) {
         if (line.empty() || line.find("ERR: Missing") == 0 || line.find("ERR: WARNING") == 0)
@@ -81,7 +81,7 @@ TEST(streams, the_engines_lines_on_standard_output_stand_in_their_order) {
                   {"first": 1, "last": 1}, {"first": 3, "last": 4}]})"));
 }
 
-TEST(streams, a_later_start_is_warned_about) {
+TEST(streams, warns_about_later_start) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M"});
     write_files(where, {1, 2});
@@ -95,7 +95,7 @@ TEST(streams, a_later_start_is_warned_about) {
     EXPECT_EQ(run.json.at("files").size(), 1U);
 }
 
-TEST(streams, a_document_on_standard_output_stands_there_alone) {
+TEST(streams, json_on_stdout_is_alone) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--read-error=1000"});
     const process_result run = run_cli({"test", where.path(), "--json=-"});
@@ -111,7 +111,7 @@ TEST(streams, a_document_on_standard_output_stands_there_alone) {
         EXPECT_NE(run.err.find(words), std::string::npos) << words << run.err;
 }
 
-TEST(streams, a_document_on_standard_output_stands_there_alone_also_after_a_failure) {
+TEST(streams, json_on_stdout_is_alone_after_failure) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M", "--write-error=100"});
     const process_result run = run_cli({"test", where.path(), "--json=-"});
@@ -123,7 +123,7 @@ TEST(streams, a_document_on_standard_output_stands_there_alone_also_after_a_fail
         << run.err;
 }
 
-TEST(streams, nothing_is_drawn_without_a_terminal) {
+TEST(streams, no_status_line_without_terminal) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     const process_result run = run_cli({"test", where.path()});

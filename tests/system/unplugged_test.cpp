@@ -27,7 +27,7 @@ static void expect_left_named(const card &where, const cli_result &run) {
     EXPECT_NE(removal_command(run.err), "");
 }
 
-TEST_P(unplugged, while_writing_ends_the_run_with_the_reason) {
+TEST_P(unplugged, while_writing_ends_run_with_reason) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--unplug-after-written=100K",
                       std::string("--unplug-error=") + GetParam().name});
@@ -40,7 +40,7 @@ TEST_P(unplugged, while_writing_ends_the_run_with_the_reason) {
     expect_left_named(where, run);
 }
 
-TEST_P(unplugged, inside_a_block_ends_the_run) {
+TEST_P(unplugged, inside_block_ends_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--unplug-after-written=102912",
                       std::string("--unplug-error=") + GetParam().name});
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(with_each_error, unplugged,
                          testing::Values(unplugging{"ENODEV", ENODEV}, unplugging{"EIO", EIO}),
                          [](const auto &test) { return std::string(test.param.name); });
 
-TEST(unplugged_while_reading, a_device_that_is_gone_ends_the_run) {
+TEST(unplugged, while_reading_ends_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=ENODEV"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -64,7 +64,7 @@ TEST(unplugged_while_reading, a_device_that_is_gone_ends_the_run) {
     expect_left_named(where, run);
 }
 
-TEST(unplugged_while_reading, a_reader_without_its_card_is_reported_before_the_removal_fails) {
+TEST(unplugged, empty_reader_is_reported_before_removal_fails) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=EIO"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -86,7 +86,7 @@ TEST(unplugged_while_reading, a_reader_without_its_card_is_reported_before_the_r
     EXPECT_EQ(run.json.at("fatal").at("exit_status"), EIO);
 }
 
-TEST(unplugged_while_reading, kept_files_leave_the_verdict_as_it_is) {
+TEST(unplugged, with_kept_files_keeps_verdict) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=EIO"});
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
@@ -94,7 +94,7 @@ TEST(unplugged_while_reading, kept_files_leave_the_verdict_as_it_is) {
     EXPECT_EQ(run.json.at("exit_status"), 74);
 }
 
-TEST(unplugged_for_a_while, a_card_pulled_while_writing_has_lost_none_of_the_users_files) {
+TEST(unplugged, while_writing_spares_user_files) {
     SKIP_IF_MISSING(missing_for_cards());
     // A card that is gone for its host still has its cells: they are compared with
     // themselves, for the simulated card's folders do not survive its unmounting.
@@ -117,7 +117,7 @@ TEST(unplugged_for_a_while, a_card_pulled_while_writing_has_lost_none_of_the_use
     EXPECT_TRUE(read_bytes(backing, false).substr(0, user_bytes) == before);
 }
 
-TEST(unplugged_for_a_while, a_card_pulled_after_a_second_ends_the_run) {
+TEST(unplugged, after_a_second_ends_run) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=64M", "--unplug-after=1", "--write-rate=2M"});
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -127,7 +127,7 @@ TEST(unplugged_for_a_while, a_card_pulled_after_a_second_ends_the_run) {
     expect_left_named(where, run);
 }
 
-TEST(locked, half_way_ends_the_run_and_keeps_the_test_file) {
+TEST(unplugged, locked_half_way_ends_run_and_keeps_file) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = user_tree();
     std::uint64_t user_bytes = 0;
@@ -142,7 +142,7 @@ TEST(locked, half_way_ends_the_run_and_keeps_the_test_file) {
     EXPECT_EQ(run.json.at("write").at("bytes"), 100 * kib);
     EXPECT_EQ(run.json.at("write").at("error").at("number"), EROFS);
     expect_left_named(where, run);
-    // Nobody can remove anything from it now; the attempt says so.
+    // Nothing can be removed from it now; the attempt reports so.
     const process_result removed = run_removal_command(removal_command(run.err));
     EXPECT_EQ(removed.exit_status, EROFS);
     EXPECT_NE(removed.err.find("ERR: Can't remove file " + where.file("1.fff")), std::string::npos)

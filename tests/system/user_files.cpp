@@ -154,7 +154,7 @@ user_files::user_files(const std::string &root, const std::vector<user_file> &fi
         write_file(path, content_of(file));
     }
     m_before = look();
-    // What is on the volume now is what was meant, or nothing would be proven later.
+    // The volume must hold the intended content now, or the later look proves nothing.
     for (const user_file &file : files) {
         const std::string path = root + "/" + file.name;
         EXPECT_EQ(m_before[path].bytes, file.bytes) << path;
@@ -165,7 +165,7 @@ user_files::user_files(const std::string &root, const std::vector<user_file> &fi
 std::map<std::string, user_files::facts> user_files::look() const {
     std::map<std::string, facts> found;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(m_root)) {
-        // Not to be opened and not ours to judge: what the file systems bring along.
+        // Entries of the file systems themselves are neither opened nor compared.
         if (is_test_file(entry.path(), m_root) || entry.path().filename() == "lost+found")
             continue;
         struct stat status = {};

@@ -33,7 +33,7 @@ static std::uint64_t seed_or(std::uint64_t otherwise) {
 
 namespace {
 
-// Somebody who writes to a file of his own all the time, and knows how much of it the
+// A user program that keeps writing to a file of its own, and knows how much of it the
 // volume took.
 class busy_writer {
  public:
@@ -46,7 +46,7 @@ class busy_writer {
     busy_writer(const busy_writer &) = delete;
     busy_writer &operator=(const busy_writer &) = delete;
 
-    // Then what was taken is what is there. The file is the user's.
+    // The file then has all that it took, and is the user's.
     void stop_and_expect_kept() {
         stop();
         EXPECT_TRUE(read_bytes(m_path, true) == m_written) << m_path << " is not what was written";
@@ -56,7 +56,7 @@ class busy_writer {
  private:
     void write_on() {
         while (!m_stop.load(std::memory_order_relaxed)) {
-            // Two sectors each, as the test's blocks: what is left stays whole blocks.
+            // Two sectors each, like the test's blocks: whole blocks remain free.
             std::string line = "line " + std::to_string(m_written.size()) + "\n";
             line.resize(kib, '.');
             const ssize_t taken = write(m_fd, line.data(), line.size());
@@ -120,7 +120,7 @@ const kind_of_volume on_card = {"card", missing_for_cards, make_card};
 
 static const std::string too_late = "it had ended";
 
-// What a run was doing when it was stopped, by what it has said.
+// The phase in which a run was stopped, from its output.
 static std::string doing(const process_result &run) {
     if (run.signal_number == 0)
         return too_late;
@@ -131,7 +131,7 @@ static std::string doing(const process_result &run) {
     return run.out.find("Creating") != std::string::npos ? "writing" : "beginning";
 }
 
-// The next run removes what a killed one left, tests the volume and cleans up.
+// The next run removes the files of a killed one, tests the volume and cleans up.
 static std::chrono::milliseconds expect_next_run_works(const volume &where) {
     const bool left = !where.test_files().empty();
     const process_result next = run_cli({"test", where.path()});
@@ -150,14 +150,15 @@ static void leave_whole_blocks_free(const volume &where) {
         std::ofstream(where.file("odd")) << "odd";
 }
 
-// Starts a run, stops it after a random time, and lets the next one clean up. Returns
-// what the run was doing.
-static std::string stop_run(const volume &where, chance &by, std::uint64_t whole_us,
+// Starts a run, stops it after a random time of at most `whole`, and lets the next one clean up,
+// whose duration `whole` is afterwards. Returns the phase in which the run was stopped.
+static std::string stop_run(const volume &where, chance &by, std::chrono::milliseconds &whole,
                             int signal_number) {
     const tree_facts before = look_at_tree(where.path(), false);
     busy_writer somebody(where.file("somebody's diary"));
     child_process run(cli_command({"test", where.path()}));
-    usleep(static_cast<useconds_t>(by.between(0, whole_us)));
+    usleep(
+        static_cast<useconds_t>(by.between(0, static_cast<std::uint64_t>(whole.count()) * 1000)));
     run.send_signal(signal_number);
     const process_result ended = run.wait();
     EXPECT_TRUE(ended.signal_number == signal_number || ended.exit_status == 0 ||
@@ -165,13 +166,13 @@ static std::string stop_run(const volume &where, chance &by, std::uint64_t whole
         << ended.signal_number << ended.err;
     somebody.stop_and_expect_kept();
     expect_same_tree(before, look_at_tree(where.path(), false));
-    expect_next_run_works(where);
+    whole = expect_next_run_works(where);
     expect_same_tree(before, look_at_tree(where.path(), false));
     return doing(ended);
 }
 
 // Stops a run with each of these signals; those that come too late do not count.
-// Returns what the runs were doing.
+// Returns how often they were stopped in each phase.
 static std::map<std::string, int> stop_runs(const kind_of_volume &kind, std::uint64_t seed,
                                             const std::vector<int> &signals) {
     SCOPED_TRACE("TROVIK_SEED=" + std::to_string(seed));
@@ -179,11 +180,11 @@ static std::map<std::string, int> stop_runs(const kind_of_volume &kind, std::uin
     const std::unique_ptr<volume> where = kind.make();
     make_random_tree(where->path(), by);
     leave_whole_blocks_free(*where);
-    const auto whole_us = static_cast<std::uint64_t>(expect_next_run_works(*where).count()) * 1000;
+    std::chrono::milliseconds whole = expect_next_run_works(*where);
     std::map<std::string, int> found;
     size_t stopped = 0;
     for (size_t tries = 0; stopped < signals.size() && tries < 3 * signals.size(); ++tries) {
-        const std::string what = stop_run(*where, by, whole_us, signals[stopped]);
+        const std::string what = stop_run(*where, by, whole, signals[stopped]);
         ++found[what];
         stopped += what != too_late ? 1 : 0;
         if (testing::Test::HasFailure())
@@ -199,7 +200,7 @@ static void print(const std::map<std::string, int> &found) {
 }
 
 // A card that fails beyond the user's files. It is compared with itself, cell by cell:
-// one that is gone shows its files to nobody.
+// a missing card shows no files.
 static void fail_beyond_the_users_files(std::uint64_t seed) {
     SCOPED_TRACE("TROVIK_SEED=" + std::to_string(seed));
     chance by(seed);

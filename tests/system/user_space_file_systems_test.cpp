@@ -69,7 +69,7 @@ struct mounted_card {
     mounted_device mounted;
 };
 
-class in_user_space : public testing::TestWithParam<user_space_file_system> {
+class user_space_file_systems : public testing::TestWithParam<user_space_file_system> {
  protected:
     static inline const std::vector<std::string> sound = {"--size=24M"};
     static inline const std::vector<std::string> counterfeit = {"--size=24M", "--real-size=8M",
@@ -102,7 +102,7 @@ class in_user_space : public testing::TestWithParam<user_space_file_system> {
 
 }  // namespace
 
-TEST_P(in_user_space, a_counterfeit_device_is_found_out) {
+TEST_P(user_space_file_systems, counterfeit_device_loses_data) {
     SKIP_IF_MISSING(missing());
     const mounted_card where(counterfeit, GetParam());
     if (HasFailure())
@@ -112,9 +112,9 @@ TEST_P(in_user_space, a_counterfeit_device_is_found_out) {
     EXPECT_EQ(run.exit_status, 65) << run.out << run.err;
     EXPECT_EQ(run.json.at("verdict"), "data_lost");
     EXPECT_FALSE(run.json.at("read").at("may_rest_on_memory"));
-    // All that did not fit into the real size, and at least half of what was written.
+    // Everything beyond the real size, and at least half of the written data.
     EXPECT_GT(tally_of(run.json).corrupted, 8 * mib / oracle_sector_bytes);
-    // The files as they are now, the device's copy gone, are what was reported.
+    // Without the device's copy, the files are as reported.
     EXPECT_EQ(run_program({"blockdev", "--flushbufs", where.loop.device()}).exit_status, 0);
     expect_oracle_agrees(where.mounted, run.json);
 }
@@ -131,13 +131,13 @@ static void expect_unproven(const process_result &run) {
         << run.err;
 }
 
-TEST_P(in_user_space, a_copy_that_cannot_be_dropped_is_never_a_pass) {
+TEST_P(user_space_file_systems, undroppable_copy_is_no_pass) {
     test_without_the_device(sound);
     if (m_run)
         expect_unproven(*m_run);
 }
 
-TEST_P(in_user_space, a_counterfeit_device_whose_copy_cannot_be_dropped_is_never_a_pass) {
+TEST_P(user_space_file_systems, counterfeit_with_undroppable_copy_is_no_pass) {
     test_without_the_device(counterfeit);
     if (!m_run)
         return;
@@ -151,7 +151,7 @@ TEST_P(in_user_space, a_counterfeit_device_whose_copy_cannot_be_dropped_is_never
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    of_each_kind, in_user_space,
+    of_each_kind, user_space_file_systems,
     testing::Values(user_space_file_system{"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse"}},
                     user_space_file_system{"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g"}}),
     [](const auto &test) { return std::string(test.param.name); });

@@ -10,7 +10,7 @@ using namespace system_tests;
 
 static const char odd_name[] = "Karte 1 – 写真\n'it`s' $(id) \\040 \"x\"";
 
-TEST(volume_names, with_blanks_letters_of_all_kinds_and_a_line_break_are_tested_like_any) {
+TEST(volume_names, with_blanks_letters_and_line_break_are_tested) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=2M", "--real-size=1M"}, odd_name);
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
@@ -36,17 +36,17 @@ static void expect_removable_after_a_stop(const std::string &name) {
     EXPECT_EQ(where.test_files(), std::vector<int>{});
 }
 
-TEST(volume_names, with_blanks_and_quotes_are_quoted_in_the_command_that_removes_files) {
+TEST(volume_names, with_quotes_are_quoted_in_removal_command) {
     SKIP_IF_MISSING(missing_for_cards());
     expect_removable_after_a_stop("Karte 1 – 写真 'it`s' $(id) \\040 \"x\"");
 }
 
-TEST(volume_names, with_a_line_break_are_quoted_in_the_command_that_removes_files) {
+TEST(volume_names, with_line_break_are_quoted_in_removal_command) {
     SKIP_IF_MISSING(missing_for_cards());
     expect_removable_after_a_stop("two\nlines");
 }
 
-TEST(volume_names, that_are_not_utf8_are_tested_and_reported) {
+TEST(volume_names, not_utf8_are_tested_and_reported) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"}, "a\xff\xe9z");
     const cli_result run = run_cli_with_report({"test", where.path()});
@@ -57,8 +57,8 @@ TEST(volume_names, that_are_not_utf8_are_tested_and_reported) {
     EXPECT_NE(escaped.find("%FF%E9"), std::string::npos) << escaped;
 }
 
-// Labels come from whoever formatted the card.
-TEST(volume_names, that_are_hostile_labels_are_shown_escaped_and_reported_whole) {
+// A label can hold anything: the formatting program chose it.
+TEST(volume_names, hostile_labels_are_escaped) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const std::string label = "a\nb\x1b[2J\xff\xc3(\xc2\x9b%\\yz";
     ASSERT_EQ(label.size(), 16U) << "all that ext4 takes";

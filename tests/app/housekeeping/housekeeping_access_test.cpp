@@ -90,7 +90,7 @@ class housekeeping_access : public app_tests::housekeeping {
 
 }  // namespace
 
-TEST_F(housekeeping_access, once_granted_the_action_is_done_after_the_grant_was_logged) {
+TEST_F(housekeeping_access, logs_grant_before_action) {
     for (const action &wanted : actions()) {
         answers user;
         expect_question(user, wanted.name, path_of(wanted.marker),
@@ -104,7 +104,7 @@ TEST_F(housekeeping_access, once_granted_the_action_is_done_after_the_grant_was_
     EXPECT_EQ(logging_title(), "Enable Logging");
 }
 
-TEST_F(housekeeping_access, once_refused_nothing_is_done_and_only_removals_say_so) {
+TEST_F(housekeeping_access, does_nothing_when_refused) {
     for (const char *name :
          {".metadata_never_index", ".Spotlight-V100/a", ".Trashes/a", ".fseventd/no_log"})
         volume().make_file(name);
@@ -128,7 +128,7 @@ TEST_F(housekeeping_access, once_refused_nothing_is_done_and_only_removals_say_s
     EXPECT_EQ(logging_title(), "Disable Logging");
 }
 
-TEST_F(housekeeping_access, refused_makes_no_marker_either) {
+TEST_F(housekeeping_access, creates_no_marker_when_refused) {
     for (const action &wanted : actions()) {
         answers user;
         expect_question(user, wanted.name, path_of(wanted.marker),
@@ -142,7 +142,7 @@ TEST_F(housekeeping_access, refused_makes_no_marker_either) {
 
 using housekeeping_race = app_tests::housekeeping;
 
-TEST_F(housekeeping_race, a_removal_does_not_mind_that_somebody_was_faster) {
+TEST_F(housekeeping_race, ignores_marker_removed_meanwhile) {
     volume().make_file(".Trashes/a");
     faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Trashes")); });
     QTest::mouseClick(app().UI_removeTrashesData_outlet, Qt::LeftButton);
@@ -150,7 +150,7 @@ TEST_F(housekeeping_race, a_removal_does_not_mind_that_somebody_was_faster) {
     EXPECT_EQ(volume().content(), nothing);
 }
 
-TEST_F(housekeeping_race, the_logging_toggle_tells_that_somebody_was_faster) {
+TEST_F(housekeeping_race, logging_toggle_reports_marker_removed_meanwhile) {
     volume().make_file(".fseventd/no_log");
     faster_hand somebody("", [&] { fs::remove(path_of(".fseventd/no_log")); });
     QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
@@ -159,7 +159,7 @@ TEST_F(housekeeping_race, the_logging_toggle_tells_that_somebody_was_faster) {
     EXPECT_EQ(logging_title(), "Disable Logging");
 }
 
-TEST_F(housekeeping_race, a_link_that_has_just_come_leads_nowhere) {
+TEST_F(housekeeping_race, does_not_follow_link_created_meanwhile) {
     const private_folder users;
     volume().make_folder(".fseventd");
     faster_hand somebody(
@@ -170,7 +170,7 @@ TEST_F(housekeeping_race, a_link_that_has_just_come_leads_nowhere) {
     EXPECT_TRUE(fs::is_empty(users.path()));
 }
 
-TEST_F(housekeeping_race, a_file_that_has_just_come_is_not_emptied) {
+TEST_F(housekeeping_race, does_not_empty_file_created_meanwhile) {
     volume().make_folder(".fseventd");
     faster_hand somebody("", [&] { volume().make_file(".fseventd/no_log"); });
     QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
@@ -179,7 +179,7 @@ TEST_F(housekeeping_race, a_file_that_has_just_come_is_not_emptied) {
     EXPECT_EQ(fs::file_size(path_of(".fseventd/no_log")), 7U);
 }
 
-TEST_F(housekeeping_race, spotlight_data_that_somebody_was_faster_with_are_no_error) {
+TEST_F(housekeeping_race, ignores_spotlight_data_removed_meanwhile) {
     volume().make_file(".Spotlight-V100/a");
     faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Spotlight-V100")); });
     QTest::mouseClick(app().UI_removeSpotlightData_outlet, Qt::LeftButton);
@@ -187,7 +187,7 @@ TEST_F(housekeeping_race, spotlight_data_that_somebody_was_faster_with_are_no_er
 }
 
 // Before a volume is chosen, the question names what would be changed then.
-TEST_F(housekeeping_access, is_asked_for_without_a_volume_as_well) {
+TEST_F(housekeeping_access, asks_without_volume) {
     selectedVolumePath = "-";
     selectedVolume.reset();
     answers user;

@@ -63,20 +63,20 @@ class housekeeping_guard : public housekeeping {
 
 }  // namespace
 
-TEST_F(housekeeping_guard, the_folder_below_a_volume_that_has_gone_is_left_alone) {
+TEST_F(housekeeping_guard, does_not_touch_mount_point) {
     volume().take_away();
     make_all_markers();
     expect_all_refused();
     expect_all_markers_left();
 }
 
-TEST_F(housekeeping_guard, nothing_is_made_below_a_volume_that_has_gone) {
+TEST_F(housekeeping_guard, creates_nothing_in_mount_point) {
     volume().take_away();
     expect_all_refused();
     EXPECT_EQ(volume().content(), nothing);
 }
 
-TEST_F(housekeeping_guard, another_volume_at_the_same_place_is_left_alone) {
+TEST_F(housekeeping_guard, does_not_touch_other_volume_at_same_path) {
     volume().cover();
     make_all_markers();
     expect_all_refused();
@@ -85,7 +85,7 @@ TEST_F(housekeeping_guard, another_volume_at_the_same_place_is_left_alone) {
 
 // The action is told that there is a trash, and holds on to where it is. It stops as
 // soon as it finds that what is above has changed.
-TEST_F(housekeeping_guard, a_volume_that_comes_while_an_action_runs_is_left_alone) {
+TEST_F(housekeeping_guard, does_not_touch_volume_mounted_meanwhile) {
     volume().make_file(".Trashes/a");
     std::unique_ptr<covering_volume> another;
     faster_hand somebody("OK\n", [&] {
@@ -100,7 +100,7 @@ TEST_F(housekeeping_guard, a_volume_that_comes_while_an_action_runs_is_left_alon
     EXPECT_FALSE(fs::exists(path_of(".Trashes")));
 }
 
-TEST_F(housekeeping_guard, a_marker_is_made_on_the_volume_that_was_looked_at) {
+TEST_F(housekeeping_guard, creates_marker_on_checked_volume) {
     volume().make_folder(".fseventd");
     std::unique_ptr<covering_volume> another;
     faster_hand somebody("", [&] {
@@ -115,7 +115,7 @@ TEST_F(housekeeping_guard, a_marker_is_made_on_the_volume_that_was_looked_at) {
 }
 
 // Who may not list a folder may still use it.
-TEST_F(housekeeping_guard, folders_that_can_be_used_but_not_listed_are_enough) {
+TEST_F(housekeeping_guard, works_in_folders_that_cannot_be_listed) {
     volume().make_file(".fseventd/no_log");
     volume().make_folder(".Trashes/a");
     for (const char *name : {".fseventd", ""})
@@ -137,7 +137,7 @@ TEST_F(housekeeping_guard, folders_that_can_be_used_but_not_listed_are_enough) {
 }
 
 // The line that names what stays is one line, whatever it is called.
-TEST_F(housekeeping_guard, a_name_on_the_volume_makes_no_line_of_its_own) {
+TEST_F(housekeeping_guard, escapes_names_in_log) {
     volume().make_file(".Trashes/x\nOK");
     const app_tests::covered_file mounted(path_of(".Trashes/x\nOK"), "precious");
     EXPECT_EQ(remove_trashes_data(),
@@ -145,7 +145,7 @@ TEST_F(housekeeping_guard, a_name_on_the_volume_makes_no_line_of_its_own) {
                      "ERR: " + path_of(".Trashes/x\\x0AOK: Device or resource busy"), "-4"}));
 }
 
-TEST_F(housekeeping_guard, the_console_is_not_for_these_lines) {
+TEST_F(housekeeping_guard, writes_nothing_to_console) {
     make_all_markers();
     app().writeToConsole("as it was\n");
     tick();
@@ -160,7 +160,7 @@ TEST_F(housekeeping_guard, the_console_is_not_for_these_lines) {
     EXPECT_EQ(app().UI_consoleOutput->toPlainText(), before);
 }
 
-TEST_F(housekeeping_guard, spotlight_data_that_cannot_go_are_named_as_well) {
+TEST_F(housekeeping_guard, names_spotlight_data_that_cannot_be_removed) {
     volume().make_file(".Spotlight-V100/a");
     const app_tests::covered_file mounted(path_of(".Spotlight-V100/a"), "precious");
     EXPECT_EQ(remove_spotlight_data(),

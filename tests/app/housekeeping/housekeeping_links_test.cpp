@@ -48,7 +48,7 @@ class housekeeping_links : public app_tests::housekeeping {
 
 }  // namespace
 
-TEST_F(housekeeping_links, a_link_in_the_trash_loses_the_link_and_not_the_folder) {
+TEST_F(housekeeping_links, removes_link_in_trash_and_keeps_its_target) {
     volume().make_folder(".Trashes/501");
     link(".Trashes/501/to folder", "folder");
     link(".Trashes/to file", "folder/letter");
@@ -57,7 +57,7 @@ TEST_F(housekeeping_links, a_link_in_the_trash_loses_the_link_and_not_the_folder
     EXPECT_EQ(volume().content(), nothing);
 }
 
-TEST_F(housekeeping_links, a_marker_that_is_a_link_is_removed_and_never_entered) {
+TEST_F(housekeeping_links, removes_marker_that_is_link) {
     link(".Trashes", "folder");
     link(".Spotlight-V100", "folder");
     link(".metadata_never_index", "folder/letter");
@@ -68,7 +68,7 @@ TEST_F(housekeeping_links, a_marker_that_is_a_link_is_removed_and_never_entered)
     EXPECT_EQ(volume().content(), nothing);
 }
 
-TEST_F(housekeeping_links, a_marker_that_leads_nowhere_is_there_and_is_removed) {
+TEST_F(housekeeping_links, removes_marker_that_is_dangling_link) {
     volume().make_folder(".fseventd");
     link(".Trashes", "new");
     link(".Spotlight-V100", "new");
@@ -84,7 +84,7 @@ TEST_F(housekeeping_links, a_marker_that_leads_nowhere_is_there_and_is_removed) 
     EXPECT_FALSE(is_there(".fseventd/no_log"));
 }
 
-TEST_F(housekeeping_links, nothing_is_created_behind_a_link) {
+TEST_F(housekeeping_links, creates_nothing_behind_link) {
     fs::create_directory(users("empty"));
     link(".fseventd", "empty");
     EXPECT_EQ(toggle_logging(),
@@ -93,7 +93,7 @@ TEST_F(housekeeping_links, nothing_is_created_behind_a_link) {
     EXPECT_TRUE(fs::is_empty(users("empty")));
 }
 
-TEST_F(housekeeping_links, nothing_is_removed_behind_a_link) {
+TEST_F(housekeeping_links, removes_nothing_behind_link) {
     link(".fseventd", "folder");
     EXPECT_EQ(toggle_logging(),
               lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));

@@ -34,7 +34,7 @@ const lines nothing_to_remove = {"OK", "d: b: 0"};
 
 }  // namespace
 
-TEST_F(housekeeping, the_spotlight_toggle_makes_the_marker_and_removes_it_again) {
+TEST_F(housekeeping, spotlight_toggle_creates_then_removes_marker) {
     EXPECT_EQ(spotlight_title(), "Disable Spotlight");
     EXPECT_EQ(spotlight_status(), "Spotlight is not disabled.");
     EXPECT_EQ(toggle_spotlight(), nothing);
@@ -50,7 +50,7 @@ TEST_F(housekeeping, the_spotlight_toggle_makes_the_marker_and_removes_it_again)
     EXPECT_EQ(spotlight_title(), "Disable Spotlight");
 }
 
-TEST_F(housekeeping, the_displays_labels_follow_at_its_next_tick_and_not_before) {
+TEST_F(housekeeping, labels_follow_with_next_tick) {
     volume().make_folder(".Spotlight-V100");
     volume().make_folder(".Trashes");
     EXPECT_EQ(spotlight_data(), "Found Spotlight data.");
@@ -66,7 +66,7 @@ TEST_F(housekeeping, the_displays_labels_follow_at_its_next_tick_and_not_before)
     EXPECT_EQ(trashes_data(), "No Trashes data found.");
 }
 
-TEST_F(housekeeping, a_marker_that_holds_something_is_removed_with_it) {
+TEST_F(housekeeping, removes_marker_folder_with_contents) {
     volume().make_file(".metadata_never_index");
     EXPECT_EQ(toggle_spotlight(), nothing);
     volume().make_file(".metadata_never_index/a/b");
@@ -75,7 +75,7 @@ TEST_F(housekeeping, a_marker_that_holds_something_is_removed_with_it) {
     EXPECT_EQ(spotlight_title(), "Disable Spotlight");
 }
 
-TEST_F(housekeeping, a_removal_tells_its_four_lines_and_changes_no_title) {
+TEST_F(housekeeping, removal_logs_four_lines_without_new_title) {
     volume().make_file(".Spotlight-V100/Store-V2/one");
     volume().make_file(".Trashes/501/two");
     volume().make_file("three");
@@ -89,14 +89,14 @@ TEST_F(housekeeping, a_removal_tells_its_four_lines_and_changes_no_title) {
     EXPECT_EQ(logging_title(), "Disable Logging");
 }
 
-TEST_F(housekeeping, a_removal_of_what_is_absent_tells_two_lines) {
+TEST_F(housekeeping, logs_two_lines_for_missing_folder) {
     volume().make_file("Trashes/.Trashes");
     EXPECT_EQ(remove_trashes_data(), nothing_to_remove);
     EXPECT_EQ(remove_spotlight_data(), nothing_to_remove);
     EXPECT_EQ(volume().content(), lines({"Trashes"}));
 }
 
-TEST_F(housekeeping, a_removal_that_fails_names_what_stays_and_why) {
+TEST_F(housekeeping, names_reason_when_removal_fails) {
     volume().make_file(".Trashes/a/b");
     volume().set_read_only(true);
     EXPECT_EQ(
@@ -119,7 +119,7 @@ TEST_F(housekeeping, removes_nothing_from_folder_with_mount) {
     EXPECT_EQ(trashes_data(), "Found Trashes data.");
 }
 
-TEST_F(housekeeping, a_toggle_that_cannot_create_says_so_and_its_title_flips_all_the_same) {
+TEST_F(housekeeping, toggle_logs_failed_creation_but_flips_title) {
     volume().make_folder(".fseventd");
     volume().set_read_only(true);
     EXPECT_EQ(toggle_spotlight(),
@@ -132,7 +132,7 @@ TEST_F(housekeeping, a_toggle_that_cannot_create_says_so_and_its_title_flips_all
     EXPECT_EQ(logging_title(), "Enable Logging");
 }
 
-TEST_F(housekeeping, a_toggle_that_cannot_remove_says_so_and_its_title_flips_all_the_same) {
+TEST_F(housekeeping, toggle_logs_failed_removal_but_flips_title) {
     volume().make_file(".metadata_never_index");
     volume().make_file(".fseventd/no_log");
     volume().set_read_only(true);
@@ -146,7 +146,7 @@ TEST_F(housekeeping, a_toggle_that_cannot_remove_says_so_and_its_title_flips_all
     EXPECT_EQ(logging_title(), "Disable Logging");
 }
 
-TEST_F(housekeeping, the_logging_toggle_without_its_folder_fails_and_the_display_looks_elsewhere) {
+TEST_F(housekeeping, logging_toggle_fails_without_its_folder) {
     EXPECT_EQ(logging_status(), "Enabled.");
     volume().make_file(".fseventsd/no_log");
     EXPECT_EQ(logging_status(), "Disabled.");
@@ -158,7 +158,7 @@ TEST_F(housekeeping, the_logging_toggle_without_its_folder_fails_and_the_display
     EXPECT_EQ(volume().content(), lines({".fseventsd"}));
 }
 
-TEST_F(housekeeping, the_logging_toggle_works_in_its_own_folder_which_the_display_never_sees) {
+TEST_F(housekeeping, logging_toggle_uses_folder_unknown_to_display) {
     volume().make_folder(".fseventd");
     volume().make_folder(".fseventsd");
     EXPECT_EQ(toggle_logging(), lines({"d: b 0"}));
@@ -173,7 +173,7 @@ TEST_F(housekeeping, the_logging_toggle_works_in_its_own_folder_which_the_displa
     EXPECT_EQ(logging_status(), "Enabled.");
 }
 
-TEST_F(housekeeping, trashes_and_logging_can_always_be_pressed_and_spotlight_when_writable) {
+TEST_F(housekeeping, enables_spotlight_buttons_for_writable_volume_only) {
     const auto always_enabled = [&] {
         return app().UI_removeTrashesData_outlet->isEnabled() &&
                app().UI_disableLogging_outlet->isEnabled();
@@ -195,7 +195,7 @@ TEST_F(housekeeping, trashes_and_logging_can_always_be_pressed_and_spotlight_whe
     uiState = UI_STATE_WAITING;
 }
 
-TEST_F(housekeeping, names_of_volumes_are_taken_as_they_are) {
+TEST_F(housekeeping, takes_volume_names_literally) {
     const memory_volume odd(system_tests::mib, "NO NAME \xC3\xBC 100% %@ <b>");
     choose_quietly(odd.path());
     EXPECT_EQ(toggle_logging(),
@@ -204,7 +204,7 @@ TEST_F(housekeeping, names_of_volumes_are_taken_as_they_are) {
     EXPECT_EQ(odd.content(), lines({".metadata_never_index"}));
 }
 
-TEST_F(housekeeping, works_on_a_file_system_of_a_device) {
+TEST_F(housekeeping, works_on_block_device) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume card(16 * system_tests::mib, {"mkfs.ext4", "-q"}, {}, "ext4");
     choose_quietly(card.path());
@@ -238,7 +238,7 @@ class housekeeping_without_a_volume : public housekeeping {
 
 }  // namespace
 
-TEST_F(housekeeping_without_a_volume, the_markers_are_below_the_working_directory) {
+TEST_F(housekeeping_without_a_volume, uses_working_directory) {
     EXPECT_EQ(log_of([&] { app().UI_disableSpotlight(); }), nothing);
     EXPECT_TRUE(is_empty_file(marker(".metadata_never_index")));
     EXPECT_EQ(spotlight_title(), "Enable Spotlight");
@@ -258,7 +258,7 @@ TEST_F(housekeeping_without_a_volume, the_markers_are_below_the_working_director
     EXPECT_FALSE(is_there(marker(".Spotlight-V100")));
 }
 
-TEST_F(housekeeping_without_a_volume, and_without_such_a_folder_nothing_is_made_or_removed) {
+TEST_F(housekeeping_without_a_volume, does_nothing_when_folder_is_missing) {
     fs::remove(marker(""));
     EXPECT_EQ(log_of([&] { app().UI_disableSpotlight(); }),
               lines({"ERR: Can't write file -/.metadata_never_index."}));

@@ -162,7 +162,7 @@ remove_tree_error removal_in(const private_folder &folder, int quiet_ms = remova
 
 }  // namespace
 
-TEST(removal, gives_back_what_went_wrong) {
+TEST(removal, returns_error_with_path) {
     const private_folder folder;
     fs::create_directories(folder.path() + "/full/of/folders");
     EXPECT_EQ(removal_in(folder).error_number, 0);
@@ -181,7 +181,7 @@ TEST(removal, shows_no_dialog_when_done_soon) {
     EXPECT_EQ(dialogs.count(), 0);
 }
 
-TEST(removal, is_a_question_as_long_as_it_lasts) {
+TEST(removal, is_question_while_it_runs) {
     const private_folder folder;
     fs::create_directories(folder.path() + "/full");
     bool was_open = false;
@@ -191,7 +191,7 @@ TEST(removal, is_a_question_as_long_as_it_lasts) {
     EXPECT_FALSE(modal_question::is_open());
 }
 
-TEST_F(long_removal, says_what_goes_on_over_the_window_and_has_nothing_to_press) {
+TEST_F(long_removal, shows_dialog_without_buttons) {
     remove_trash([&](QProgressDialog &dialog) {
         EXPECT_TRUE(dialog.isModal());
         EXPECT_EQ(dialog.parentWidget(), app().window);
@@ -206,7 +206,7 @@ TEST_F(long_removal, says_what_goes_on_over_the_window_and_has_nothing_to_press)
     });
 }
 
-TEST_F(long_removal, counts_what_is_gone) {
+TEST_F(long_removal, counts_removed_entries) {
     qint64 at_first = -1;
     qint64 later = -1;
     remove_trash([&](QProgressDialog &dialog) {
@@ -220,7 +220,7 @@ TEST_F(long_removal, counts_what_is_gone) {
     EXPECT_LE(later, entries + 1);
 }
 
-TEST_F(long_removal, keeps_the_window_painting) {
+TEST_F(long_removal, keeps_painting_window) {
     remove_trash([&](QProgressDialog &dialog) {
         const heartbeat beats;
         const paint_counter paints(*app().UI_state);
@@ -230,7 +230,7 @@ TEST_F(long_removal, keeps_the_window_painting) {
     });
 }
 
-TEST_F(long_removal, is_closed_neither_by_escape_nor_by_its_cross) {
+TEST_F(long_removal, ignores_escape_and_close_button) {
     remove_trash([](QProgressDialog &dialog) {
         QTest::keyClick(&dialog, Qt::Key_Escape);
         EXPECT_TRUE(dialog.isVisible());
@@ -245,7 +245,7 @@ TEST_F(long_removal, is_closed_neither_by_escape_nor_by_its_cross) {
 }
 
 // The desktop ends the session: what is half gone goes, with the window alive.
-TEST_F(long_removal, comes_to_its_end_when_the_program_is_to_quit) {
+TEST_F(long_removal, completes_when_program_quits) {
     bool was_alive = false;
     QTimer::singleShot(0, &app(), [this] { card().stall(); });
     answers user;
@@ -261,7 +261,7 @@ TEST_F(long_removal, comes_to_its_end_when_the_program_is_to_quit) {
     EXPECT_FALSE(fs::exists(trash()));
 }
 
-TEST_F(long_removal, is_logged_once_it_is_over) {
+TEST_F(long_removal, logs_when_done) {
     using lines = std::vector<std::string>;
     const error_capture log;
     remove_trash([&](QProgressDialog &) {
@@ -273,7 +273,7 @@ TEST_F(long_removal, is_logged_once_it_is_over) {
     EXPECT_EQ(app().UI_volumesTrashes->text(), "No Trashes data found.");
 }
 
-TEST_F(long_removal, holds_the_display_still) {
+TEST_F(long_removal, stops_display) {
     remove_trash([&](QProgressDialog &) {
         app().UI_state->setText("before the tick");
         tick();
@@ -282,7 +282,7 @@ TEST_F(long_removal, holds_the_display_still) {
 }
 
 // An impatient user's clicks go nowhere, now or later: one of them might be on Start.
-TEST_F(long_removal, swallows_what_is_pressed_behind_it) {
+TEST_F(long_removal, swallows_clicks_behind_dialog) {
     SKIP_IF_MISSING(QApplication::platformName() == "xcb"
                         ? ""
                         : "input that waits in a queue needs an X server");

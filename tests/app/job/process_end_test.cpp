@@ -114,7 +114,7 @@ static void expect_aborted(const process_result &run) {
 
 constexpr auto gone = "The volume is not there any more: it was pulled out or unmounted.";
 
-TEST(process_end, a_card_unplugged_while_writing_ends_it_with_the_reason_and_the_console) {
+TEST(process_end, aborts_with_reason_and_console_when_card_is_unplugged_while_writing) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--unplug-after-written=100K", "--unplug-error=ENODEV"});
     const process_result run = story("wait", where.path()).wait();
@@ -126,7 +126,7 @@ TEST(process_end, a_card_unplugged_while_writing_ends_it_with_the_reason_and_the
         << run.err;
 }
 
-TEST(process_end, a_card_unplugged_while_reading_ends_it) {
+TEST(process_end, aborts_when_card_is_unplugged_while_reading) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=ENODEV"});
     const process_result run = story("wait", where.path()).wait();
@@ -138,7 +138,7 @@ TEST(process_end, a_card_unplugged_while_reading_ends_it) {
 
 // A reader that stays while its card does not: reading stops as on every input/output
 // error, and there is a result. Nothing can be removed any more.
-TEST(process_end, a_reader_without_its_card_gives_a_result_all_the_same) {
+TEST(process_end, gives_result_when_reader_loses_its_card) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=EIO"});
     const process_result run = story("wait", where.path()).wait();
@@ -149,7 +149,7 @@ TEST(process_end, a_reader_without_its_card_gives_a_result_all_the_same) {
 
 // The card is there and can be read, but nothing on it can be changed any more. It is
 // the main thread that cleans up, and the report of the test comes before its end.
-TEST(process_end, a_card_that_becomes_read_only_while_reading_ends_it_with_the_error_number) {
+TEST(process_end, exits_with_error_number_when_card_becomes_read_only) {
     SKIP_IF_MISSING(missing_for_cards());
     SKIP_IF_MISSING(missing_for_mounts());
     const card where({"--size=2M", "--read-rate=2M"});
@@ -170,7 +170,7 @@ TEST(process_end, a_card_that_becomes_read_only_while_reading_ends_it_with_the_e
     EXPECT_TRUE(contains(run.err, " -  1: Volume intact .............. : YES\n")) << run.err;
 }
 
-TEST(process_end, an_open_alert_does_not_hide_the_end_of_a_test) {
+TEST(process_end, shows_failure_over_open_alert) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--write-error=2000-2010", "--write-rate=2M"});
     const process_result run = story("with-an-alert-open", where.path()).wait();
@@ -183,7 +183,7 @@ TEST(process_end, an_open_alert_does_not_hide_the_end_of_a_test) {
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
 }
 
-TEST(process_end, test_files_that_cannot_be_removed_are_all_named) {
+TEST(process_end, names_all_test_files_that_cannot_be_removed) {
     SKIP_IF_MISSING(missing_for_mounts());
     const tmpfs_volume where("size=2m");
     for (const char *name : {"1.fff", "2.fff", "3.fff", "5.fff", "notes.fff"})
@@ -197,7 +197,7 @@ TEST(process_end, test_files_that_cannot_be_removed_are_all_named) {
     expect_alert(run, "Removing test files failed.", "Can't remove file ", named(where) + ".");
 }
 
-TEST(process_end, a_card_that_does_not_answer_does_not_keep_the_reason_back) {
+TEST(process_end, shows_reason_when_card_does_not_answer) {
     SKIP_IF_MISSING(missing_for_cards());
     stalling_card where({"--size=8M", "--write-error=2000-2010", "--write-rate=2M"});
     story user("busy-until-told", where.path());
@@ -267,7 +267,7 @@ static process_result end_after_closing(story &user) {
     return run;
 }
 
-TEST(process_end, closing_the_window_during_a_test_ends_it_at_once_and_well) {
+TEST(process_end, closing_window_during_test_exits_at_once_with_0) {
     SKIP_IF_MISSING(missing_for_cards());
     // Filling this card would take four times as long as the story may last.
     const card where({"--size=64M", "--write-rate=256K"});
@@ -278,7 +278,7 @@ TEST(process_end, closing_the_window_during_a_test_ends_it_at_once_and_well) {
     EXPECT_EQ(where.test_files(), std::vector<int>{1}) << "left for the next test to remove";
 }
 
-TEST(process_end, closing_the_window_below_the_alert_ends_it_like_the_alert) {
+TEST(process_end, closing_window_below_alert_acts_like_alert) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--unplug-after-written=100K"});
     story user("close-over-the-alert", where.path());
@@ -287,7 +287,7 @@ TEST(process_end, closing_the_window_below_the_alert_ends_it_like_the_alert) {
     expect_alert(run, gone, "Assertion failed");
 }
 
-TEST(process_end, closing_the_window_before_the_alert_is_shown_ends_it_with_the_engines_status) {
+TEST(process_end, closing_window_before_alert_keeps_engine_status) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--write-rate=2M", "--unplug-after-written=1M"});
     story user("close-before-the-alert", where.path());
@@ -296,7 +296,7 @@ TEST(process_end, closing_the_window_before_the_alert_is_shown_ends_it_with_the_
     EXPECT_TRUE(contains(run.err, "Assertion failed: (written == fw->block_size)")) << run.err;
 }
 
-TEST(program, refuses_words_that_make_no_sense_with_one_line) {
+TEST(program, refuses_wrong_arguments_with_one_line) {
     for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
              {"--nonsense"}, {"/tmp", "/tmp"}, {"/does/not/exist"}}) {
         std::vector<std::string> all = words;
@@ -311,7 +311,7 @@ TEST(program, refuses_words_that_make_no_sense_with_one_line) {
     }
 }
 
-TEST(program, tells_its_version_and_its_usage) {
+TEST(program, prints_version_or_usage) {
     const process_result version = run_program({TROVIK_PROGRAM, "--version"});
     EXPECT_EQ(version.exit_status, 0) << version.err;
     EXPECT_EQ(version.out, "trovik 1.0.0-1\n");

@@ -135,7 +135,7 @@ static std::string mib_text(std::uint64_t sectors) {
 
 // Two tests, one after another in the same window: first a sound card of 16 MiB, then
 // a counterfeit that announces 32 MiB and keeps 12.
-TEST_F(result_report, tells_a_sound_card_from_a_counterfeit_and_sums_up_both_oldest_first) {
+TEST_F(result_report, distinguishes_sound_card_from_counterfeit) {
     SKIP_IF_MISSING(missing_for_cards());
     const card sound({"--size=16M"});
     choose(sound.path());
@@ -218,7 +218,7 @@ TEST_F(result_report, tells_a_sound_card_from_a_counterfeit_and_sums_up_both_old
 }
 
 // The test's own files have gone with the volume; what stands at its place is not ours.
-TEST_F(result_report, of_a_volume_that_was_covered_before_the_clean_up_leaves_the_cover_alone) {
+TEST_F(result_report, does_not_touch_volume_mounted_over_tested_one) {
     SKIP_IF_MISSING(missing_for_mounts());
     const tmpfs_volume where("size=2m");
     choose(where.path());
@@ -242,7 +242,7 @@ TEST_F(result_report, of_a_volume_that_was_covered_before_the_clean_up_leaves_th
 }
 
 // A card that stops answering somewhere: what could be read is intact.
-TEST_F(result_report, of_a_card_with_dead_blocks_says_that_not_all_could_be_read) {
+TEST_F(result_report, says_that_not_all_could_be_read_on_read_errors) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--read-error=6000-6100"});
     choose(where.path());

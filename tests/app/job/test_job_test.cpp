@@ -169,7 +169,7 @@ static QAbstractButton *confirm_button(const QDialog &panel) {
     return nullptr;
 }
 
-TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_order) {
+TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=8M", "--write-rate=4M", "--read-rate=8M"});
     choose(where.path());
@@ -243,7 +243,7 @@ TEST_F(test_job, start_prepares_the_window_and_the_job_runs_its_phases_in_their_
     EXPECT_TRUE(jobThread->is_executing());
 }
 
-TEST_F(test_job, in_a_sandbox_the_panels_come_first_and_cancelling_both_stops_nothing) {
+TEST_F(test_job, shows_sandbox_panels_first_but_runs_when_cancelled) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     choose(where.path());
@@ -281,7 +281,7 @@ TEST_F(test_job, in_a_sandbox_the_panels_come_first_and_cancelling_both_stops_no
 }
 
 // In the pause at the beginning, when nothing else moves.
-TEST_F(test_job, another_press_of_start_during_a_test_is_logged_and_changes_nothing) {
+TEST_F(test_job, ignores_start_during_test) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     choose(where.path());
@@ -324,7 +324,7 @@ TEST_F(test_job, another_press_of_start_during_a_test_is_logged_and_changes_noth
     }
 }
 
-TEST_F(test_job, on_a_file_system_of_its_own_the_users_files_stay_as_they_are) {
+TEST_F(test_job, does_not_touch_user_files) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume where(24 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
     const user_files users(where.path(), small_user_tree());
@@ -356,7 +356,7 @@ TEST_F(test_job, on_a_file_system_of_its_own_the_users_files_stay_as_they_are) {
     users.expect_untouched();
 }
 
-TEST_F(test_job, a_volume_without_free_space_is_listed_and_read_all_the_same) {
+TEST_F(test_job, reads_volume_without_free_space) {
     SKIP_IF_MISSING(missing_for_cards());
     const std::vector<user_file> files = small_user_tree();
     const card where({"--size=" + std::to_string(user_tree_sectors(files) * 512)});
@@ -386,7 +386,7 @@ TEST_F(test_job, a_volume_without_free_space_is_listed_and_read_all_the_same) {
     users.expect_untouched();
 }
 
-TEST_F(test_job, a_result_waits_until_an_open_alert_is_answered) {
+TEST_F(test_job, shows_result_after_open_alert_is_answered) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
     choose(where.path());
@@ -423,7 +423,7 @@ TEST_F(test_job, a_result_waits_until_an_open_alert_is_answered) {
     EXPECT_EQ(where.test_files(), std::vector<int>());
 }
 
-TEST_F(test_job, a_volume_that_is_not_there_any_more_is_not_tested) {
+TEST_F(test_job, does_not_test_missing_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const tmpfs_volume where("size=1m");
     choose(where.path());

@@ -40,12 +40,12 @@ QByteArray text_of(help_topic topic) {
 
 }  // namespace
 
-TEST(help_texts, have_their_titles) {
+TEST(app_help, have_their_titles) {
     for (const expected_help &help : all_help)
         EXPECT_STREQ(help_text_of(help.topic).title, help.title);
 }
 
-TEST(help_texts, are_the_same_to_the_character) {
+TEST(app_help, match_digests) {
     for (const expected_help &help : all_help) {
         const QByteArray text = text_of(help.topic);
         EXPECT_EQ(text.size(), help.length) << help.title;
@@ -54,7 +54,7 @@ TEST(help_texts, are_the_same_to_the_character) {
     }
 }
 
-TEST(help_texts, keep_the_spelling_by_which_they_are_known) {
+TEST(app_help, keep_their_spelling) {
     const QByteArray text = text_of(help_topic::general);
     for (const char *word : {"performes", "rood folder", "supportet", "varry", "experices",
                              "differnces", "durring", "3th part"})
@@ -63,7 +63,7 @@ TEST(help_texts, keep_the_spelling_by_which_they_are_known) {
     EXPECT_TRUE(text_of(help_topic::disable_spotlight).contains("USB memeory sticks"));
 }
 
-TEST(help_texts, the_general_one_begins_with_an_empty_line_and_ends_within_its_last) {
+TEST(app_help, general_text_begins_with_empty_line_and_ends_without_break) {
     const QByteArray text = text_of(help_topic::general);
     const QList<QByteArray> lines = text.split('\n');
     ASSERT_GT(lines.size(), 4);
@@ -73,7 +73,7 @@ TEST(help_texts, the_general_one_begins_with_an_empty_line_and_ends_within_its_l
     EXPECT_TRUE(text.endsWith("durring the whole process."));
 }
 
-TEST(help_texts, on_logging_say_twice_that_there_is_nothing_behind_them) {
+TEST(app_help, say_twice_that_logging_is_not_implemented) {
     const QByteArray note = "NOTE: This function is not implemented now\n";
     for (const help_topic topic : {help_topic::remove_logging_data, help_topic::disable_logging}) {
         const QByteArray text = text_of(topic);

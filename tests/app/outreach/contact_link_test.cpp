@@ -10,7 +10,7 @@ using namespace app_tests;
 
 using os_codename = feedback;
 
-TEST_F(os_codename, is_looked_up_by_the_versions_first_two_pieces) {
+TEST_F(os_codename, uses_first_two_parts_of_version) {
     const std::vector<std::pair<QString, QString>> names = {
         {"10.12", "Sierra"},      {"10.11", "El Capitan"},   {"10.10", "Yosemite"},
         {"10.9", "Mavericks"},    {"10.8", "Mountain Lion"}, {"10.7", "Lion"},
@@ -24,7 +24,7 @@ TEST_F(os_codename, is_looked_up_by_the_versions_first_two_pieces) {
     }
 }
 
-TEST_F(os_codename, is_empty_for_every_other_version) {
+TEST_F(os_codename, is_empty_for_other_versions) {
     for (const char *version :
          {"10.13.1", "10.13",  "11.0",   "12",     "10",       "",       ".",      "10.",
           ".12",     "10..12", "10.012", "10.120", "10.1x",    " 10.12", "10.12 ", "010.12",
@@ -82,7 +82,7 @@ class contact_link : public feedback {
 
 }  // namespace
 
-TEST_F(contact_link, is_built_at_start_up_of_the_systems_version) {
+TEST_F(contact_link, has_system_version) {
     const auto [system, is_listed] = product_version(app().systemPropertyList);
     const std::string version = system.toStdString();
     const std::string codename =
@@ -100,33 +100,33 @@ TEST_F(contact_link, is_built_at_start_up_of_the_systems_version) {
     EXPECT_TRUE(link().startsWith(contact_page));
 }
 
-TEST_F(contact_link, escapes_the_blank_of_a_codename) {
+TEST_F(contact_link, escapes_blank_in_codename) {
     expect_with_property_list("10.11.6", "El Capitan", "10.11.6&ocodename=El Capitan",
                               "10.11.6&ocodename=El%20Capitan");
 }
 
-TEST_F(contact_link, has_no_codename_of_another_systems_releases) {
+TEST_F(contact_link, has_no_codename_on_other_system) {
     SKIP_IF_MISSING(missing_for_own_mounts());
     expect_with_release_file("VERSION_ID=\"10.1\"\n", "10.1&ocodename=", "10.1&ocodename=");
 }
 
-TEST_F(contact_link, of_a_version_with_strange_characters_is_still_one_link) {
+TEST_F(contact_link, escapes_strange_characters_of_version) {
     SKIP_IF_MISSING(missing_for_own_mounts());
     expect_with_release_file("VERSION_ID=\"10.2 100% Zürich #2 (a & b)\"\n",
                              "10.2 100% Zürich #2 (a & b)&ocodename=",
                              "10.2%20100%25%20Z%C3%BCrich%20%232%20(a%20&%20b)&ocodename=");
 }
 
-TEST_F(contact_link, of_a_version_of_one_piece_has_no_codename) {
+TEST_F(contact_link, has_no_codename_for_version_of_one_part) {
     expect_with_property_list("12", "", "12&ocodename=", "12&ocodename=");
 }
 
-TEST_F(contact_link, of_a_system_without_a_version_is_built_with_empty_values) {
+TEST_F(contact_link, has_empty_values_without_version) {
     SKIP_IF_MISSING(missing_for_own_mounts());
     expect_with_release_file("NAME=x\n", "&ocodename=", "&ocodename=");
 }
 
-TEST_F(contact_link, stays_as_it_was_at_start_up) {
+TEST_F(contact_link, does_not_change_after_start_up) {
     expect_with_property_list("10.9.5", "Mavericks", "10.9.5&ocodename=Mavericks",
                               "10.9.5&ocodename=Mavericks");
     put_property_list("10.10");

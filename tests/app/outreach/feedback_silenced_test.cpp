@@ -17,7 +17,7 @@ using system_tests::process_result;
 using system_tests::run_program;
 using system_tests::tmpfs_volume;
 
-TEST_F(feedback, silenced_with_any_answer_is_remembered_before_the_answer_is_followed) {
+TEST_F(feedback, stores_silence_before_answer_acts) {
     for (const user_act &answer :
          {press("Unhappy"), press("Cancel"), user_act(press_escape), user_act(close_by_cross)}) {
         settings().remove(key);
@@ -41,7 +41,7 @@ TEST_F(feedback, silenced_with_any_answer_is_remembered_before_the_answer_is_fol
     ask_after_result();
 }
 
-TEST_F(feedback, its_check_box_is_reached_and_ticked_by_keyboard) {
+TEST_F(feedback, ticks_check_box_by_keyboard) {
     answers user;
     then_act(user, [](QMessageBox &alert) {
         for (int i = 0; i < 8 && alert.focusWidget() != alert.checkBox(); ++i)
@@ -54,7 +54,7 @@ TEST_F(feedback, its_check_box_is_reached_and_ticked_by_keyboard) {
     EXPECT_TRUE(app_settings_feedback_suppressed());
 }
 
-TEST_F(feedback, not_silenced_in_the_end_is_asked_again) {
+TEST_F(feedback, asks_again_when_check_box_is_cleared) {
     const link_catcher catcher;
     for (const user_act &answer : {press("Unhappy"), press("Cancel"), press("Unhappy")}) {
         answers user;
@@ -69,7 +69,7 @@ TEST_F(feedback, not_silenced_in_the_end_is_asked_again) {
     EXPECT_EQ(catcher.links(), QStringList({contact(), contact()}));
 }
 
-TEST_F(feedback, stored_as_allowed_is_asked) {
+TEST_F(feedback, asks_when_stored_as_allowed) {
     for (const QVariant &allowed : {QVariant(false), QVariant("NO"), QVariant("0"), QVariant("")}) {
         settings().setValue(key, allowed);
         answers user;
@@ -79,7 +79,7 @@ TEST_F(feedback, stored_as_allowed_is_asked) {
     }
 }
 
-TEST_F(feedback, stored_as_silenced_in_other_words_is_not_asked) {
+TEST_F(feedback, accepts_other_stored_words) {
     for (const char *silenced : {"YES", "true", "1"}) {
         settings().setValue(key, silenced);
         const answers nobody_is_asked;
@@ -87,7 +87,7 @@ TEST_F(feedback, stored_as_silenced_in_other_words_is_not_asked) {
     }
 }
 
-TEST_F(feedback, silenced_where_nothing_can_be_stored_is_silent_for_this_run) {
+TEST_F(feedback, stays_silenced_for_run_when_not_stored) {
     const QString folder = QFileInfo(settings().fileName()).path();
     ASSERT_TRUE(QDir(folder).removeRecursively());
     {
@@ -106,7 +106,7 @@ TEST_F(feedback, silenced_where_nothing_can_be_stored_is_silent_for_this_run) {
     EXPECT_FALSE(settings().contains(key));
 }
 
-TEST_F(feedback, silenced_asks_only_by_the_button_and_never_changes_its_mind) {
+TEST_F(feedback, asks_by_button_only_when_silenced) {
     settings().setValue(key, true);
     for (int i = 0; i < 2; ++i) {
         const link_catcher catcher;
@@ -122,7 +122,7 @@ TEST_F(feedback, silenced_asks_only_by_the_button_and_never_changes_its_mind) {
     }
 }
 
-TEST_F(feedback, silenced_once_stays_so_in_every_later_window_and_in_the_users_own_file) {
+TEST_F(feedback, stores_silence_in_configuration) {
     answers user;
     then_act(user, [](QMessageBox &alert) {
         tick_box(alert);
@@ -141,7 +141,7 @@ TEST_F(feedback, silenced_once_stays_so_in_every_later_window_and_in_the_users_o
 }
 
 // A real test of a real volume, in a process that knows only what was stored.
-TEST_F(feedback, silenced_once_stays_so_after_the_program_was_started_anew) {
+TEST_F(feedback, stays_silenced_after_restart) {
     SKIP_IF_MISSING(missing_for_mounts());
     answers user;
     then_act(user, [](QMessageBox &alert) {

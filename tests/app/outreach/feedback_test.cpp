@@ -12,7 +12,7 @@
 
 using namespace app_tests;
 
-TEST_F(feedback, asked_by_the_button_has_its_words_and_no_check_box) {
+TEST_F(feedback, has_no_check_box_by_button) {
     answers user;
     user.then_press("Cancel", [](QMessageBox &alert) {
         expect_question(alert);
@@ -23,7 +23,7 @@ TEST_F(feedback, asked_by_the_button_has_its_words_and_no_check_box) {
     press_button();
 }
 
-TEST_F(feedback, asked_after_a_result_has_the_same_words_and_a_check_box) {
+TEST_F(feedback, has_check_box_after_result) {
     answers user;
     user.then_press("Cancel", [](QMessageBox &alert) {
         expect_question(alert);
@@ -37,7 +37,7 @@ TEST_F(feedback, asked_after_a_result_has_the_same_words_and_a_check_box) {
     ask_after_result();
 }
 
-TEST_F(feedback, unhappy_leads_to_the_contact_page_to_the_character) {
+TEST_F(feedback, unhappy_opens_contact_page) {
     ask_both_ways([this](const std::function<void()> &ask) {
         const link_catcher catcher;
         answers user;
@@ -47,7 +47,7 @@ TEST_F(feedback, unhappy_leads_to_the_contact_page_to_the_character) {
     });
 }
 
-TEST_F(feedback, cancel_does_nothing_however_it_is_said) {
+TEST_F(feedback, does_nothing_on_cancel) {
     for (const user_act &cancel :
          {press("Cancel"), user_act(press_escape), user_act(close_by_cross)}) {
         ask_both_ways([&](const std::function<void()> &ask) {
@@ -62,7 +62,7 @@ TEST_F(feedback, cancel_does_nothing_however_it_is_said) {
     }
 }
 
-TEST_F(feedback, happy_is_the_default_and_is_logged_before_the_thanks) {
+TEST_F(feedback, happy_is_default_and_logged_first) {
     for (const user_act &happy : {press("Happy"), user_act(press_return)}) {
         ask_both_ways([&](const std::function<void()> &ask) {
             const link_catcher catcher;
@@ -80,7 +80,7 @@ TEST_F(feedback, happy_is_the_default_and_is_logged_before_the_thanks) {
     }
 }
 
-TEST_F(feedback, thanks_in_these_words_with_rating_first) {
+TEST_F(feedback, thanks_with_rating_first) {
     answers user;
     then_thanked(user, [](QMessageBox &alert) {
         EXPECT_EQ(alert.text(), "Thank you !");
@@ -101,7 +101,7 @@ TEST_F(feedback, thanks_in_these_words_with_rating_first) {
     ask_after_result();
 }
 
-TEST_F(feedback, thanked_users_answer_by_button_and_by_key_and_leave_no_line) {
+TEST_F(feedback, thanks_logs_no_answer) {
     const std::vector<std::pair<user_act, QStringList>> ways = {
         {press(rate), {store}},     {press_return, {store}}, {press(improve), {contact()}},
         {press("Cancel"), no_link}, {press_escape, no_link}, {close_by_cross, no_link},
@@ -115,7 +115,7 @@ TEST_F(feedback, thanked_users_answer_by_button_and_by_key_and_leave_no_line) {
     }
 }
 
-TEST_F(feedback, a_happy_user_gets_from_the_button_to_the_store_by_return_alone) {
+TEST_F(feedback, leads_happy_user_to_store_by_return_alone) {
     const link_catcher catcher;
     answers user;
     then_act(user, press_return);
@@ -124,7 +124,7 @@ TEST_F(feedback, a_happy_user_gets_from_the_button_to_the_store_by_return_alone)
     EXPECT_EQ(catcher.links(), QStringList(store));
 }
 
-TEST_F(feedback, a_link_that_nothing_opens_is_not_reported) {
+TEST_F(feedback, does_not_report_link_that_cannot_be_opened) {
     const no_program_for_links nobody;
     answers user;
     then_act(user, press("Unhappy"));
@@ -135,7 +135,7 @@ TEST_F(feedback, a_link_that_nothing_opens_is_not_reported) {
     press_button();
 }
 
-TEST_F(feedback, comes_last_after_a_result_when_the_window_is_ready_for_the_next_test) {
+TEST_F(feedback, asks_when_window_is_ready_after_result) {
     accept_disclaimer();
     const QString link = QString::fromLatin1(feedbackURL.toEncoded());
     const link_catcher catcher;
@@ -164,7 +164,7 @@ TEST_F(feedback, comes_last_after_a_result_when_the_window_is_ready_for_the_next
     EXPECT_EQ(app().UI_state->text(), "<WAITING>") << "and is asked once";
 }
 
-TEST_F(feedback, is_asked_after_every_result_until_it_is_silenced) {
+TEST_F(feedback, asks_after_each_result_until_silenced) {
     const lines clean_up = {"d: f3write_unlink_old_files begin - cleanup",
                             "d: f3write_unlink_old_files end"};
     const auto log_with = [&](const std::string &last) {
@@ -184,7 +184,7 @@ TEST_F(feedback, is_asked_after_every_result_until_it_is_silenced) {
     EXPECT_EQ(log_of([this] { show_a_result(); }), log_with("Alert suppressed"));
 }
 
-TEST_F(feedback, leaves_the_window_as_it_was) {
+TEST_F(feedback, does_not_change_window) {
     accept_disclaimer();
     tick();
     const link_catcher catcher;

@@ -80,7 +80,7 @@ QString sha256_of(const QString &text) {
 
 }  // namespace
 
-TEST_F(help, each_button_opens_its_text_to_the_character) {
+TEST_F(help, each_button_opens_its_exact_text) {
     for (const topic &wanted : topics) {
         open(wanted.button, [&](QMessageBox &alert) {
             EXPECT_EQ(alert.text(), wanted.title);
@@ -95,7 +95,7 @@ TEST_F(help, each_button_opens_its_text_to_the_character) {
     }
 }
 
-TEST_F(help, is_plain_text_that_can_be_selected_and_copied) {
+TEST_F(help, is_plain_text_for_selection_and_copy) {
     for (const topic &wanted : topics) {
         open(wanted.button, [&](QMessageBox &alert) {
             QLabel &label = text_label(alert);
@@ -109,12 +109,12 @@ TEST_F(help, is_plain_text_that_can_be_selected_and_copied) {
     }
 }
 
-TEST_F(help, stands_on_the_screen_as_a_whole) {
+TEST_F(help, fits_on_screen) {
     for (const topic &wanted : topics)
         open(wanted.button, [](QMessageBox &alert) { expect_nothing_clipped(alert); });
 }
 
-TEST_F(help, leaves_the_window_and_the_log_as_they_were_however_it_is_closed) {
+TEST_F(help, changes_neither_window_nor_log) {
     accept_disclaimer();
     tick();
     const auto confirm = [](QMessageBox &alert) { press_key(alert, Qt::Key_Return); };
@@ -138,7 +138,7 @@ TEST_F(help, leaves_the_window_and_the_log_as_they_were_however_it_is_closed) {
     EXPECT_EQ(selectedVolumePath, "-");
 }
 
-TEST_F(help, is_there_before_a_volume_is_chosen_and_during_a_test) {
+TEST_F(help, is_available_without_volume_and_during_test) {
     for (const std::uint32_t state : {UI_STATE_INIT, UI_STATE_WAITING, UI_STATE_TESTING}) {
         uiState = state;
         tick();
@@ -164,7 +164,7 @@ class long_alert : public testing::Test {
 
 }  // namespace
 
-TEST_F(long_alert, scrolls_to_its_last_line_and_keeps_its_button_on_the_screen) {
+TEST_F(long_alert, scrolls_to_last_line_with_button_on_screen) {
     look_at_lines(500, [](QMessageBox &alert) {
         expect_nothing_clipped(alert);
         auto *const scroll = alert.findChild<QScrollArea *>("longText");
@@ -196,7 +196,7 @@ TEST_F(long_alert, scrolls_by_keyboard) {
     });
 }
 
-TEST_F(long_alert, does_not_scroll_when_there_is_room) {
+TEST_F(long_alert, does_not_scroll_with_enough_room) {
     look_at_lines(3, [](QMessageBox &alert) {
         EXPECT_EQ(alert.findChild<QScrollArea *>("longText"), nullptr);
         expect_nothing_clipped(alert);

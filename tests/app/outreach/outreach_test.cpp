@@ -19,13 +19,13 @@ QByteArray link_for(const QString &tag, const QString &version, const QString &c
 
 }  // namespace
 
-TEST(outreach_links, what_may_stand_in_a_link_is_not_escaped) {
+TEST(outreach, does_not_escape_allowed_characters) {
     const char *const kept =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:/?@";
     EXPECT_EQ(escaped(kept), kept);
 }
 
-TEST(outreach_links, every_other_character_of_ascii_is_escaped) {
+TEST(outreach, escapes_other_ascii) {
     const char *const hexadecimal = "0123456789ABCDEF";
     const QByteArray others = " \"#%<>[\\]^`{|}\x7f\n\t\x01";
     for (const char character : others) {
@@ -36,32 +36,32 @@ TEST(outreach_links, every_other_character_of_ascii_is_escaped) {
     }
 }
 
-TEST(outreach_links, letters_beyond_ascii_are_escaped_in_utf_8) {
+TEST(outreach, escapes_other_letters_as_utf_8) {
     EXPECT_EQ(escaped("Zürich"), "Z%C3%BCrich");
     EXPECT_EQ(escaped("日本"), "%E6%97%A5%E6%9C%AC");
     EXPECT_EQ(escaped("\xF0\x9F\x92\xBE"), "%F0%9F%92%BE");
 }
 
-TEST(outreach_links, what_looks_escaped_is_escaped_once_more) {
+TEST(outreach, escapes_escaped_text_again) {
     EXPECT_EQ(escaped("100%"), "100%25");
     EXPECT_EQ(escaped("%20"), "%2520");
     EXPECT_EQ(escaped("a b & c = (d) 100%"), "a%20b%20&%20c%20=%20(d)%20100%25");
     EXPECT_EQ(escaped(""), "");
 }
 
-TEST(outreach_links, the_query_names_product_and_system) {
+TEST(outreach, query_names_product_and_system) {
     EXPECT_EQ(outreach_query("1.2-(45)", "10.11.6", "El Capitan"),
               "pname=trovik&pversion=1.2-(45)&oversion=10.11.6&ocodename=El Capitan");
     EXPECT_EQ(outreach_query("1.2-(45)", "", ""),
               "pname=trovik&pversion=1.2-(45)&oversion=&ocodename=");
 }
 
-TEST(outreach_links, nothing_in_the_querys_parts_is_taken_for_a_place_in_it) {
+TEST(outreach, does_not_expand_placeholders_in_query_parts) {
     EXPECT_EQ(outreach_query("%2", "%3 %4", "%1"),
               "pname=trovik&pversion=%2&oversion=%3 %4&ocodename=%1");
 }
 
-TEST(outreach_links, the_contact_link_carries_the_query_as_it_was_escaped) {
+TEST(outreach, contact_link_keeps_escaped_query) {
     EXPECT_EQ(link_for("1.2-(45)", "10.11.6", "El Capitan"),
               QByteArray(contact_page) +
                   "pname=trovik&pversion=1.2-(45)&oversion=10.11.6&ocodename=El%20Capitan");
@@ -71,7 +71,7 @@ TEST(outreach_links, the_contact_link_carries_the_query_as_it_was_escaped) {
                   "&ocodename=(a%20&%20b)+c");
 }
 
-TEST(outreach_links, every_character_survives_the_way_into_the_link) {
+TEST(outreach, keeps_every_character_in_link) {
     for (ushort number = 1; number < 0x250; ++number) {
         const QString text = outreach_escape(QString(QChar(number)));
         EXPECT_EQ(outreach_contact_url(text).toEncoded(), contact_page + text.toLatin1());
@@ -79,12 +79,12 @@ TEST(outreach_links, every_character_survives_the_way_into_the_link) {
     }
 }
 
-TEST(outreach_links, the_contact_page_ends_where_the_query_begins) {
+TEST(outreach, contact_page_ends_before_query) {
     EXPECT_TRUE(QByteArray(contact_page).endsWith("?"));
     EXPECT_EQ(QUrl(contact_page).scheme(), "https");
 }
 
-TEST(outreach_links, the_stores_pages_have_their_shapes_and_one_identifier) {
+TEST(outreach, store_pages_share_one_identifier) {
     const QUrl in_store(store_app_page);
     EXPECT_EQ(in_store.scheme(), "macappstore");
     EXPECT_EQ(in_store.path(), "/app/id" TROVIK_STORE_IDENTIFIER);
@@ -98,7 +98,7 @@ TEST(outreach_links, the_stores_pages_have_their_shapes_and_one_identifier) {
 }
 
 // Until the maker has hosts of its own, the links must not lead to anybody else's.
-TEST(outreach_links, no_host_is_somebody_elses) {
+TEST(outreach, uses_reserved_hosts_only) {
     for (const char *link : {contact_page, store_app_page, store_web_page})
         EXPECT_TRUE(QUrl(link).host().endsWith(".example.org")) << link;
 }

@@ -38,7 +38,7 @@ class product_version_file : public testing::Test {
 
 }  // namespace
 
-TEST_F(product_version_file, a_property_list_tells_its_product_version) {
+TEST_F(product_version_file, reads_version_of_property_list) {
     EXPECT_EQ(of_plist("\t<key>ProductBuildVersion</key>\n\t<string>15G31</string>\n"
                        "\t<key>ProductName</key>\n\t<string>Mac OS X</string>\n"
                        "\t<key>ProductUserVisibleVersion</key>\n\t<string>10.11.7</string>\n"
@@ -47,20 +47,20 @@ TEST_F(product_version_file, a_property_list_tells_its_product_version) {
               "10.11.6");
 }
 
-TEST_F(product_version_file, a_property_list_without_the_key_tells_nothing) {
+TEST_F(product_version_file, is_empty_for_property_list_without_key) {
     EXPECT_EQ(of_plist("<key>ProductName</key><string>Mac OS X</string>"), "");
     EXPECT_EQ(of_plist("<key>productversion</key><string>10.11.6</string>"), "");
     EXPECT_EQ(of_plist("<string>ProductVersion</string><string>10.11.6</string>"), "");
     EXPECT_EQ(of_plist(""), "");
 }
 
-TEST_F(product_version_file, a_version_that_is_no_text_is_not_taken_from_the_next_key) {
+TEST_F(product_version_file, does_not_take_text_of_next_key) {
     EXPECT_EQ(of_plist("<key>ProductVersion</key><integer>10</integer>"
                        "<key>ProductName</key><string>Mac OS X</string>"),
               "");
 }
 
-TEST_F(product_version_file, what_is_no_property_list_tells_nothing) {
+TEST_F(product_version_file, is_empty_for_other_file) {
     EXPECT_EQ(product_version_from_plist(missing()), "");
     EXPECT_EQ(product_version_from_plist(written("")), "");
     EXPECT_EQ(product_version_from_plist(written("ProductVersion=10.11.6\n")), "");
@@ -71,7 +71,7 @@ TEST_F(product_version_file, what_is_no_property_list_tells_nothing) {
     EXPECT_EQ(product_version_from_plist(written("<plist><dict><key>ProductVersion</key>")), "");
 }
 
-TEST_F(product_version_file, a_release_file_tells_its_version) {
+TEST_F(product_version_file, reads_version_of_release_file) {
     EXPECT_EQ(of_release("PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nNAME=\"Debian "
                          "GNU/Linux\"\nVERSION_ID=\"12\"\nVERSION=\"12 (bookworm)\"\nID=debian\n"),
               "12");
@@ -80,7 +80,7 @@ TEST_F(product_version_file, a_release_file_tells_its_version) {
     EXPECT_EQ(of_release("VERSION_ID=\"3.19.1\"\r\n"), "3.19.1");
 }
 
-TEST_F(product_version_file, a_release_file_without_a_version_tells_nothing) {
+TEST_F(product_version_file, is_empty_for_release_file_without_version) {
     EXPECT_EQ(of_release("NAME=Arch\nBUILD_ID=rolling\n"), "");
     EXPECT_EQ(of_release("#VERSION_ID=1\nMY_VERSION_ID=2\nVERSION_IDS=3\n"), "");
     EXPECT_EQ(of_release("VERSION_ID=\n"), "");
@@ -89,20 +89,20 @@ TEST_F(product_version_file, a_release_file_without_a_version_tells_nothing) {
     EXPECT_EQ(product_version_from_os_release(missing()), "");
 }
 
-TEST_F(product_version_file, only_a_pair_of_quotes_is_taken_away) {
+TEST_F(product_version_file, removes_matching_quotes_only) {
     EXPECT_EQ(of_release("VERSION_ID=\"12\n"), "\"12");
     EXPECT_EQ(of_release("VERSION_ID=\"\n"), "\"");
     EXPECT_EQ(of_release("VERSION_ID=\"12'\n"), "\"12'");
 }
 
-TEST_F(product_version_file, of_a_system_with_a_property_list_is_what_that_tells) {
+TEST_F(product_version_file, prefers_property_list) {
     const product_version_found found = product_version(
         written("<plist><dict><key>ProductVersion</key><string>10.11.6</string></dict></plist>"));
     EXPECT_EQ(found.version, "10.11.6");
     EXPECT_TRUE(found.is_listed);
 }
 
-TEST_F(product_version_file, of_this_system_is_what_its_own_file_tells) {
+TEST_F(product_version_file, reads_release_file_of_this_system) {
     for (const char *path : {"/etc/os-release", "/usr/lib/os-release"}) {
         if (!QFile::exists(path))
             continue;

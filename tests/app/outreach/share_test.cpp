@@ -158,7 +158,7 @@ class no_mail_program {
 
 }  // namespace
 
-TEST_F(share, opens_its_menu_under_the_button_as_soon_as_that_is_pressed_down) {
+TEST_F(share, opens_menu_below_pressed_button) {
     EXPECT_EQ(open_menu(), nullptr);
     EXPECT_FALSE(button()->icon().isNull());
     QTest::mousePress(button(), Qt::LeftButton);
@@ -182,7 +182,7 @@ TEST_F(share, opens_its_menu_under_the_button_as_soon_as_that_is_pressed_down) {
     EXPECT_TRUE(menu_is_gone());
 }
 
-TEST_F(share, opens_no_menu_by_another_mouse_button_or_when_the_left_one_is_released) {
+TEST_F(share, ignores_other_mouse_buttons_and_release) {
     QTest::mouseClick(button(), Qt::RightButton);
     QTest::mouseClick(button(), Qt::MiddleButton);
     EXPECT_EQ(open_menu(), nullptr);
@@ -194,7 +194,7 @@ TEST_F(share, opens_no_menu_by_another_mouse_button_or_when_the_left_one_is_rele
     EXPECT_EQ(open_menu(), nullptr);
 }
 
-TEST_F(share, with_no_entry_chosen_does_nothing_and_leaves_nothing_behind) {
+TEST_F(share, does_nothing_without_chosen_entry) {
     const link_catcher catcher;
     const auto before = window_contents(*app().window);
     EXPECT_EQ(log_of([this] {
@@ -213,7 +213,7 @@ TEST_F(share, with_no_entry_chosen_does_nothing_and_leaves_nothing_behind) {
     EXPECT_TRUE(wait_until([this] { return app().window->findChildren<QMenu *>().isEmpty(); }));
 }
 
-TEST_F(share, is_opened_and_used_by_keyboard_alone) {
+TEST_F(share, works_by_keyboard_alone) {
     const link_catcher catcher;
     button()->setFocus();
     for (int down = 1; down <= 2; ++down) {
@@ -239,7 +239,7 @@ TEST_F(share, is_opened_and_used_by_keyboard_alone) {
     QTest::keyClick(open_menu(), Qt::Key_Return);
 }
 
-TEST_F(share, before_any_result_passes_on_an_empty_middle_item) {
+TEST_F(share, shares_empty_summary_before_first_result) {
     pick(copy);
     EXPECT_EQ(
         QApplication::clipboard()->text(),
@@ -247,7 +247,7 @@ TEST_F(share, before_any_result_passes_on_an_empty_middle_item) {
         "https://apps.example.org/ch/app/trovik-check-speed-integrity/id0000000000?l=en&mt=12");
 }
 
-TEST_F(share, copies_the_three_items_in_their_order) {
+TEST_F(share, copies_three_items_in_order) {
     reportSummary = summary;
     pick(copy);
     EXPECT_EQ(QApplication::clipboard()->text(), sentence + summary + page);
@@ -257,7 +257,7 @@ TEST_F(share, copies_the_three_items_in_their_order) {
         << "all results so far, not those of the first time";
 }
 
-TEST_F(share, passes_on_what_a_result_has_left) {
+TEST_F(share, shares_summary_of_result) {
     uiState = UI_STATE_RESULT;
     tick();
     ASSERT_NE(reportSummary, "");
@@ -266,7 +266,7 @@ TEST_F(share, passes_on_what_a_result_has_left) {
               sentence + QString::fromStdString(reportSummary) + page);
 }
 
-TEST_F(share, without_a_sender_opens_in_the_window_itself) {
+TEST_F(share, opens_in_window_without_sender) {
     reportSummary = summary;
     app().UI_shareButton(nullptr);
     QMenu *const menu = open_menu();
@@ -277,7 +277,7 @@ TEST_F(share, without_a_sender_opens_in_the_window_itself) {
     EXPECT_EQ(QApplication::clipboard()->text(), sentence + summary + page);
 }
 
-TEST_F(share, composes_a_mail_to_nobody_with_the_lines_ended_as_mails_end_them) {
+TEST_F(share, composes_mail_without_recipient) {
     const link_catcher catcher;
     reportSummary = summary;
     pick(compose);
@@ -291,7 +291,7 @@ TEST_F(share, composes_a_mail_to_nobody_with_the_lines_ended_as_mails_end_them) 
             "00%3Fl%3Den%26mt%3D12"));
 }
 
-TEST_F(share, composes_a_mail_whose_text_cannot_end_early) {
+TEST_F(share, escapes_mail_text) {
     const link_catcher catcher;
     reportSummary = "100% Zürich & \"co\" #1 + (a=b)?\n%0A\n";
     pick(compose);
@@ -300,7 +300,7 @@ TEST_F(share, composes_a_mail_whose_text_cannot_end_early) {
         "100%25%20Z%C3%BCrich%20%26%20%22co%22%20%231%20%2B%20%28a%3Db%29%3F%0D%0A%250A%0D%0A");
 }
 
-TEST_F(share, says_so_when_no_mail_program_can_be_opened) {
+TEST_F(share, reports_missing_mail_program) {
     const no_mail_program nobody;
     answers user;
     user.then_press("OK", [](QMessageBox &alert) {
@@ -312,7 +312,7 @@ TEST_F(share, says_so_when_no_mail_program_can_be_opened) {
     pick(compose);
 }
 
-TEST_F(share, saves_under_the_name_that_the_panel_begins_with) {
+TEST_F(share, saves_under_suggested_name) {
     reportSummary = std::string("Zürich 100 %\n") + summary;
     answers user;
     pick_save_and(user, [this](QFileDialog &panel) {
@@ -330,7 +330,7 @@ TEST_F(share, saves_under_the_name_that_the_panel_begins_with) {
     EXPECT_EQ(QApplication::clipboard()->text(), "before");
 }
 
-TEST_F(share, saves_where_the_user_says_and_gives_a_name_without_ending_one) {
+TEST_F(share, saves_at_chosen_place_with_suffix) {
     answers user;
     fs::create_directory(path("else where"));
     const std::vector<std::pair<std::string, std::string>> names = {
@@ -345,7 +345,7 @@ TEST_F(share, saves_where_the_user_says_and_gives_a_name_without_ending_one) {
     EXPECT_EQ(names_in(path("Documents")).size(), 0U);
 }
 
-TEST_F(share, saves_nothing_when_the_panel_is_cancelled) {
+TEST_F(share, saves_nothing_when_cancelled) {
     answers user;
     pick_save_and(user, cancel);
     pick_save_and(user, [](QFileDialog &panel) { QTest::keyClick(&panel, Qt::Key_Escape); });
@@ -353,7 +353,7 @@ TEST_F(share, saves_nothing_when_the_panel_is_cancelled) {
     EXPECT_EQ(QApplication::clipboard()->text(), "before");
 }
 
-TEST_F(share, replaces_a_file_only_with_the_users_consent) {
+TEST_F(share, replaces_file_with_consent_only) {
     const std::string file = path("Documents/trovik-results.txt");
     std::ofstream(file) << "precious";
     for (const bool consent : {false, true}) {
@@ -377,7 +377,7 @@ TEST_F(share, replaces_a_file_only_with_the_users_consent) {
     }
 }
 
-TEST_F(share, says_what_went_wrong_in_a_folder_that_is_not_there) {
+TEST_F(share, reports_missing_folder) {
     const std::string file = path("none/results.txt");
     answers user;
     user.then([&](QDialog &dialog) {
@@ -388,7 +388,7 @@ TEST_F(share, says_what_went_wrong_in_a_folder_that_is_not_there) {
     EXPECT_FALSE(fs::exists(path("none")));
 }
 
-TEST_F(share, says_what_went_wrong_on_a_volume_that_cannot_be_written) {
+TEST_F(share, reports_read_only_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume where;
     where.set_read_only(true);
@@ -402,7 +402,7 @@ TEST_F(share, says_what_went_wrong_on_a_volume_that_cannot_be_written) {
     EXPECT_EQ(where.content(), std::vector<std::string>());
 }
 
-TEST_F(share, on_a_full_volume_says_so_and_keeps_what_the_file_held) {
+TEST_F(share, keeps_old_file_on_full_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume where(64 * system_tests::kib);
     const std::string file = where.file("results.txt");
@@ -421,7 +421,7 @@ TEST_F(share, on_a_full_volume_says_so_and_keeps_what_the_file_held) {
     EXPECT_EQ(where.content(), std::vector<std::string>({"rest", "results.txt"}));
 }
 
-TEST_F(share, in_a_home_without_documents_begins_in_the_home_itself) {
+TEST_F(share, saves_to_home_without_documents_folder) {
     fs::remove(path("Documents"));
     answers user;
     pick_save_and(user, [this](QFileDialog &panel) {
@@ -432,7 +432,7 @@ TEST_F(share, in_a_home_without_documents_begins_in_the_home_itself) {
 }
 
 // A test may end while the menu is open.
-TEST_F(share, with_its_menu_open_a_question_can_still_be_answered) {
+TEST_F(share, lets_alert_be_answered_over_open_menu) {
     QTest::mousePress(button(), Qt::LeftButton);
     ASSERT_NE(open_menu(), nullptr);
     answers user;
@@ -469,7 +469,7 @@ class share_by_mouse : public share {
 
 }  // namespace
 
-TEST_F(share_by_mouse, the_menu_stays_open_after_a_click_and_closes_by_the_next_one) {
+TEST_F(share_by_mouse, menu_stays_open_until_second_click) {
     press();
     EXPECT_TRUE(wait_until([] { return open_menu() != nullptr; }));
     release_at(button_place());
@@ -483,7 +483,7 @@ TEST_F(share_by_mouse, the_menu_stays_open_after_a_click_and_closes_by_the_next_
     EXPECT_FALSE(button()->isDown());
 }
 
-TEST_F(share_by_mouse, an_entry_is_chosen_by_one_pull_from_the_button) {
+TEST_F(share_by_mouse, chooses_entry_by_drag_from_button) {
     press();
     ASSERT_TRUE(wait_until([] { return open_menu() != nullptr; }));
     const QPoint entry = place_of(*open_menu(), 0);

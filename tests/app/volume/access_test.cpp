@@ -18,7 +18,7 @@ using app_tests::has_button;
 using app_tests::lines;
 using app_tests::name_field;
 
-TEST_F(access_grant, is_given_at_once_outside_a_sandbox) {
+TEST_F(access_grant, is_given_at_once_without_sandbox) {
     sandbox_override(false);
     const error_capture log;
     const answers nobody_is_asked;
@@ -28,7 +28,7 @@ TEST_F(access_grant, is_given_at_once_outside_a_sandbox) {
     EXPECT_EQ(log.lines(), lines());
 }
 
-TEST_F(access_grant, to_read_and_write_asks_in_these_words) {
+TEST_F(access_grant, to_write_has_its_texts) {
     answers user;
     then_in_panel(user, [](QFileDialog &panel) {
         EXPECT_EQ(panel.windowTitle(), "Authorize RW for  \"/volume/.Trashes\"");
@@ -46,7 +46,7 @@ TEST_F(access_grant, to_read_and_write_asks_in_these_words) {
 }
 
 // A card that is dying answers each read late or never.
-TEST_F(access_grant, to_read_and_write_reads_nothing_of_the_files_that_are_shown) {
+TEST_F(access_grant, to_write_reads_no_shown_file) {
     std::ofstream(path("picture")) << "\x89PNG\r\n\x1a\n";
     answers user;
     then_in_panel(user, [this](QFileDialog &panel) {
@@ -61,7 +61,7 @@ TEST_F(access_grant, to_read_and_write_reads_nothing_of_the_files_that_are_shown
     EXPECT_FALSE(app().qop_sandbox_askUserForPermission_readWrite("1.fff", "1.fff"));
 }
 
-TEST_F(access_grant, to_read_and_write_is_logged_and_yes) {
+TEST_F(access_grant, to_write_logs_confirmed_path) {
     answers user;
     const error_capture log;
     then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("1.fff")); });
@@ -70,7 +70,7 @@ TEST_F(access_grant, to_read_and_write_is_logged_and_yes) {
     EXPECT_FALSE(std::filesystem::exists(path("1.fff")));
 }
 
-TEST_F(access_grant, to_read_and_write_does_not_ask_about_overwriting) {
+TEST_F(access_grant, to_write_does_not_ask_about_overwriting) {
     make("1.fff");
     answers user;
     then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("1.fff")); });
@@ -78,7 +78,7 @@ TEST_F(access_grant, to_read_and_write_does_not_ask_about_overwriting) {
     EXPECT_EQ(std::filesystem::file_size(path("1.fff")), 7U);
 }
 
-TEST_F(access_grant, to_read_and_write_counts_wherever_the_user_went) {
+TEST_F(access_grant, to_write_counts_for_any_place) {
     answers user;
     const error_capture log;
     then_in_panel(user, [this](QFileDialog &panel) {
@@ -90,7 +90,7 @@ TEST_F(access_grant, to_read_and_write_counts_wherever_the_user_went) {
               lines({"d: User has access granted for " + path("elsewhere/other.txt")}));
 }
 
-TEST_F(access_grant, to_read_and_write_that_is_cancelled_is_no_without_a_word) {
+TEST_F(access_grant, to_write_logs_nothing_when_cancelled) {
     answers user;
     const error_capture log;
     then_in_panel(user, [](QFileDialog &panel) { QTest::keyClick(&panel, Qt::Key_Escape); });
@@ -98,7 +98,7 @@ TEST_F(access_grant, to_read_and_write_that_is_cancelled_is_no_without_a_word) {
     EXPECT_EQ(log.lines(), lines());
 }
 
-TEST_F(access_grant, to_read_asks_in_these_words) {
+TEST_F(access_grant, to_read_has_its_texts) {
     answers user;
     const QString folder = qpath("elsewhere");
     then_in_panel(user, [&](QFileDialog &panel) {
@@ -115,7 +115,7 @@ TEST_F(access_grant, to_read_asks_in_these_words) {
     EXPECT_FALSE(app().qop_sandbox_askUserForPermission_read(folder, folder));
 }
 
-TEST_F(access_grant, to_read_is_logged_in_its_own_word_order_and_yes) {
+TEST_F(access_grant, to_read_logs_confirmed_path) {
     answers user;
     const error_capture log;
     then_in_panel(user, [this](QFileDialog &panel) { choose_by_name(panel, path("elsewhere")); });
@@ -172,7 +172,7 @@ TEST_F(access_grant, to_read_refuses_missing_name) {
     EXPECT_FALSE(app().qop_sandbox_askUserForPermission_read("x", "x"));
 }
 
-TEST_F(access_grant, to_read_can_be_confirmed_as_it_was_asked_for) {
+TEST_F(access_grant, to_read_accepts_suggested_path) {
     answers user;
     const error_capture log;
     then_in_panel(user, [](QFileDialog &panel) {
@@ -184,7 +184,7 @@ TEST_F(access_grant, to_read_can_be_confirmed_as_it_was_asked_for) {
     EXPECT_EQ(log.lines(), lines({"d: User has granted access for " + path("elsewhere")}));
 }
 
-TEST_F(access_grant, to_read_that_is_cancelled_is_no_without_a_word) {
+TEST_F(access_grant, to_read_logs_nothing_when_cancelled) {
     answers user;
     const error_capture log;
     then_in_panel(user, [](QFileDialog &panel) { panel.reject(); });
@@ -192,7 +192,7 @@ TEST_F(access_grant, to_read_that_is_cancelled_is_no_without_a_word) {
     EXPECT_EQ(log.lines(), lines());
 }
 
-TEST_F(access_grant, shows_percent_signs_and_ampersands_as_they_are) {
+TEST_F(access_grant, shows_percent_signs_with_ampersands_literally) {
     answers user;
     then_in_panel(user, [](QFileDialog &panel) {
         EXPECT_EQ(panel.windowTitle(), "Authorize RW for  \"%1 & %2\"");
@@ -209,7 +209,7 @@ TEST_F(access_grant, shows_percent_signs_and_ampersands_as_they_are) {
 
 using sandbox_info = app_tests::window_test;
 
-TEST_F(sandbox_info, is_three_lines_whose_colons_line_up) {
+TEST_F(sandbox_info, has_three_aligned_lines) {
     const error_capture log;
     app().sandbox_printSandboxInfo();
     EXPECT_EQ(log.lines(), lines({"d: -- printSandboxInfo",
@@ -217,7 +217,7 @@ TEST_F(sandbox_info, is_three_lines_whose_colons_line_up) {
                                   "d: NSHomeDirectory     : " + QDir::homePath().toStdString()}));
 }
 
-TEST(sandbox, is_off_on_this_platform_unless_a_test_says_otherwise) {
+TEST(sandbox, is_off_unless_overridden) {
     sandbox_override(std::nullopt);
     EXPECT_FALSE(sandbox_is_active());
     sandbox_override(true);

@@ -79,14 +79,14 @@ class access_to_one_file : public app_tests::access_grant {
 
 }  // namespace
 
-TEST_F(access_to_one_file, that_can_be_read_is_not_asked_for) {
+TEST_F(access_to_one_file, does_not_ask_for_readable_file) {
     make("readable");
     make_readable("readable");
     const answers nobody_is_asked;
     ask_for("readable");
 }
 
-TEST_F(access_to_one_file, asks_in_these_words) {
+TEST_F(access_to_one_file, has_its_texts) {
     make_unreadable("keys.txt");
     answers user;
     then_in_panel(user, [](QFileDialog &panel) {
@@ -103,7 +103,7 @@ TEST_F(access_to_one_file, asks_in_these_words) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, ends_silently_with_the_right_file) {
+TEST_F(access_to_one_file, ends_silently_with_right_file) {
     make_unreadable("keys.txt");
     answers user;
     const error_capture log;
@@ -112,7 +112,7 @@ TEST_F(access_to_one_file, ends_silently_with_the_right_file) {
     EXPECT_EQ(log.lines(), lines());
 }
 
-TEST_F(access_to_one_file, takes_a_symbolic_link_to_the_right_file) {
+TEST_F(access_to_one_file, takes_symlink_to_right_file) {
     make_unreadable("keys.txt");
     std::filesystem::create_symlink(path("keys.txt"), path("link"));
     answers user;
@@ -120,7 +120,7 @@ TEST_F(access_to_one_file, takes_a_symbolic_link_to_the_right_file) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, takes_the_file_that_the_asked_for_link_leads_to) {
+TEST_F(access_to_one_file, takes_target_of_wanted_symlink) {
     make_unreadable("keys.txt");
     std::filesystem::create_symlink(path("keys.txt"), path("link"));
     answers user;
@@ -131,7 +131,7 @@ TEST_F(access_to_one_file, takes_the_file_that_the_asked_for_link_leads_to) {
     ask_for("link");
 }
 
-TEST_F(access_to_one_file, takes_a_file_that_came_only_while_it_was_asked_for) {
+TEST_F(access_to_one_file, takes_file_created_meanwhile) {
     answers user;
     then_in_panel(user, [this](QFileDialog &panel) {
         make("late.txt");
@@ -140,7 +140,7 @@ TEST_F(access_to_one_file, takes_a_file_that_came_only_while_it_was_asked_for) {
     ask_for("late.txt");
 }
 
-TEST_F(access_to_one_file, asks_again_as_often_as_a_wrong_file_is_chosen) {
+TEST_F(access_to_one_file, asks_again_after_each_wrong_file) {
     make_unreadable("keys.txt");
     make("wrong.txt");
     const QString request = "Sandbox requires user permision to read keys.txt";
@@ -153,7 +153,7 @@ TEST_F(access_to_one_file, asks_again_as_often_as_a_wrong_file_is_chosen) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, says_so_once_when_it_is_cancelled) {
+TEST_F(access_to_one_file, reports_denial_once) {
     make_unreadable("keys.txt");
     answers user;
     then_cancel(user);
@@ -161,7 +161,7 @@ TEST_F(access_to_one_file, says_so_once_when_it_is_cancelled) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, can_be_cancelled_after_a_wrong_file) {
+TEST_F(access_to_one_file, can_be_cancelled_after_wrong_file) {
     make_unreadable("keys.txt");
     make("wrong.txt");
     answers user;
@@ -172,7 +172,7 @@ TEST_F(access_to_one_file, can_be_cancelled_after_a_wrong_file) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, is_not_asked_for_again_once_it_can_be_read) {
+TEST_F(access_to_one_file, does_not_ask_again_when_readable_meanwhile) {
     make_unreadable("keys.txt");
     make("wrong.txt");
     answers user;
@@ -181,7 +181,7 @@ TEST_F(access_to_one_file, is_not_asked_for_again_once_it_can_be_read) {
     ask_for("keys.txt");
 }
 
-TEST_F(access_to_one_file, with_a_percent_sign_in_its_name_is_asked_for_literally) {
+TEST_F(access_to_one_file, shows_percent_sign_in_name_literally) {
     make_unreadable("50% done.txt");
     make("wrong.txt");
     answers user;

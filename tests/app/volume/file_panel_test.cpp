@@ -90,9 +90,9 @@ void type(QFileDialog &panel, const std::string &text) {
     QTest::keyClick(field, Qt::Key_Return);
 }
 
-class folder_panel_use : public testing::Test {
+class file_panel_use : public testing::Test {
  protected:
-    folder_panel_use() : m_panel(nullptr) {
+    file_panel_use() : m_panel(nullptr) {
         for (const char *name : {"card/DCIM", "other"})
             std::filesystem::create_directories(m_folder.path() + "/" + name);
     }
@@ -122,7 +122,7 @@ class folder_panel_use : public testing::Test {
 
 }  // namespace
 
-TEST_F(folder_panel_use, the_prompt_says_what_to_choose) {
+TEST_F(file_panel_use, has_its_prompt) {
     EXPECT_EQ(panel().labelText(QFileDialog::Accept),
               "Choose root folder of a device /Volumes/<your-media>");
     run([](QFileDialog &shown) {
@@ -134,7 +134,7 @@ TEST_F(folder_panel_use, the_prompt_says_what_to_choose) {
     });
 }
 
-TEST_F(folder_panel_use, shows_folders_and_no_files) {
+TEST_F(file_panel_use, shows_folders_only) {
     ASSERT_TRUE(std::ofstream(below("a file")) << "content");
     run([](QFileDialog &shown) {
         QAbstractItemView *const list = list_of(shown);
@@ -146,16 +146,16 @@ TEST_F(folder_panel_use, shows_folders_and_no_files) {
     });
 }
 
-TEST_F(folder_panel_use, makes_no_folders) {
+TEST_F(file_panel_use, creates_no_folders) {
     EXPECT_TRUE(panel().testOption(QFileDialog::ReadOnly));
 }
 
-TEST_F(folder_panel_use, opens_where_removable_volumes_are_mounted) {
+TEST_F(file_panel_use, opens_at_removable_volumes) {
     const folder_panel fresh(nullptr);
     EXPECT_EQ(fresh.directory().absolutePath(), platform_media_folder());
 }
 
-TEST_F(folder_panel_use, lists_volumes_in_side_bar) {
+TEST_F(file_panel_use, lists_volumes_in_side_bar) {
     const folder_panel fresh(nullptr);
     QStringList places;
     for (const QUrl &url : fresh.sidebarUrls())
@@ -169,12 +169,12 @@ TEST_F(folder_panel_use, lists_volumes_in_side_bar) {
     EXPECT_EQ(places, expected);
 }
 
-TEST_F(folder_panel_use, with_nothing_highlighted_takes_the_folder_that_it_shows) {
+TEST_F(file_panel_use, takes_shown_folder_without_highlight) {
     EXPECT_TRUE(run([](QFileDialog &shown) { confirm(shown); }));
     EXPECT_EQ(taken(), folder());
 }
 
-TEST_F(folder_panel_use, enters_a_highlighted_folder_before_it_is_confirmed) {
+TEST_F(file_panel_use, enters_highlighted_folder_when_confirmed) {
     EXPECT_TRUE(run([](QFileDialog &shown) {
         highlight(shown, "card");
         confirm(shown);
@@ -182,7 +182,7 @@ TEST_F(folder_panel_use, enters_a_highlighted_folder_before_it_is_confirmed) {
     EXPECT_EQ(taken(), below("card"));
 }
 
-TEST_F(folder_panel_use, takes_the_folder_that_was_entered_by_hand) {
+TEST_F(file_panel_use, takes_entered_folder) {
     EXPECT_TRUE(run([&](QFileDialog &shown) {
         shown.setDirectory(QString::fromStdString(below("card")));
         confirm(shown);
@@ -190,7 +190,7 @@ TEST_F(folder_panel_use, takes_the_folder_that_was_entered_by_hand) {
     EXPECT_EQ(taken(), below("card"));
 }
 
-TEST_F(folder_panel_use, highlights_count_in_the_folder_that_was_entered) {
+TEST_F(file_panel_use, takes_highlight_in_entered_folder) {
     EXPECT_TRUE(run([&](QFileDialog &shown) {
         shown.setDirectory(QString::fromStdString(below("card")));
         highlight(shown, "DCIM");
@@ -199,21 +199,21 @@ TEST_F(folder_panel_use, highlights_count_in_the_folder_that_was_entered) {
     EXPECT_EQ(taken(), below("card/DCIM"));
 }
 
-TEST_F(folder_panel_use, takes_a_path_that_was_typed) {
+TEST_F(file_panel_use, takes_typed_path) {
     EXPECT_TRUE(run([&](QFileDialog &shown) { type(shown, below("card/DCIM")); }));
     EXPECT_EQ(taken(), below("card/DCIM"));
 }
 
-TEST_F(folder_panel_use, takes_a_name_that_was_typed) {
+TEST_F(file_panel_use, takes_typed_name) {
     EXPECT_TRUE(run([](QFileDialog &shown) { type(shown, "other"); }));
     EXPECT_EQ(taken(), below("other"));
 }
 
-TEST_F(folder_panel_use, is_cancelled_by_escape) {
+TEST_F(file_panel_use, cancels_by_escape) {
     EXPECT_FALSE(run([](QFileDialog &shown) { QTest::keyClick(&shown, Qt::Key_Escape); }));
 }
 
-TEST_F(folder_panel_use, is_a_question_as_long_as_it_is_open) {
+TEST_F(file_panel_use, is_question_while_open) {
     EXPECT_FALSE(modal_question::is_open());
     run([](QFileDialog &shown) {
         EXPECT_TRUE(modal_question::is_open());
@@ -237,7 +237,7 @@ class choosing_in_the_panel : public app_tests::volume_selection {
 
 }  // namespace
 
-TEST_F(choosing_in_the_panel, takes_the_volume_of_the_folder) {
+TEST_F(choosing_in_the_panel, takes_volume_of_folder) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.make_folder("DCIM");
@@ -248,7 +248,7 @@ TEST_F(choosing_in_the_panel, takes_the_volume_of_the_folder) {
     EXPECT_EQ(selectedVolumePath, volume.path());
 }
 
-TEST_F(choosing_in_the_panel, takes_a_highlighted_volume_and_not_the_one_that_holds_it) {
+TEST_F(choosing_in_the_panel, takes_highlighted_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     open([&](QFileDialog &panel) {
@@ -259,7 +259,7 @@ TEST_F(choosing_in_the_panel, takes_a_highlighted_volume_and_not_the_one_that_ho
     EXPECT_EQ(selectedVolumePath, volume.path());
 }
 
-TEST_F(choosing_in_the_panel, and_cancelling_changes_and_logs_nothing) {
+TEST_F(choosing_in_the_panel, changes_nothing_when_cancelled) {
     const error_capture log;
     open([](QFileDialog &panel) { panel.reject(); });
     EXPECT_EQ(log.lines(), lines());

@@ -28,7 +28,7 @@ using system_tests::process_result;
 using system_tests::run_program;
 using test_support::locked_pages;
 
-TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_changes_nothing) {
+TEST_F(volume_selection, refuses_missing_folder) {
     const private_folder folder;
     const std::string missing = folder.path() + "/<b>missing</b>";
     const error_capture log;
@@ -46,7 +46,7 @@ TEST_F(volume_selection, of_a_folder_that_does_not_exist_says_so_once_and_change
     expect_nothing_chosen();
 }
 
-TEST_F(volume_selection, of_a_folder_out_of_reach_says_so_once_and_changes_nothing) {
+TEST_F(volume_selection, refuses_unreachable_folder) {
     const private_folder folder;
     const std::string hidden = folder.path() + "/locked/inside";
     std::filesystem::create_directories(hidden);
@@ -70,7 +70,7 @@ TEST_F(volume_selection, of_a_folder_out_of_reach_says_so_once_and_changes_nothi
     expect_nothing_chosen();
 }
 
-TEST_F(volume_selection, that_fails_leaves_the_volume_chosen_before) {
+TEST_F(volume_selection, keeps_earlier_volume_on_failure) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     EXPECT_TRUE(select(volume.path()));
@@ -95,7 +95,7 @@ class system_volume : public volume_selection {
 
 }  // namespace
 
-TEST_F(system_volume, is_asked_about_before_anything_is_recorded) {
+TEST_F(system_volume, asks_before_recording) {
     const error_capture log;
     EXPECT_FALSE(select_root([](QMessageBox &alert) {
         EXPECT_EQ(alert.text(), "This is not removable storage");
@@ -111,14 +111,14 @@ TEST_F(system_volume, is_asked_about_before_anything_is_recorded) {
     expect_nothing_chosen();
 }
 
-TEST_F(system_volume, is_not_taken_on_escape_or_by_the_alerts_cross) {
+TEST_F(system_volume, is_refused_by_escape_or_close_button) {
     EXPECT_FALSE(select_root(
         [](QMessageBox &alert) { QTest::keyClick(alert.focusWidget(), Qt::Key_Escape); }));
     EXPECT_FALSE(select_root([](QMessageBox &alert) { alert.close(); }));
     expect_nothing_chosen();
 }
 
-TEST_F(system_volume, is_taken_when_the_user_says_so) {
+TEST_F(system_volume, is_taken_on_confirmation) {
     answers user;
     user.then_press("Use this volume anyway");
     const lines log = log_of_selecting("/");
@@ -128,7 +128,7 @@ TEST_F(system_volume, is_taken_when_the_user_says_so) {
     EXPECT_EQ(uiState, UI_STATE_MEDIUM_FOUND);
 }
 
-TEST_F(system_volume, includes_the_users_home) {
+TEST_F(system_volume, includes_home) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume(mib, "home");
     const QByteArray home = qgetenv("HOME");
@@ -168,7 +168,7 @@ class volume_that_has_gone : public volume_selection {
 
 }  // namespace
 
-TEST_F(volume_that_has_gone, is_not_tested_and_neither_is_the_folder_below_it) {
+TEST_F(volume_that_has_gone, is_not_tested_nor_is_its_mount_point) {
     SKIP_IF_MISSING(missing_for_mounts());
     memory_volume volume;
     choose(volume.path());
@@ -178,7 +178,7 @@ TEST_F(volume_that_has_gone, is_not_tested_and_neither_is_the_folder_below_it) {
     EXPECT_EQ(volume.content(), lines());
 }
 
-TEST_F(volume_that_has_gone, is_not_mistaken_for_another_one_at_its_place) {
+TEST_F(volume_that_has_gone, is_not_confused_with_other_volume_at_same_path) {
     SKIP_IF_MISSING(missing_for_mounts());
     memory_volume volume;
     choose(volume.path());
@@ -189,7 +189,7 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_another_one_at_its_place) {
 }
 
 // A copy of the chosen card, on another device.
-TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_calls_itself_the_same) {
+TEST_F(volume_that_has_gone, is_not_confused_with_volume_of_same_name) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.make_file("1.fff");
@@ -200,7 +200,7 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_calls_itself_the_same)
 }
 
 // Mounted anew: the kernel gives out the numbers of memory and of mounts again at once.
-TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_was_given_all_its_numbers) {
+TEST_F(volume_that_has_gone, is_not_confused_with_volume_of_same_numbers) {
     SKIP_IF_MISSING(missing_for_mounts());
     memory_volume volume;
     choose(volume.path());
@@ -220,7 +220,7 @@ TEST_F(volume_that_has_gone, is_not_mistaken_for_one_that_was_given_all_its_numb
 
 using volume_in_use = volume_that_has_gone;
 
-TEST_F(volume_in_use, by_another_run_is_not_tested_and_can_be_as_soon_as_that_has_ended) {
+TEST_F(volume_in_use, is_refused_until_other_run_ends) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.make_file("1.fff");
@@ -269,7 +269,7 @@ class doubtful_run : public volume_selection {
 
 }  // namespace
 
-TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
+TEST_F(doubtful_run, is_not_proven_with_pages_locked_in_memory) {
     SKIP_IF_MISSING(missing_for_cards());
     const system_tests::card where({"--size=2M", "--write-rate=2M"});
     start(where.path());
@@ -285,7 +285,7 @@ TEST_F(doubtful_run, with_pages_that_stay_in_memory_proves_nothing) {
     EXPECT_LT(line, console().indexOf("Sectors:     OK"));
 }
 
-TEST_F(doubtful_run, keeps_other_runs_away_and_shows_a_name_that_wants_to_be_more_as_text) {
+TEST_F(doubtful_run, refuses_other_runs_with_escaped_name) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume(mib, "x\n -  1: Volume intact ..: FORGED\x1b[2J\x07\u202e");
     const error_capture log;

@@ -64,7 +64,7 @@ TEST_F(marker_display, shows_every_combination) {
     }
 }
 
-TEST_F(marker_display, takes_folders_as_it_takes_files) {
+TEST_F(marker_display, treats_folders_like_files) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     for (const marker &each : markers())
@@ -74,7 +74,7 @@ TEST_F(marker_display, takes_folders_as_it_takes_files) {
         expect_shown(each, true);
 }
 
-TEST_F(marker_display, takes_what_leads_nowhere_for_absent) {
+TEST_F(marker_display, treats_dangling_links_as_absent) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     std::filesystem::create_symlink("nowhere", volume.file(".Trashes"));
@@ -85,7 +85,7 @@ TEST_F(marker_display, takes_what_leads_nowhere_for_absent) {
         expect_shown(each, false);
 }
 
-TEST_F(marker_display, flips_with_the_next_tick) {
+TEST_F(marker_display, changes_with_next_tick) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.make_file(".metadata_never_index");

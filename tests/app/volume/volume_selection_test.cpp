@@ -53,7 +53,7 @@ std::string flag_text(const std::optional<bool> &flag) {
 
 }  // namespace
 
-TEST_F(volume_selection, records_every_value_of_a_volume) {
+TEST_F(volume_selection, records_all_values) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume(1536 * mib);
     EXPECT_EQ(selectedVolumePath, "-");
@@ -72,7 +72,7 @@ TEST_F(volume_selection, records_every_value_of_a_volume) {
     EXPECT_STREQ(get_engine_volume_path(), volume.path().c_str());
 }
 
-TEST_F(volume_selection, shows_nothing_before_the_next_tick) {
+TEST_F(volume_selection, shows_values_with_next_tick) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
@@ -87,7 +87,7 @@ TEST_F(volume_selection, shows_nothing_before_the_next_tick) {
     EXPECT_TRUE(app().UI_start->isEnabled());
 }
 
-TEST_F(volume_selection, logs_the_device_line_by_line) {
+TEST_F(volume_selection, logs_device_line_by_line) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume(1536 * mib);
     const device_block expected = {.url = "file://" + volume.path() + "/",
@@ -101,7 +101,7 @@ TEST_F(volume_selection, logs_the_device_line_by_line) {
     EXPECT_EQ(log_of_selecting(volume.path()), expected.as_logged());
 }
 
-TEST_F(volume_selection, logs_a_read_only_device_as_such) {
+TEST_F(volume_selection, logs_read_only_device) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.set_read_only(true);
@@ -110,7 +110,7 @@ TEST_F(volume_selection, logs_a_read_only_device_as_such) {
     EXPECT_EQ(log.at(8), " - Read only = 1");
 }
 
-TEST_F(volume_selection, of_a_file_system_on_a_device_logs_what_the_device_is) {
+TEST_F(volume_selection, logs_properties_of_block_device) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
     const image_volume volume(16 * mib, {"mkfs.ext4", "-q"}, {}, "ext4");
     volume_info info;
@@ -132,7 +132,7 @@ TEST_F(volume_selection, of_a_file_system_on_a_device_logs_what_the_device_is) {
     EXPECT_EQ(selectedVolumeCapacityBytesText, std::to_string(bytes));
 }
 
-TEST_F(volume_selection, of_a_card_of_32_gb_records_29_point_802) {
+TEST_F(volume_selection, records_29_802_for_card_of_32_gb) {
     SKIP_IF_MISSING(missing_for_cards());
     const card volume({"--size=32000000000"});
     const lines log = log_of_selecting(volume.path());
@@ -146,7 +146,7 @@ TEST_F(volume_selection, of_a_card_of_32_gb_records_29_point_802) {
     EXPECT_DOUBLE_EQ(selectedVolumeCapacityGB, 32000000000.0 / 1073741824.0);
 }
 
-TEST_F(volume_selection, of_a_card_that_hides_its_size_records_none) {
+TEST_F(volume_selection, records_no_capacity_when_unknown) {
     SKIP_IF_MISSING(missing_for_cards());
     const card volume({"--size=1M", "--statfs-fails"});
     const lines log = log_of_selecting(volume.path());
@@ -164,7 +164,7 @@ TEST_F(volume_selection, of_a_card_that_hides_its_size_records_none) {
     EXPECT_EQ(app().UI_volumesFreeSpace->text(), "0.0 Byte (0 Bytes)");
 }
 
-TEST_F(volume_selection, of_a_folder_deep_inside_takes_the_whole_volume) {
+TEST_F(volume_selection, takes_whole_volume_of_deep_folder) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.make_folder("one/two three");
@@ -174,7 +174,7 @@ TEST_F(volume_selection, of_a_folder_deep_inside_takes_the_whole_volume) {
     EXPECT_EQ(selectedVolumeCapacity, 8388608U);
 }
 
-TEST_F(volume_selection, of_a_folder_with_a_slash_at_its_end_does_not_double_it) {
+TEST_F(volume_selection, does_not_double_slash_at_end) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     EXPECT_EQ(log_of_selecting(volume.path() + "/").at(0),
@@ -182,7 +182,7 @@ TEST_F(volume_selection, of_a_folder_with_a_slash_at_its_end_does_not_double_it)
     EXPECT_EQ(selectedVolumePath, volume.path());
 }
 
-TEST_F(volume_selection, keeps_blanks_and_unicode_in_the_name) {
+TEST_F(volume_selection, keeps_blanks_with_unicode_in_name) {
     SKIP_IF_MISSING(missing_for_mounts());
     const std::string name = "NO NAME \xC3\xBC \xE6\x97\xA5\xE6\x9C\xAC & 100%";
     const memory_volume volume(mib, name);
@@ -199,7 +199,7 @@ TEST_F(volume_selection, keeps_blanks_and_unicode_in_the_name) {
     EXPECT_TRUE(app().UI_start->isEnabled());
 }
 
-TEST_F(volume_selection, of_a_read_only_volume_warns_and_keeps_start_disabled) {
+TEST_F(volume_selection, keeps_start_disabled_for_read_only_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.set_read_only(true);
@@ -221,7 +221,7 @@ TEST_F(volume_selection, of_a_read_only_volume_warns_and_keeps_start_disabled) {
     }
 }
 
-TEST_F(volume_selection, of_a_locked_card_warns_as_well) {
+TEST_F(volume_selection, warns_of_locked_card) {
     SKIP_IF_MISSING(missing_for_cards());
     const card volume({"--size=1M", "--read-only"});
     EXPECT_TRUE(select(volume.path()));
@@ -229,7 +229,7 @@ TEST_F(volume_selection, of_a_locked_card_warns_as_well) {
     EXPECT_EQ(volumeErrorMessage, read_only_warning);
 }
 
-TEST_F(volume_selection, again_after_unlocking_clears_the_warning) {
+TEST_F(volume_selection, clears_warning_after_unlocking) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     volume.set_read_only(true);
@@ -249,7 +249,7 @@ TEST_F(volume_selection, again_after_unlocking_clears_the_warning) {
     EXPECT_TRUE(app().UI_start->isEnabled());
 }
 
-TEST_F(volume_selection, of_another_volume_replaces_every_value) {
+TEST_F(volume_selection, replaces_all_values_with_next_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume first(mib, "first");
     const memory_volume second(2 * mib, "second");
@@ -263,7 +263,7 @@ TEST_F(volume_selection, of_another_volume_replaces_every_value) {
     EXPECT_EQ(uiState, UI_STATE_MEDIUM_FOUND);
 }
 
-TEST_F(volume_selection, after_a_result_shows_the_volume_again) {
+TEST_F(volume_selection, shows_volume_again_after_result) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     uiState = UI_STATE_WAITING;

@@ -52,7 +52,7 @@ QLabel *label_of(const QMessageBox &box, const char *name) {
 
 }  // namespace
 
-TEST_F(alert, buttons_stand_in_the_order_given_and_answer_by_their_place) {
+TEST_F(alert, keeps_order_of_buttons) {
     const std::vector<std::pair<QString, int>> places = {
         {"First", 1000}, {"Second", 1001}, {"Third", 1002}};
     for (const auto &[title, answer] : places) {
@@ -64,7 +64,7 @@ TEST_F(alert, buttons_stand_in_the_order_given_and_answer_by_their_place) {
     }
 }
 
-TEST_F(alert, the_first_button_is_the_default_and_has_the_focus) {
+TEST_F(alert, focuses_first_button_as_default) {
     EXPECT_EQ(answer_to(three_buttons(ALERT_THIRD_BUTTON),
                         [](QMessageBox &box) {
                             ASSERT_NE(box.defaultButton(), nullptr);
@@ -75,7 +75,7 @@ TEST_F(alert, the_first_button_is_the_default_and_has_the_focus) {
               ALERT_FIRST_BUTTON);
 }
 
-TEST_F(alert, escape_gives_the_safe_answer_whichever_it_is) {
+TEST_F(alert, gives_safe_answer_on_escape) {
     for (const int safe : {ALERT_FIRST_BUTTON, ALERT_SECOND_BUTTON, ALERT_THIRD_BUTTON}) {
         EXPECT_EQ(
             answer_to(three_buttons(safe), [](QMessageBox &box) { press(box, Qt::Key_Escape); }),
@@ -83,12 +83,12 @@ TEST_F(alert, escape_gives_the_safe_answer_whichever_it_is) {
     }
 }
 
-TEST_F(alert, its_cross_gives_the_safe_answer_whichever_it_is) {
+TEST_F(alert, gives_safe_answer_on_close_button) {
     for (const int safe : {ALERT_FIRST_BUTTON, ALERT_SECOND_BUTTON, ALERT_THIRD_BUTTON})
         EXPECT_EQ(answer_to(three_buttons(safe), [](QMessageBox &box) { box.close(); }), safe);
 }
 
-TEST_F(alert, one_button_is_the_answer_to_everything) {
+TEST_F(alert, answers_with_only_button_in_every_case) {
     const alert_request request = {
         .message = "Message", .informative = "Informative", .buttons = {"OK"}};
     const auto close = [](QMessageBox &box) { box.close(); };
@@ -99,7 +99,7 @@ TEST_F(alert, one_button_is_the_answer_to_everything) {
     EXPECT_EQ(answer_to(request, confirm), ALERT_FIRST_BUTTON);
 }
 
-TEST_F(alert, every_button_can_be_reached_by_tab) {
+TEST_F(alert, reaches_each_button_by_tab) {
     EXPECT_EQ(answer_to(three_buttons(ALERT_FIRST_BUTTON),
                         [](QMessageBox &box) {
                             for (int i = 0; i < 8; ++i) {
@@ -113,7 +113,7 @@ TEST_F(alert, every_button_can_be_reached_by_tab) {
               ALERT_THIRD_BUTTON);
 }
 
-TEST_F(alert, texts_are_shown_literally) {
+TEST_F(alert, shows_texts_literally) {
     const QString words = "<b>R&D</b> &amp; <a href=\"http://example.org\">100 %</a>\n&x";
     answer_to({.message = words, .informative = words, .buttons = {"OK"}}, [&](QMessageBox &box) {
         EXPECT_EQ(box.text(), words);
@@ -129,7 +129,7 @@ TEST_F(alert, texts_are_shown_literally) {
     });
 }
 
-TEST_F(alert, an_ampersand_in_a_title_is_shown_and_is_no_shortcut) {
+TEST_F(alert, shows_ampersand_in_title) {
     answers user;
     user.then_press("Save & <b>go</b>", [](QMessageBox &box) {
         EXPECT_EQ(button_titles(box), QStringList({"Cancel", "Save & <b>go</b>"}));
@@ -142,7 +142,7 @@ TEST_F(alert, an_ampersand_in_a_title_is_shown_and_is_no_shortcut) {
               ALERT_SECOND_BUTTON);
 }
 
-TEST_F(alert, each_style_has_its_picture) {
+TEST_F(alert, has_icon_for_each_style) {
     const std::vector<std::pair<alert_style, QMessageBox::Icon>> pictures = {
         {alert_style::warning, QMessageBox::Warning},
         {alert_style::informational, QMessageBox::Information},
@@ -157,7 +157,7 @@ TEST_F(alert, each_style_has_its_picture) {
     }
 }
 
-TEST_F(alert, stands_over_its_window_and_blocks_it_as_long_as_it_is_open) {
+TEST_F(alert, blocks_its_window) {
     EXPECT_FALSE(modal_question::is_open());
     QWidget window;
     window.show();
@@ -172,7 +172,7 @@ TEST_F(alert, stands_over_its_window_and_blocks_it_as_long_as_it_is_open) {
     EXPECT_FALSE(modal_question::is_open());
 }
 
-TEST_F(alert, its_texts_can_be_selected_and_copied) {
+TEST_F(alert, has_texts_for_selection_and_copy) {
     answer_to(three_buttons(ALERT_FIRST_BUTTON), [](QMessageBox &box) {
         EXPECT_TRUE(box.textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
         EXPECT_TRUE(box.textInteractionFlags().testFlag(Qt::TextSelectableByKeyboard));

@@ -80,13 +80,13 @@ class counting_layout : public QPlainTextDocumentLayout {
 
 }  // namespace
 
-TEST_F(console_view, is_written_in_menlo_11_before_and_after_text_came) {
+TEST_F(console_view, uses_menlo_11_before_and_after_text) {
     expect_console_font();
     app().writeToConsole("line\n");
     expect_console_font();
 }
 
-TEST_F(console_view, an_empty_text_changes_nothing_but_applies_the_font) {
+TEST_F(console_view, applies_font_with_empty_text) {
     app().writeToConsole("line\n");
     view().setFont(QFont("Serif", 20));
     app().writeToConsole("");
@@ -103,7 +103,7 @@ TEST_F(console_view, has_no_text_in_any_other_font) {
     EXPECT_EQ(cursor.charFormat().properties().size(), 0);
 }
 
-TEST_F(console_view, keeps_every_text_as_it_came) {
+TEST_F(console_view, shows_texts_literally) {
     app().writeToConsole("a");
     app().writeToConsole("b\n\n");
     app().writeToConsole("100% <b>%s</b> &amp; \xC3\xBC \xE6\x97\xA5\xE6\x9C\xAC\n");
@@ -112,13 +112,13 @@ TEST_F(console_view, keeps_every_text_as_it_came) {
               "ab\n\n100% <b>%s</b> &amp; \xC3\xBC \xE6\x97\xA5\xE6\x9C\xAC\n  indented\ttab\n");
 }
 
-TEST_F(console_view, of_the_jobs_thread_shows_texts_through_the_event_loop) {
+TEST_F(console_view, shows_job_text_through_event_loop) {
     write_on_jobs_thread({"one\n", "two\n"});
     EXPECT_EQ(console(), "");
     EXPECT_TRUE(wait_until([this] { return console() == "one\ntwo\n"; }));
 }
 
-TEST_F(console_view, shows_what_the_job_said_before_what_the_main_thread_says_later) {
+TEST_F(console_view, shows_earlier_job_text_first) {
     app().writeToConsole("first\n");
     write_on_jobs_thread({"second\n", "third\n"});
     app().writeToConsole("fourth\n");
@@ -127,7 +127,7 @@ TEST_F(console_view, shows_what_the_job_said_before_what_the_main_thread_says_la
     EXPECT_EQ(console(), "first\nsecond\nthird\nfourth\n");
 }
 
-TEST_F(console_view, keeps_the_order_of_two_threads_that_write_at_once) {
+TEST_F(console_view, keeps_order_of_each_writing_thread) {
     constexpr int count = 2000;
     std::thread job([&] {
         for (int i = 0; i < count; ++i)
@@ -167,7 +167,7 @@ TEST_F(console_view, cannot_be_edited) {
     EXPECT_EQ(console(), "line\n");
 }
 
-TEST_F(console_view, can_be_selected_and_copied_by_keyboard) {
+TEST_F(console_view, copies_by_keyboard) {
     app().writeToConsole("one\ntwo\n");
     view().setFocus();
     QTest::keyClick(&view(), Qt::Key_A, Qt::ControlModifier);
@@ -175,7 +175,7 @@ TEST_F(console_view, can_be_selected_and_copied_by_keyboard) {
     EXPECT_EQ(QApplication::clipboard()->text(), "one\ntwo\n");
 }
 
-TEST_F(console_view, can_be_selected_by_mouse) {
+TEST_F(console_view, selects_by_mouse) {
     app().writeToConsole("word\n");
     const QTextCursor start(view().document());
     QTest::mouseDClick(view().viewport(), Qt::LeftButton, Qt::NoModifier,
@@ -183,7 +183,7 @@ TEST_F(console_view, can_be_selected_by_mouse) {
     EXPECT_EQ(view().textCursor().selectedText(), "word");
 }
 
-TEST_F(console_view, a_selection_survives_what_is_appended) {
+TEST_F(console_view, keeps_selection_when_text_is_appended) {
     app().writeToConsole("one\ntwo\nthree\n");
     QTextCursor selection = view().textCursor();
     selection.setPosition(4);
@@ -195,7 +195,7 @@ TEST_F(console_view, a_selection_survives_what_is_appended) {
     EXPECT_EQ(console(), "one\ntwo\nthree\nfour\nfive\n");
 }
 
-TEST_F(console_view, a_selection_up_to_the_end_does_not_grow) {
+TEST_F(console_view, does_not_extend_selection_at_end) {
     app().writeToConsole("one\n");
     const std::vector<std::pair<int, int>> ways = {{0, 4}, {4, 0}};
     for (const auto &[anchor, position] : ways) {
@@ -212,7 +212,7 @@ TEST_F(console_view, a_selection_up_to_the_end_does_not_grow) {
     }
 }
 
-TEST_F(console_view, each_tick_scrolls_to_the_end_and_writing_alone_does_not) {
+TEST_F(console_view, scrolls_to_end_with_tick_only) {
     for (int i = 0; i < 500; ++i)
         app().writeToConsole("line\n");
     view().verticalScrollBar()->setValue(0);
@@ -225,7 +225,7 @@ TEST_F(console_view, each_tick_scrolls_to_the_end_and_writing_alone_does_not) {
     EXPECT_TRUE(is_at_end());
 }
 
-TEST_F(console_view, a_long_line_is_not_wrapped) {
+TEST_F(console_view, does_not_wrap_long_line) {
     EXPECT_EQ(view().lineWrapMode(), QPlainTextEdit::NoWrap);
     app().writeToConsole(std::string(2000, 'x') + "\n");
     EXPECT_GT(view().horizontalScrollBar()->maximum(), 0);
@@ -256,7 +256,7 @@ TEST_F(console_view, lays_out_only_new_and_visible_lines_of_a_long_text) {
     view().setDocument(nullptr);
 }
 
-TEST_F(console_view, does_not_grow_old_text_out_of_its_window) {
+TEST_F(console_view, keeps_first_line_of_long_text) {
     app().writeToConsole("the first line\n");
     for (int i = 0; i < 20000; ++i)
         app().writeToConsole("line\n");
@@ -264,7 +264,7 @@ TEST_F(console_view, does_not_grow_old_text_out_of_its_window) {
     EXPECT_EQ(view().document()->blockCount(), 20002);
 }
 
-TEST_F(console_view, sizes_have_one_decimal_and_a_binary_unit) {
+TEST_F(console_view, formats_sizes_with_one_decimal_and_binary_unit) {
     const std::vector<std::pair<double, QString>> sizes = {{0, "0.0 Byte"},
                                                            {1023, "1023.0 Byte"},
                                                            {1024, "1.0 KB"},
@@ -280,7 +280,7 @@ TEST_F(console_view, sizes_have_one_decimal_and_a_binary_unit) {
         EXPECT_EQ(app().util_getSizeByByte(bytes), text);
 }
 
-TEST_F(console_view, the_time_stamp_is_local_padded_and_now) {
+TEST_F(console_view, formats_local_time_with_padding) {
     const std::string before = time_stamp_now();
     const QString now = app().util_getNow();
     EXPECT_TRUE(

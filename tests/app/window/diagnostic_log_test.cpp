@@ -38,9 +38,9 @@ extern "C" void syslog(int priority, const char *format, ...) {
 
 namespace {
 
-class diagnostic_log_test : public testing::Test {
+class diagnostic_log_lines : public testing::Test {
  protected:
-    diagnostic_log_test() { system_log.clear(); }
+    diagnostic_log_lines() { system_log.clear(); }
 
     // What standard error shows of these entries.
     static std::string shown(const std::vector<std::string> &entries) {
@@ -53,31 +53,31 @@ class diagnostic_log_test : public testing::Test {
 
 }  // namespace
 
-TEST_F(diagnostic_log_test, each_entry_is_a_line_on_standard_error) {
+TEST_F(diagnostic_log_lines, writes_each_entry_to_standard_error) {
     EXPECT_EQ(shown({"d: one", "ERR: two"}), "d: one\nERR: two\n");
 }
 
-TEST_F(diagnostic_log_test, a_line_break_at_the_end_is_not_doubled) {
+TEST_F(diagnostic_log_lines, does_not_double_line_break) {
     EXPECT_EQ(shown({" - Name = x\n", "d: next"}), " - Name = x\nd: next\n");
     EXPECT_EQ(system_log.at(0).text, " - Name = x");
 }
 
-TEST_F(diagnostic_log_test, an_empty_entry_is_an_empty_line) {
+TEST_F(diagnostic_log_lines, writes_empty_line_for_empty_entry) {
     EXPECT_EQ(shown({"", "\n"}), "\n\n");
     EXPECT_EQ(system_log.size(), 2U);
 }
 
-TEST_F(diagnostic_log_test, percent_signs_are_no_format) {
+TEST_F(diagnostic_log_lines, does_not_expand_percent_signs) {
     EXPECT_EQ(shown({"100% %s %n %d"}), "100% %s %n %d\n");
     EXPECT_EQ(system_log.at(0).text, "100% %s %n %d");
 }
 
-TEST_F(diagnostic_log_test, a_name_in_an_entry_forges_no_line_and_reprograms_no_terminal) {
+TEST_F(diagnostic_log_lines, escapes_control_characters) {
     EXPECT_EQ(shown({"d: x\nERR: forged\x1b[2J\n"}), "d: x\\x0AERR: forged\\x1B[2J\n");
     EXPECT_EQ(system_log.at(0).text, "d: x\\x0AERR: forged\\x1B[2J");
 }
 
-TEST_F(diagnostic_log_test, each_entry_is_an_entry_of_the_systems_log) {
+TEST_F(diagnostic_log_lines, writes_each_entry_to_system_log) {
     shown({"d: one", "d: two\n"});
     ASSERT_EQ(system_log.size(), 2U);
     EXPECT_EQ(system_log.at(0).text, "d: one");
@@ -85,7 +85,7 @@ TEST_F(diagnostic_log_test, each_entry_is_an_entry_of_the_systems_log) {
     EXPECT_EQ(system_log.at(0).priority, LOG_USER | LOG_NOTICE);
 }
 
-TEST_F(diagnostic_log_test, lines_of_two_threads_never_mix) {
+TEST_F(diagnostic_log_lines, does_not_mix_lines_of_threads) {
     constexpr int lines = 3000;
     const std::string first(100, 'a');
     const std::string second(100, 'b');

@@ -45,20 +45,20 @@ const QString middle(100, 'w');
 
 }  // namespace
 
-TEST_F(elided, shows_the_beginning_and_the_end_of_a_long_text) {
+TEST_F(elided, shows_both_ends_of_long_text) {
     const QImage picture = picture_of("/media/" + middle + "/card");
     EXPECT_NE(picture, picture_of("/volumes/" + middle + "/card"));
     EXPECT_NE(picture, picture_of("/media/" + middle + "/stick"));
     EXPECT_EQ(picture, picture_of("/media/" + middle + "w/card"));
 }
 
-TEST_F(elided, shows_a_short_text_as_any_label_does) {
+TEST_F(elided, shows_short_text_like_label) {
     QLabel usual("/media/card");
     usual.resize(label().size());
     EXPECT_EQ(picture_of("/media/card"), usual.grab().toImage());
 }
 
-TEST_F(elided, needs_no_more_room_for_a_long_text) {
+TEST_F(elided, needs_no_more_room_for_long_text) {
     label().setText("x");
     const QSize short_text = label().minimumSizeHint();
     label().setText(middle);
@@ -66,15 +66,15 @@ TEST_F(elided, needs_no_more_room_for_a_long_text) {
     EXPECT_EQ(label().text(), middle);
 }
 
-TEST_F(elided, tells_a_long_text_in_full_and_literally) {
+TEST_F(elided, has_tool_tip_with_whole_long_text) {
     const QString path = "/media/<b>" + middle + "</b>&";
     EXPECT_EQ(QTextDocumentFragment::fromHtml(tip_of(path)).toPlainText(), path);
 }
 
-TEST_F(elided, tells_nothing_more_of_a_text_that_fits) {
+TEST_F(elided, has_no_tool_tip_for_text_that_fits) {
     EXPECT_EQ(tip_of("/media/card"), "");
 }
 
-TEST_F(elided, takes_no_text_for_rich_text) {
+TEST_F(elided, shows_no_rich_text) {
     EXPECT_EQ(label().textFormat(), Qt::PlainText);
 }

@@ -107,7 +107,7 @@ class keyboard : public app_tests::window_view {
 
 }  // namespace
 
-TEST_F(keyboard, answers_the_disclaimer_by_arrow_or_tab_and_space) {
+TEST_F(keyboard, answers_disclaimer_by_arrow_or_tab_with_space) {
     const QString yes = "Yes, I know what I am doing";
     for (const Qt::Key key : {Qt::Key_Right, Qt::Key_Tab, Qt::Key_Left, Qt::Key_Down}) {
         EXPECT_TRUE(start_up([&] {
@@ -119,7 +119,7 @@ TEST_F(keyboard, answers_the_disclaimer_by_arrow_or_tab_and_space) {
     }
 }
 
-TEST_F(keyboard, answers_the_disclaimer_by_return_on_the_button_with_the_focus) {
+TEST_F(keyboard, answers_disclaimer_by_return_on_focused_button) {
     EXPECT_TRUE(start_up([] {
         move_to("Yes, I know what I am doing", Qt::Key_Tab);
         type(Qt::Key_Return);
@@ -131,7 +131,7 @@ TEST_F(keyboard, answers_the_disclaimer_by_return_on_the_button_with_the_focus) 
     }));
 }
 
-TEST_F(keyboard, starts_at_the_first_control_after_the_disclaimer) {
+TEST_F(keyboard, starts_at_first_control_after_disclaimer) {
     ASSERT_TRUE(start_up([] {
         move_to("Yes, I know what I am doing", Qt::Key_Tab);
         type(Qt::Key_Space);
@@ -142,19 +142,19 @@ TEST_F(keyboard, starts_at_the_first_control_after_the_disclaimer) {
     EXPECT_EQ(focused_name(), "UI_open_device_outlet");
 }
 
-TEST_F(keyboard, walks_through_all_that_is_enabled_after_start_up_and_round_again) {
+TEST_F(keyboard, cycles_through_enabled_controls_after_start_up) {
     accept_disclaimer();
     EXPECT_FALSE(in_reading_order().contains("UI_start"));
     expect_walk_in_reading_order();
 }
 
-TEST_F(keyboard, walks_through_everything_in_reading_order_and_round_again) {
+TEST_F(keyboard, cycles_through_all_controls_in_reading_order) {
     enable_everything();
     EXPECT_EQ(in_reading_order().size(), 17);
     expect_walk_in_reading_order();
 }
 
-TEST_F(keyboard, walks_in_reading_order_in_a_small_and_in_a_large_window) {
+TEST_F(keyboard, keeps_reading_order_in_every_window_size) {
     enable_everything();
     for (const QSize &size : {QSize(800, 600), QSize(1600, 1000)}) {
         show_in_size(size);
@@ -162,7 +162,7 @@ TEST_F(keyboard, walks_in_reading_order_in_a_small_and_in_a_large_window) {
     }
 }
 
-TEST_F(keyboard, goes_on_from_a_control_that_a_test_disables_under_the_focus) {
+TEST_F(keyboard, continues_after_focused_control_is_disabled) {
     enable_everything();
     ASSERT_TRUE(becomes_active());
     app().UI_start->setFocus();
@@ -172,7 +172,7 @@ TEST_F(keyboard, goes_on_from_a_control_that_a_test_disables_under_the_focus) {
     EXPECT_EQ(walk(Qt::Key_Tab).size(), 16);
 }
 
-TEST_F(keyboard, reads_the_console_and_leaves_it) {
+TEST_F(keyboard, scrolls_console_then_leaves_it) {
     app().writeToConsole(std::string(500, '\n') + "the last line");
     ASSERT_TRUE(becomes_active());
     app().UI_consoleOutput->setFocus();
@@ -252,7 +252,7 @@ class keyboard_presses : public keyboard {
 
 }  // namespace
 
-TEST_F(keyboard_presses, know_every_button_that_asks) {
+TEST_F(keyboard_presses, cover_all_buttons_with_alerts) {
     QStringList others;
     for (const QString &name : in_reading_order()) {
         if (!questions.contains(name))
@@ -262,11 +262,11 @@ TEST_F(keyboard_presses, know_every_button_that_asks) {
               QStringList({"UI_open_device_outlet", "UI_consoleOutput", "UI_shareButton_outlet"}));
 }
 
-TEST_F(keyboard_presses, every_button_by_space_and_escape_closes_its_alert) {
+TEST_F(keyboard_presses, opens_by_space_then_closes_by_escape) {
     press_each([](QDialog &) { type(Qt::Key_Escape); });
 }
 
-TEST_F(keyboard_presses, tab_comes_to_every_button_of_an_alert_and_space_presses_it) {
+TEST_F(keyboard_presses, reach_alert_buttons_by_tab_for_space) {
     press_each([](QDialog &dialog) {
         const auto &alert = dynamic_cast<QMessageBox &>(dialog);
         const QStringList titles = app_tests::button_titles(alert);
@@ -283,7 +283,7 @@ TEST_F(keyboard_presses, tab_comes_to_every_button_of_an_alert_and_space_presses
     });
 }
 
-TEST_F(keyboard_presses, the_arrows_come_to_every_button_of_an_alert_and_return_presses_it) {
+TEST_F(keyboard_presses, reach_alert_buttons_by_arrow_for_return) {
     press_each([](QDialog &dialog) {
         const auto &alert = dynamic_cast<QMessageBox &>(dialog);
         move_to(app_tests::button_titles(alert).constLast(), Qt::Key_Right);
@@ -291,7 +291,7 @@ TEST_F(keyboard_presses, the_arrows_come_to_every_button_of_an_alert_and_return_
     });
 }
 
-TEST_F(keyboard, opens_the_panel_by_space_and_closes_it_by_escape) {
+TEST_F(keyboard, opens_panel_by_space_to_close_by_escape) {
     ASSERT_TRUE(becomes_active());
     app().UI_open_device_outlet->setFocus();
     answers user;
@@ -305,7 +305,7 @@ TEST_F(keyboard, opens_the_panel_by_space_and_closes_it_by_escape) {
     EXPECT_EQ(uiState, UI_STATE_INIT);
 }
 
-TEST_F(keyboard, opens_the_menu_for_sharing_and_chooses_in_it) {
+TEST_F(keyboard, opens_share_menu_to_choose_entry) {
     accept_disclaimer();
     ASSERT_TRUE(becomes_active());
     app().UI_shareButton_outlet->setFocus();
@@ -331,7 +331,7 @@ TEST_F(keyboard, opens_the_menu_for_sharing_and_chooses_in_it) {
     EXPECT_EQ(focused_name(), "UI_shareButton_outlet");
 }
 
-TEST_F(keyboard, its_shortcuts_work_wherever_the_focus_is) {
+TEST_F(keyboard, accepts_shortcuts_with_any_focus) {
     enable_everything();
     int started = 0;
     QObject::connect(app().UI_start, &QPushButton::clicked, [&] { ++started; });
@@ -354,7 +354,7 @@ TEST_F(keyboard, its_shortcuts_work_wherever_the_focus_is) {
     EXPECT_FALSE(window().isVisible());
 }
 
-TEST_F(keyboard, its_shortcuts_do_nothing_below_a_question) {
+TEST_F(keyboard, ignores_shortcuts_below_alert) {
     answers user;
     user.then([this](QDialog &alert) {
         type(Qt::Key_Q, Qt::ControlModifier);

@@ -52,7 +52,7 @@ class locale : public app_tests::volume_selection {
 
 }  // namespace
 
-TEST_F(locale, groups_the_digits_of_the_capacity_in_its_own_way) {
+TEST_F(locale, groups_digits_of_capacity) {
     SKIP_IF_MISSING(missing_for_mounts());
     QLocale::setDefault(QLocale("en_US"));
     expect_capacity("1.5 GB (1,610,612,736 Bytes) (1610612736 Bytes)");
@@ -64,13 +64,13 @@ TEST_F(locale, groups_the_digits_of_the_capacity_in_its_own_way) {
     expect_capacity("1.5 GB (1610612736 Bytes) (1610612736 Bytes)");
 }
 
-TEST_F(locale, of_the_window_library_leaves_every_other_number_alone) {
+TEST_F(locale, of_qt_changes_no_other_number) {
     SKIP_IF_MISSING(missing_for_mounts());
     QLocale::setDefault(QLocale("de_DE"));
     expect_points_everywhere_else();
 }
 
-TEST_F(locale, of_the_system_leaves_every_other_number_alone) {
+TEST_F(locale, of_system_changes_no_other_number) {
     SKIP_IF_MISSING(missing_for_mounts());
     const std::string localedef = system_tests::find_program("localedef");
     SKIP_IF_MISSING(localedef.empty() ? "the program localedef is not installed" : "");

@@ -119,25 +119,25 @@ class screen_reader : public app_tests::window_view {
 
 }  // namespace
 
-TEST_F(screen_reader, is_told_of_everything_after_start_up) {
+TEST_F(screen_reader, reads_all_controls_after_start_up) {
     accept_disclaimer();
     EXPECT_TRUE(told(app().UI_start).state().disabled);
     expect_all_is_told();
 }
 
-TEST_F(screen_reader, is_told_of_everything_when_everything_can_be_pressed) {
+TEST_F(screen_reader, reads_all_controls_when_enabled) {
     enable_everything();
     EXPECT_FALSE(told(app().UI_start).state().disabled);
     EXPECT_TRUE(tree().contains(window().findChild<QPushButton *>("verdictReasons")));
     expect_all_is_told();
 }
 
-TEST_F(screen_reader, is_told_what_the_window_is) {
+TEST_F(screen_reader, reads_window_title) {
     EXPECT_EQ(told(&window()).role(), QAccessible::Window);
     EXPECT_EQ(name(&window()), "trovik");
 }
 
-TEST_F(screen_reader, reads_the_console_and_may_not_write_in_it) {
+TEST_F(screen_reader, reads_console_without_writing) {
     app().writeToConsole("first line\nsecond line\n");
     QAccessibleInterface &reader = told(app().UI_consoleOutput);
     EXPECT_EQ(reader.role(), QAccessible::EditableText);
@@ -149,7 +149,7 @@ TEST_F(screen_reader, reads_the_console_and_may_not_write_in_it) {
     EXPECT_TRUE(focus_chain().contains(app().UI_consoleOutput));
 }
 
-TEST_F(screen_reader, reads_how_far_the_writing_has_come) {
+TEST_F(screen_reader, reads_progress) {
     app().UI_progress->setValue(37);
     QAccessibleInterface &reader = told(app().UI_progress);
     EXPECT_EQ(reader.role(), QAccessible::ProgressBar);
@@ -160,7 +160,7 @@ TEST_F(screen_reader, reads_how_far_the_writing_has_come) {
     EXPECT_EQ(reader.valueInterface()->maximumValue(), 100);
 }
 
-TEST_F(screen_reader, reads_all_of_a_path_that_is_shown_shortened) {
+TEST_F(screen_reader, reads_whole_elided_path) {
     show_in_size(QSize(800, 600));
     const QString path = "/run/media/somebody/" + QString(200, 'w') + "/end";
     app().UI_volumesName->setText(path);
@@ -168,7 +168,7 @@ TEST_F(screen_reader, reads_all_of_a_path_that_is_shown_shortened) {
     EXPECT_EQ(told(app().UI_volumesName).text(QAccessible::Description), "Path of the volume");
 }
 
-TEST_F(screen_reader, reads_a_buttons_new_title) {
+TEST_F(screen_reader, reads_new_title_of_button) {
     for (QPushButton *button :
          {app().UI_start, app().UI_disableSpotlight_outlet, app().UI_disableLogging_outlet}) {
         button->setText("New title");
@@ -176,7 +176,7 @@ TEST_F(screen_reader, reads_a_buttons_new_title) {
     }
 }
 
-TEST_F(screen_reader, presses_a_button) {
+TEST_F(screen_reader, presses_button) {
     QAccessibleActionInterface *const actions = told(app().UI_showInfo_outlet).actionInterface();
     ASSERT_NE(actions, nullptr);
     answers user;

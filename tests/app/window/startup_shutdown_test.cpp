@@ -15,7 +15,7 @@ using app_tests::window_test;
 
 using startup = window_test;
 
-TEST_F(startup, the_disclaimer_has_its_text_and_its_buttons_in_their_order) {
+TEST_F(startup, disclaimer_has_its_text_with_buttons_in_order) {
     answers user;
     user.then_press("Yes, I know what I am doing", [](QMessageBox &alert) {
         EXPECT_EQ(alert.text(), "Create BACKUP first before usage");
@@ -32,7 +32,7 @@ TEST_F(startup, the_disclaimer_has_its_text_and_its_buttons_in_their_order) {
     app().applicationDidFinishLaunching();
 }
 
-TEST_F(startup, yes_leads_to_waiting_with_start_disabled) {
+TEST_F(startup, waits_with_start_disabled_after_yes) {
     accept_disclaimer();
     EXPECT_EQ(uiState, UI_STATE_WAITING);
     EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }));
@@ -41,7 +41,7 @@ TEST_F(startup, yes_leads_to_waiting_with_start_disabled) {
     EXPECT_FALSE(app().UI_removeSpotlightData_outlet->isEnabled());
 }
 
-TEST_F(startup, while_the_disclaimer_is_up_nothing_can_be_started_and_nothing_ticks) {
+TEST_F(startup, disables_start_during_disclaimer) {
     app().UI_start->setEnabled(true);
     app().UI_disableSpotlight_outlet->setEnabled(true);
     app().UI_removeSpotlightData_outlet->setEnabled(true);
@@ -58,7 +58,7 @@ TEST_F(startup, while_the_disclaimer_is_up_nothing_can_be_started_and_nothing_ti
     app().applicationDidFinishLaunching();
 }
 
-TEST_F(startup, the_timer_ticks_once_a_second_on_and_on) {
+TEST_F(startup, timer_ticks_each_second) {
     accept_disclaimer();
     ASSERT_NE(uiTimer, nullptr);
     EXPECT_TRUE(uiTimer->isActive());
@@ -70,7 +70,7 @@ TEST_F(startup, the_timer_ticks_once_a_second_on_and_on) {
     }
 }
 
-TEST_F(startup, the_version_field_tells_product_version_and_stamp) {
+TEST_F(startup, shows_version_with_stamp) {
     accept_disclaimer();
     EXPECT_EQ(app().UI_versionString->text(), "trovik 1.0.0-1 (2017-03mar-22) [sandboxed]");
     EXPECT_EQ(shortVersionString, TROVIK_SHORT_VERSION);
@@ -129,12 +129,12 @@ void press_title(QMessageBox &alert, const char *title) {
 
 }  // namespace
 
-TEST_F(startup_in_event_loop, quit_ends_the_program_and_the_start_up_is_done_all_the_same) {
+TEST_F(startup_in_event_loop, quit_ends_program_after_start_up) {
     EXPECT_EQ(status_after([](QMessageBox &alert) { press_title(alert, "Quit"); }), 0);
     expect_start_up_done();
 }
 
-TEST_F(startup_in_event_loop, yes_does_not_end_the_program) {
+TEST_F(startup_in_event_loop, yes_does_not_end_program) {
     EXPECT_EQ(
         status_after([](QMessageBox &alert) { press_title(alert, "Yes, I know what I am doing"); },
                      [this] { return app().UI_state->text() == "<WAITING>"; }),
@@ -149,12 +149,12 @@ TEST_F(startup_in_event_loop, escape_quits) {
     expect_start_up_done();
 }
 
-TEST_F(startup_in_event_loop, the_disclaimers_cross_quits) {
+TEST_F(startup_in_event_loop, close_button_of_disclaimer_quits) {
     EXPECT_EQ(status_after([](QMessageBox &alert) { alert.close(); }), 0);
     expect_start_up_done();
 }
 
-TEST_F(startup_in_event_loop, return_answers_with_the_default_and_quits) {
+TEST_F(startup_in_event_loop, return_presses_default_button_and_quits) {
     EXPECT_EQ(status_after(
                   [](QMessageBox &alert) { QTest::keyClick(alert.focusWidget(), Qt::Key_Return); }),
               0);
@@ -163,7 +163,7 @@ TEST_F(startup_in_event_loop, return_answers_with_the_default_and_quits) {
 
 using shutdown = window_test;
 
-TEST_F(shutdown, closing_the_window_ends_the_program) {
+TEST_F(shutdown, closing_window_quits) {
     accept_disclaimer();
     EXPECT_TRUE(app().applicationShouldTerminateAfterLastWindowClosed());
     QApplication::setQuitOnLastWindowClosed(
@@ -173,7 +173,7 @@ TEST_F(shutdown, closing_the_window_ends_the_program) {
     EXPECT_EQ(app().leaveProcess(0), 0);
 }
 
-TEST_F(shutdown, the_programs_end_stops_the_timer) {
+TEST_F(shutdown, stops_timer) {
     accept_disclaimer();
     const QPointer<QTimer> timer = uiTimer;
     app().applicationWillTerminate();
@@ -184,7 +184,7 @@ TEST_F(shutdown, the_programs_end_stops_the_timer) {
     EXPECT_EQ(app().UI_state->text(), "before the tick");
 }
 
-TEST_F(shutdown, the_programs_end_may_come_before_the_timer) {
+TEST_F(shutdown, works_without_timer) {
     app().applicationWillTerminate();
     EXPECT_EQ(uiTimer, nullptr);
 }

@@ -96,7 +96,7 @@ names joined(names left, const names &right) {
 
 }  // namespace
 
-TEST_F(status_display, each_state_has_its_label) {
+TEST_F(status_display, has_label_for_each_state) {
     EXPECT_EQ(state_label_after_tick(0), "<INIT>");
     EXPECT_EQ(state_label_after_tick(1), "<WAITING>");
     EXPECT_EQ(state_label_after_tick(2), "<MEDIUM FOUND>");
@@ -104,7 +104,7 @@ TEST_F(status_display, each_state_has_its_label) {
     EXPECT_EQ(state_label_after_tick(6), "<RESULT>");
 }
 
-TEST_F(status_display, states_kept_free_leave_everything_as_it_is) {
+TEST_F(status_display, changes_nothing_in_unused_states) {
     for (const std::uint32_t state : {4U, 5U, 7U, 0xFFFFFFFFU}) {
         uiState = state;
         EXPECT_EQ(touched_by_a_tick(), names());
@@ -112,14 +112,14 @@ TEST_F(status_display, states_kept_free_leave_everything_as_it_is) {
     }
 }
 
-TEST_F(status_display, waiting_and_the_time_before_it_touch_nothing_but_the_label) {
+TEST_F(status_display, updates_label_only_while_waiting) {
     for (const std::uint32_t state : {UI_STATE_INIT, UI_STATE_WAITING}) {
         uiState = state;
         EXPECT_EQ(touched_by_a_tick(), names({"UI_state"}));
     }
 }
 
-TEST_F(status_display, the_engines_log_is_kept_until_a_volume_is_chosen) {
+TEST_F(status_display, keeps_engine_log_until_volume_is_chosen) {
     SKIP_IF_MISSING(missing_for_mounts());
     engine_log_append("kept\n");
     for (const std::uint32_t state : {0U, 1U, 4U, 5U}) {
@@ -134,7 +134,7 @@ TEST_F(status_display, the_engines_log_is_kept_until_a_volume_is_chosen) {
     EXPECT_EQ(console(), "kept\n");
 }
 
-TEST_F(status_display, with_a_volume_touches_the_volumes_fields_as_well) {
+TEST_F(status_display, updates_volume_fields_with_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     EXPECT_TRUE(select(volume.path()));
@@ -146,7 +146,7 @@ TEST_F(status_display, with_a_volume_touches_the_volumes_fields_as_well) {
                      {"UI_start", "UI_disableSpotlight_outlet", "UI_removeSpotlightData_outlet"}));
 }
 
-TEST_F(status_display, during_a_test_touches_the_common_fields_only) {
+TEST_F(status_display, updates_common_fields_only_during_test) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     choose(volume.path());
@@ -154,7 +154,7 @@ TEST_F(status_display, during_a_test_touches_the_common_fields_only) {
     EXPECT_EQ(touched_by_a_tick(), common_fields);
 }
 
-TEST_F(status_display, a_result_does_not_touch_the_volumes_fields) {
+TEST_F(status_display, leaves_volume_fields_with_result) {
     uiState = UI_STATE_RESULT;
     const names touched = touched_by_a_tick();
     for (const std::string &name : volume_fields)
@@ -166,7 +166,7 @@ TEST_F(status_display, a_result_does_not_touch_the_volumes_fields) {
     EXPECT_EQ(uiState, UI_STATE_WAITING);
 }
 
-TEST_F(status_display, before_any_test_shows_zeros_and_na) {
+TEST_F(status_display, shows_zeros_with_na_before_first_test) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     choose(volume.path());
@@ -177,7 +177,7 @@ TEST_F(status_display, before_any_test_shows_zeros_and_na) {
     EXPECT_EQ(app().UI_errorMessage->text(), "");
 }
 
-TEST_F(status_display, shows_speed_unit_and_progress_as_the_engine_has_them) {
+TEST_F(status_display, shows_speed_unit_and_progress) {
     uiState = UI_STATE_TESTING;
     publish_write_period(12.347, "MB", 33.36);
     tick();
@@ -218,7 +218,7 @@ TEST_F(status_display, rounds_ties_to_even_like_report) {
     EXPECT_NE(console().find("Read speed average ......... : 4.62 MB/s\n"), std::string::npos);
 }
 
-TEST_F(status_display, the_values_of_the_last_test_stay_with_the_next_volume) {
+TEST_F(status_display, keeps_values_of_last_test_for_next_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
     publish_write_period(12.5, "MB", 100.0);
     const memory_volume volume;
@@ -228,7 +228,7 @@ TEST_F(status_display, the_values_of_the_last_test_stay_with_the_next_volume) {
     EXPECT_EQ(app().UI_progressValue->text(), "100.0 %");
 }
 
-TEST_F(status_display, a_message_is_shown_during_a_test_as_well) {
+TEST_F(status_display, shows_message_during_test) {
     volumeErrorMessage = "100% <b>message</b>";
     uiState = UI_STATE_TESTING;
     tick();
@@ -236,7 +236,7 @@ TEST_F(status_display, a_message_is_shown_during_a_test_as_well) {
     EXPECT_EQ(app().UI_errorMessage->textFormat(), Qt::PlainText);
 }
 
-TEST_F(status_display, says_what_the_test_is_doing) {
+TEST_F(status_display, shows_phase_of_test) {
     uiState = UI_STATE_TESTING;
     const QLabel *const phase = app().window->findChild<QLabel *>("phase");
     ASSERT_NE(phase, nullptr);
@@ -261,7 +261,7 @@ TEST_F(status_display, says_what_the_test_is_doing) {
     EXPECT_EQ(shown(ENGINE_PHASE_IDLE), "");
 }
 
-TEST_F(status_display, the_engines_lines_are_shown_literally_and_once) {
+TEST_F(status_display, shows_engine_lines_literally_once) {
     uiState = UI_STATE_TESTING;
     engine_log_append("Creating <b>100%s</b> %d\n");
     tick();
@@ -269,14 +269,14 @@ TEST_F(status_display, the_engines_lines_are_shown_literally_and_once) {
     EXPECT_EQ(console(), "Creating <b>100%s</b> %d\n");
 }
 
-TEST_F(status_display, a_full_engine_log_is_shown_to_its_last_byte) {
+TEST_F(status_display, shows_full_engine_log) {
     uiState = UI_STATE_TESTING;
     engine_log_append((std::string(ENGINE_LOG_SIZE - 1, 'x') + "\n").c_str());
     tick();
     EXPECT_EQ(console(), std::string(ENGINE_LOG_SIZE - 1, 'x') + "\n");
 }
 
-TEST_F(status_display, the_free_space_follows_the_volume) {
+TEST_F(status_display, updates_free_space) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     choose(volume.path());
@@ -291,7 +291,7 @@ TEST_F(status_display, the_free_space_follows_the_volume) {
     EXPECT_EQ(app().UI_volumesFreeSpace->text(), "8.0 MB (8388608 Bytes)");
 }
 
-TEST_F(status_display, free_space_that_cannot_be_had_is_nothing_and_the_tick_goes_on) {
+TEST_F(status_display, shows_no_free_space_when_statvfs_fails) {
     SKIP_IF_MISSING(missing_for_cards());
     const card volume({"--size=1M", "--statfs-fails"});
     std::filesystem::create_directory(volume.file(".Trashes"));
@@ -301,7 +301,7 @@ TEST_F(status_display, free_space_that_cannot_be_had_is_nothing_and_the_tick_goe
     EXPECT_EQ(app().UI_volumesTrashes->text(), "Found Trashes data.");
 }
 
-TEST_F(status_display, a_path_that_would_forge_lines_is_shown_as_its_bytes) {
+TEST_F(status_display, escapes_control_characters_of_path) {
     uiState = UI_STATE_MEDIUM_FOUND;
     selectedVolumePath = "/media/a\nb\x1B[1m\xFF";
     tick();
@@ -331,7 +331,7 @@ class display_behind_a_question : public status_display {
 
 }  // namespace
 
-TEST_F(display_behind_a_question, stands_still_and_catches_up_after_an_alert) {
+TEST_F(display_behind_a_question, stops_during_alert) {
     accept_disclaimer();
     answers user;
     user.then([this](QDialog &dialog) { expect_standstill_behind(dialog); });
@@ -339,7 +339,7 @@ TEST_F(display_behind_a_question, stands_still_and_catches_up_after_an_alert) {
     expect_shown_by_the_next_tick();
 }
 
-TEST_F(display_behind_a_question, stands_still_and_catches_up_after_a_panel) {
+TEST_F(display_behind_a_question, stops_during_panel) {
     accept_disclaimer();
     answers user;
     user.then([this](QDialog &dialog) { expect_standstill_behind(dialog); });
@@ -347,7 +347,7 @@ TEST_F(display_behind_a_question, stands_still_and_catches_up_after_a_panel) {
     expect_shown_by_the_next_tick();
 }
 
-TEST_F(display_behind_a_question, shows_a_result_that_came_meanwhile_with_the_first_tick) {
+TEST_F(display_behind_a_question, shows_result_with_first_tick_afterwards) {
     answers user;
     user.then([this](QDialog &dialog) {
         uiState = UI_STATE_RESULT;

@@ -70,7 +70,7 @@ class verdict_view : public testing::Test {
 
 }  // namespace
 
-TEST(verdict_colors, can_be_read_on_light_and_on_dark_windows) {
+TEST(verdict_colors, are_readable_on_light_or_dark_window) {
     EXPECT_NEAR(contrast(Qt::white, Qt::black), 21.0, 0.01);
     for (const char *window :
          {"#ffffff", "#f6f6f6", "#f0f0f0", "#efefef", "#ececec", "#e0e0e0", "#000000", "#171717",
@@ -82,13 +82,13 @@ TEST(verdict_colors, can_be_read_on_light_and_on_dark_windows) {
     }
 }
 
-TEST(verdict_colors, can_be_read_on_this_platforms_window) {
+TEST(verdict_colors, are_readable_on_this_platform) {
     const QColor window = QApplication::palette().color(QPalette::Window);
     for (const run_verdict verdict : all_verdicts)
         EXPECT_GE(contrast(verdict_banner::color_of(verdict, window), window), 4.5);
 }
 
-TEST(verdict_colors, tell_intact_lost_and_all_else_apart) {
+TEST(verdict_colors, differ_for_intact_lost_and_other) {
     for (const char *window : {"#ffffff", "#202020"}) {
         std::set<QRgb> colors;
         for (const run_verdict verdict : all_verdicts)
@@ -97,7 +97,7 @@ TEST(verdict_colors, tell_intact_lost_and_all_else_apart) {
     }
 }
 
-TEST_F(verdict_view, each_verdict_has_words_of_its_own) {
+TEST_F(verdict_view, has_title_for_each_verdict) {
     EXPECT_EQ(verdict_banner::title_of(run_verdict::intact), "Intact");
     EXPECT_EQ(verdict_banner::title_of(run_verdict::data_lost), "Data lost");
     EXPECT_EQ(verdict_banner::title_of(run_verdict::incomplete), "Not all could be read");
@@ -112,7 +112,7 @@ TEST_F(verdict_view, each_verdict_has_words_of_its_own) {
     }
 }
 
-TEST_F(verdict_view, the_sentence_does_not_repeat_the_title) {
+TEST_F(verdict_view, does_not_repeat_title_in_sentence) {
     banner().show({.verdict = run_verdict::data_lost, .reasons = {}, .notes = {}});
     const QString sentence = QString::fromUtf8(verdict_sentence(run_verdict::data_lost));
     ASSERT_TRUE(sentence.startsWith("Data lost: t"));
@@ -124,13 +124,13 @@ TEST_F(verdict_view, is_large_and_bold) {
     EXPECT_GT(title().font().pointSizeF(), 1.5 * detail().font().pointSizeF());
 }
 
-TEST_F(verdict_view, reasons_come_before_notes) {
+TEST_F(verdict_view, shows_reasons_before_notes) {
     banner().show({.verdict = run_verdict::incomplete, .reasons = {"reason"}, .notes = {"note"}});
     EXPECT_TRUE(detail().text().endsWith("\nreason\nnote"));
     EXPECT_EQ(banner().all_reasons(), "reason\n\nnote");
 }
 
-TEST_F(verdict_view, more_reasons_than_have_room_stand_behind_a_button) {
+TEST_F(verdict_view, shows_button_for_more_reasons) {
     banner().show({.verdict = run_verdict::data_lost,
                    .reasons = {"one", "two", "three"},
                    .notes = {"four <b>&"}});
@@ -139,25 +139,25 @@ TEST_F(verdict_view, more_reasons_than_have_room_stand_behind_a_button) {
     EXPECT_EQ(banner().all_reasons(), "one\n\ntwo\n\nthree\n\nfour <b>&");
 }
 
-TEST_F(verdict_view, two_reasons_are_all_there) {
+TEST_F(verdict_view, shows_two_reasons) {
     banner().show({.verdict = run_verdict::data_lost, .reasons = {"one", "two"}, .notes = {}});
     EXPECT_TRUE(detail().text().endsWith("\none\ntwo"));
     EXPECT_FALSE(more().isVisible());
 }
 
-TEST_F(verdict_view, the_volume_that_was_tested_is_named) {
+TEST_F(verdict_view, names_tested_volume) {
     banner().show({.verdict = run_verdict::intact, .reasons = {}, .notes = {}}, "/media/my card");
     EXPECT_TRUE(detail().text().endsWith(" (/media/my card)"));
 }
 
-TEST_F(verdict_view, before_the_first_test_is_in_the_windows_own_colour) {
+TEST_F(verdict_view, uses_window_colour_before_first_test) {
     EXPECT_EQ(title().text(), "No test yet");
     EXPECT_FALSE(detail().text().isEmpty());
     EXPECT_FALSE(more().isVisible());
     EXPECT_EQ(text_color(), usual_color());
 }
 
-TEST_F(verdict_view, during_a_test_the_last_verdict_is_gone) {
+TEST_F(verdict_view, hides_last_verdict_during_test) {
     banner().show(
         {.verdict = run_verdict::data_lost, .reasons = {"one", "two", "three"}, .notes = {}});
     EXPECT_NE(text_color(), usual_color());
@@ -169,7 +169,7 @@ TEST_F(verdict_view, during_a_test_the_last_verdict_is_gone) {
     EXPECT_EQ(text_color(), usual_color());
 }
 
-TEST_F(verdict_view, follows_a_window_that_turns_dark_or_light) {
+TEST_F(verdict_view, follows_dark_or_light_palette) {
     banner().show({.verdict = run_verdict::intact, .reasons = {}, .notes = {}});
     for (const char *window : {"#202020", "#f0f0f0", "#202020"}) {
         set_window_color(QColor(window));
@@ -178,7 +178,7 @@ TEST_F(verdict_view, follows_a_window_that_turns_dark_or_light) {
     }
 }
 
-TEST_F(verdict_view, without_a_verdict_follows_the_palette_as_well) {
+TEST_F(verdict_view, follows_palette_without_verdict) {
     QPalette dark = window().palette();
     dark.setColor(QPalette::Window, QColor("#202020"));
     dark.setColor(QPalette::WindowText, Qt::white);

@@ -16,7 +16,7 @@ using system_tests::missing_for_mounts;
 
 using window_control = app_tests::window_view;
 
-TEST_F(window_control, tells_a_screen_reader_the_name_of_every_control_and_field) {
+TEST_F(window_control, names_every_control_for_screen_reader) {
     const auto told = [](QWidget *widget) {
         QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(widget);
         return reader == nullptr ? QString() : reader->text(QAccessible::Name);
@@ -37,12 +37,12 @@ TEST_F(window_control, tells_a_screen_reader_the_name_of_every_control_and_field
     }
 }
 
-TEST_F(window_control, never_takes_a_text_for_rich_text) {
+TEST_F(window_control, shows_no_rich_text) {
     for (const QLabel *label : seen<QLabel>())
         EXPECT_EQ(label->textFormat(), Qt::PlainText) << name_of(*label);
 }
 
-TEST_F(window_control, tab_leads_to_every_button_and_to_the_console_in_their_order) {
+TEST_F(window_control, tab_reaches_all_buttons_and_console_in_order) {
     for (QPushButton *button : seen<QPushButton>())
         button->setEnabled(true);
     ASSERT_TRUE(becomes_active());
@@ -68,7 +68,7 @@ TEST_F(window_control, tab_leads_to_every_button_and_to_the_console_in_their_ord
         EXPECT_TRUE(visited.contains(button->objectName())) << name_of(*button);
 }
 
-TEST_F(window_control, the_shortcut_for_opening_opens_the_panel) {
+TEST_F(window_control, opens_panel_by_shortcut) {
     EXPECT_TRUE(app().UI_open_device_outlet->toolTip().contains("Ctrl+O"));
     ASSERT_TRUE(becomes_active());
     answers user;
@@ -77,7 +77,7 @@ TEST_F(window_control, the_shortcut_for_opening_opens_the_panel) {
     EXPECT_TRUE(user.all_given());
 }
 
-TEST_F(window_control, the_shortcut_for_starting_starts_when_start_can_be_pressed) {
+TEST_F(window_control, starts_by_shortcut_when_start_is_enabled) {
     SKIP_IF_MISSING(missing_for_mounts());
     EXPECT_TRUE(app().UI_start->toolTip().contains("Ctrl+Return"));
     memory_volume volume;
@@ -96,7 +96,7 @@ TEST_F(window_control, the_shortcut_for_starting_starts_when_start_can_be_presse
     EXPECT_EQ(jobThread, nullptr);
 }
 
-TEST_F(window_control, the_shortcut_for_quitting_closes_the_window) {
+TEST_F(window_control, closes_window_by_shortcut) {
     ASSERT_TRUE(becomes_active());
     QTest::keyClick(&window(), Qt::Key_Q, Qt::ControlModifier);
     EXPECT_FALSE(window().isVisible());

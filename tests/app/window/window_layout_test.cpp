@@ -93,7 +93,7 @@ class window_sizes : public window_view {
 
 }  // namespace
 
-TEST_F(window_view, has_every_outlet_under_its_name) {
+TEST_F(window_view, has_all_outlets_by_name) {
     const std::vector<std::pair<const QObject *, const char *>> outlets = {
         {app().UI_start, "UI_start"},
         {app().UI_volumesName, "UI_volumesName"},
@@ -142,7 +142,7 @@ TEST_F(window_view, progress_goes_from_0_to_100) {
     EXPECT_EQ(app().UI_progress->value(), 0);
 }
 
-TEST_F(window_sizes, can_be_as_small_as_800_x_600_whatever_it_shows) {
+TEST_F(window_sizes, fit_into_800_x_600) {
     EXPECT_LE(window().minimumSizeHint().width(), small_window.width());
     EXPECT_LE(window().minimumSizeHint().height(), small_window.height());
     show_long_texts();
@@ -151,14 +151,14 @@ TEST_F(window_sizes, can_be_as_small_as_800_x_600_whatever_it_shows) {
     EXPECT_LE(window().minimumSizeHint().height(), small_window.height());
 }
 
-TEST_F(window_sizes, cuts_nothing_off_at_any_size) {
+TEST_F(window_sizes, cut_nothing_off) {
     for (const QSize &size : {window().size(), small_window, large_window}) {
         show_in_size(size);
         expect_nothing_cut_off();
     }
 }
 
-TEST_F(window_sizes, cuts_nothing_off_with_the_longest_texts) {
+TEST_F(window_sizes, cut_nothing_off_with_longest_texts) {
     show_long_texts();
     for (const QSize &size : {window().size(), small_window, large_window}) {
         show_in_size(size);
@@ -167,12 +167,11 @@ TEST_F(window_sizes, cuts_nothing_off_with_the_longest_texts) {
 }
 
 // Every pixel is four: the same facts, drawn twice as large.
-TEST_F(window_sizes, cuts_nothing_off_when_everything_is_drawn_twice_as_large) {
+TEST_F(window_sizes, cut_nothing_off_at_double_scale) {
     system_tests::process_options options;
     options.environment = {"QT_SCALE_FACTOR=2"};
     const system_tests::process_result twice = system_tests::run_program(
-        {"/proc/self/exe",
-         "--gtest_filter=window_sizes.*:window_in_motion.*-*drawn_twice_as_large"},
+        {"/proc/self/exe", "--gtest_filter=window_sizes.*:window_in_motion.*-*at_double_scale"},
         options);
     // Without the marks by which the whole test would count as skipped.
     const std::string said = std::regex_replace(twice.out, std::regex("SKIPPED"), "skipped");
@@ -180,7 +179,7 @@ TEST_F(window_sizes, cuts_nothing_off_when_everything_is_drawn_twice_as_large) {
     EXPECT_NE(said.find("[  PASSED  ] "), std::string::npos) << said;
 }
 
-TEST_F(window_sizes, shortens_a_path_in_its_middle_and_tells_all_of_it) {
+TEST_F(window_sizes, elide_long_path_with_tool_tip) {
     show_in_size(small_window);
     const QString path = "/run/media/somebody/" + QString(200, 'w') + "/end";
     app().UI_volumesName->setText(path);
@@ -219,7 +218,7 @@ class window_in_motion : public window_view {
 
 }  // namespace
 
-TEST_F(window_in_motion, moves_nothing_when_speeds_units_and_progress_change) {
+TEST_F(window_in_motion, moves_nothing_when_numbers_change) {
     for (const QSize &size : {small_window, window().size()}) {
         show_in_size(size);
         uiState = UI_STATE_TESTING;
@@ -242,7 +241,7 @@ TEST_F(window_in_motion, moves_nothing_when_speeds_units_and_progress_change) {
     }
 }
 
-TEST_F(window_in_motion, moves_nothing_when_titles_and_states_change) {
+TEST_F(window_in_motion, moves_nothing_when_titles_change) {
     show_in_size(small_window);
     const std::map<std::string, QRect> before = places();
     for (const std::uint32_t state : {UI_STATE_INIT, UI_STATE_WAITING, UI_STATE_TESTING}) {
@@ -269,7 +268,7 @@ TEST_F(window_in_motion, moves_nothing_when_titles_and_states_change) {
     }
 }
 
-TEST_F(window_in_motion, moves_nothing_when_the_volume_fills_up) {
+TEST_F(window_in_motion, moves_nothing_when_volume_fills) {
     SKIP_IF_MISSING(missing_for_mounts());
     const memory_volume volume;
     choose(volume.path());

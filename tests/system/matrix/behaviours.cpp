@@ -65,7 +65,7 @@ folder_outcome with_bytes(folder_outcome result, std::uint64_t bytes) {
     return result;
 }
 
-// Nobody can look at the files; they are named.
+// The files are out of reach; the run names them.
 folder_outcome gone(folder_outcome result, words lines) {
     result.lines.insert(result.lines.end(), lines.begin(), lines.end());
     result.files_left = {};
@@ -150,7 +150,7 @@ behaviour read_error(const char *name, const char *row, std::uint64_t sector, do
             }};
 }
 
-// A row of what only a file system does: the device has nobody to ask for its free space,
+// A fault that only a file system can have: a device does not report free space,
 // and real file systems have their own limits. 1 GiB is for the folder, too.
 behaviour folder_only(const char *name, const char *row, words options, folder_outcome outcome) {
     return {.name = name,

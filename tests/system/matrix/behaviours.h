@@ -1,5 +1,5 @@
-// The rows of the matrix: what a card does, how the simulator is asked for it, and
-// what the program must say about it, written down before it runs.
+// The rows of the matrix: a fault of the card, the simulator's options for it, and the program's
+// expected outcome, stated before it runs.
 //
 // As a folder the simulated card gives sectors to files in the order of writing, so
 // the expectation is exact. On a real file system allocation decides which sector is
@@ -25,10 +25,10 @@ struct folder_outcome {
     std::uint64_t bytes_written = 8 * mib;
     std::vector<std::string> lines = {};  // on standard output or standard error
     std::vector<int> files_left = {};
-    bool gone = false;  // nobody can look at the card any more
+    bool gone = false;  // the card is out of reach
 };
 
-// What is done to the card between its beginning and the report.
+// The commands that run between mount and report.
 enum class procedure {
     test,           // the whole run
     four_gib_away,  // 1.fff and 5.fff, written one after the other, are read
@@ -37,7 +37,7 @@ enum class procedure {
 // Sectors of the device that hold test data, in the order of the test files' bytes.
 using data_sectors = std::vector<std::uint64_t>;
 
-// What a user has done to the device's file system before the run.
+// The state of the device's file system before the run.
 enum class preparation {
     none,
     half_full,      // by a file that ends inside a block
@@ -45,10 +45,10 @@ enum class preparation {
 };
 
 enum class promise {
-    intact,          // all came back; what was left unfilled decides the rest
+    intact,          // all came back; the unfilled space decides the rest
     never_intact,    // and the counts are those of the kept files
     gone,            // never intact; there is nothing left to compare with
-    after_report,    // all was read before the fault: the verdict stands, the run ends
+    after_report,    // all was read before the fault: the verdict remains, the run ends
     nothing_tested,  // and nothing was written
     none,            // has no meaning for a block device, or a test of its own
 };
@@ -63,7 +63,7 @@ struct behaviour {
     // Options for a device whose test data lies there.
     std::function<std::vector<std::string>(const data_sectors &)> image_options = {};
     preparation prepared = preparation::none;
-    bool writing_damages = false;  // what is written later can land on test files
+    bool writing_damages = false;  // later writes can hit test files
     const char *kill_after = "";   // the simulator dies when the output says this
     procedure how = procedure::test;
     std::vector<std::string> command_options = {};

@@ -13,7 +13,7 @@
 
 namespace system_tests {
 
-// Rows and columns stand in the order in which they are written down.
+// Rows and columns have the order of their definitions.
 static size_t row_number(const std::string &words) {
     const std::vector<std::string> rows = table_rows();
     return static_cast<size_t>(

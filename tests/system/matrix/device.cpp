@@ -106,7 +106,7 @@ void loop_device::forget() const {
 
 void settle(const volume &where, const loop_device &device) {
     const int fd = open(where.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    syncfs(fd);  // what cannot be written any more is seen in what is read
+    syncfs(fd);  // a failed write shows in the data read later
     close(fd);
     device.forget();
 }
@@ -131,7 +131,7 @@ mounted_file_system::mounted_file_system(const file_system &kind, const loop_dev
         give_up_own_reserve(device);
 }
 
-// ext4 flushes while it is mounted, and would refuse a card that cannot: it is told not to
+// ext4 flushes during mount and would refuse a card that cannot: the option tells it not to
 // until the run begins.
 void mounted_file_system::mount_by_system(const file_system &kind, const loop_device &device) {
     const bool late_flushes = kind.type == std::string("ext4");

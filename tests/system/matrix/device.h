@@ -39,7 +39,7 @@ std::vector<file_system> file_systems();
 // What is missing for it, or the empty text.
 std::string missing_for(const file_system &kind);
 
-// A card that somebody has formatted, as a file, and where on it test data will lie.
+// A formatted card, as a file, and the sectors on it that test data will take.
 class formatted_image {
  public:
     formatted_image(const file_system &kind, const deadline &until);
@@ -63,7 +63,7 @@ class loop_device {
     loop_device(const loop_device &) = delete;
     loop_device &operator=(const loop_device &) = delete;
     const std::string &path() const { return m_path; }
-    // Drops what the system's memory holds of it.
+    // Drops its pages from the page cache.
     void forget() const;
 
  private:

@@ -54,7 +54,7 @@ static void expect_outcome(const cli_result &run, const folder_outcome &expected
         EXPECT_TRUE(run.json.at("fatal").is_object());
 }
 
-TEST_P(as_a_folder, a_card_is_called_what_it_is) {
+TEST_P(as_a_folder, has_expected_outcome) {
     const behaviour &row = GetParam();
     table_cell cell(row.words, "folder");
     SKIP_IF_MISSING(missing_for_cards());

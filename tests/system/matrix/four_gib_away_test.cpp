@@ -17,7 +17,7 @@ class four_gib_away : public testing::TestWithParam<file_system> {};
 
 }  // namespace
 
-// Copies what was written for one position of the test files over another's.
+// Copies the data of one position of the test files over those of another.
 static void copy_sector(const std::string &cells, std::uint64_t from, std::uint64_t to) {
     const auto found = find_test_data(cells);
     ASSERT_TRUE(found.contains(from) && found.contains(to)) << from << " " << to;
@@ -33,7 +33,7 @@ static void copy_sector(const std::string &cells, std::uint64_t from, std::uint6
 
 // 1.fff and 5.fff on one device; sectors of the same place in them differ in one word
 // only, the position, and there only in what 4 GiB add to it.
-TEST_P(four_gib_away, a_sector_of_another_test_file_is_told_from_the_right_one) {
+TEST_P(four_gib_away, sector_of_other_file_is_overwritten_data) {
     table_cell cell("a sector of a file 4 GiB away", GetParam().name);
     SKIP_IF_MISSING(missing_for(GetParam()));
     const deadline until(device_cell_limit);

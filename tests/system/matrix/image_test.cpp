@@ -1,6 +1,6 @@
 // The columns in which a real file system lies between the card and the program. It
 // decides which sector is hit, and may answer damage with an error or stop altogether:
-// then the card is never called intact, and what is counted is what the kept files hold.
+// then the card is never called intact, and the counts are those of the kept files.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
@@ -37,7 +37,7 @@ namespace {
 
 using cell = std::tuple<file_system, behaviour>;
 
-// A user's file that takes half of what is free and ends inside a block.
+// A user's file that takes half of the free space and ends inside a block.
 class half_of_the_space {
  public:
     explicit half_of_the_space(const volume &where)
@@ -165,7 +165,7 @@ static void expect_status(const cli_result &run) {
     expect_whole_report(run.json, run.out);
 }
 
-// Who stops names what stays on the volume; where it still answers, that is what is there.
+// A stopped run names its test files; where the volume still answers, these are there.
 static void expect_left_named(const cli_result &run, const volume &where) {
     EXPECT_NE(run.err.find("left on '" + where.path() + "'"), std::string::npos) << run.err;
     const auto left = listed_files(where);
@@ -205,7 +205,7 @@ std::string on_a_file_system::compare_at_rest(const volume &where,
         if (before != after)
             continue;
         if (!after) {
-            // Nobody can compare; neither must the program claim to have read them to the end.
+            // They cannot be compared, so the program must not claim to have read them to the end.
             EXPECT_FALSE(any_read_to_end(again.json)) << again.out << again.err;
             return ", files lost";
         }
@@ -241,7 +241,7 @@ std::string on_a_file_system::judge(const cli_result &run, const volume &where,
     return "";
 }
 
-TEST_P(on_a_file_system, a_bad_card_is_never_called_intact) {
+TEST_P(on_a_file_system, bad_card_is_never_intact) {
     SKIP_IF_MISSING(missing_for(kind()));
     if (row().prepared == preparation::no_more_files && !kind().has_few_files)
         GTEST_SKIP() << kind().name << " itself decides how many files it takes";
