@@ -24,11 +24,11 @@ std::string refusal_text(const run_refusal &refusal) {
         case refusal_kind::not_mount_root:
             return folder + " is not the root of a mounted volume, it lies on " +
                    shown_path(refusal.volume_root) +
-                   "; --force fills that volume through this folder all the same";
+                   "; --force fills that volume through this folder anyway";
         case refusal_kind::system_volume:
             return folder + " lies on the file system that holds " +
                    printable_text(refusal.system_use) +
-                   ", which a test would fill; --force fills it all the same";
+                   ", which a test would fill; --force fills it anyway";
         case refusal_kind::other_run:
             return "another run is at work on " + folder + no_force;
         case refusal_kind::locked:
@@ -68,7 +68,7 @@ static std::string shell_quoted(const std::string &text) {
 
 std::string volume_gone_text(const std::string &folder) {
     return "the volume on " + shown_path(folder) +
-           " was unmounted or replaced during the run; what stands there now was not touched";
+           " was unmounted or replaced during the run; the folder there now was not touched";
 }
 
 std::string left_files_text(const cli_arguments &arguments, const run_guard &guard) {

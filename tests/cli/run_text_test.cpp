@@ -57,12 +57,12 @@ TEST(run_text, says_what_force_overrides) {
     inside.volume_root = "/media";
     EXPECT_EQ(refusal_text(inside),
               "'/media/card' is not the root of a mounted volume, it lies on '/media'; --force "
-              "fills that volume through this folder all the same");
+              "fills that volume through this folder anyway");
     run_refusal system = refusal(refusal_kind::system_volume);
     system.system_use = "the system's root /";
     EXPECT_EQ(refusal_text(system),
               "'/media/card' lies on the file system that holds the system's root /, which a test "
-              "would fill; --force fills it all the same");
+              "would fill; --force fills it anyway");
 }
 
 TEST(run_text, calls_volume_unmounted_or_replaced) {
