@@ -194,7 +194,7 @@ bool cli_parse_arguments(int argc, const char *const *argv, cli_arguments &argum
         return refuse("there is no command '" + std::string(argv[1]) + "'", exit_status);
     const std::string bare = option_without_value(argc, argv);
     if (!bare.empty())
-        return refuse(bare + ": nothing stands behind its '='", exit_status);
+        return refuse(bare + ": its '=' has no value", exit_status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

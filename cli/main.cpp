@@ -9,7 +9,7 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/json_output.h"
-#include "cli/refusal_text.h"
+#include "cli/run_text.h"
 #include "cli/stop_signals.h"
 
 // `reason` is printable already.

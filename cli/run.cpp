@@ -12,8 +12,7 @@
 
 #include "cli/commands.h"
 #include "cli/console.h"
-#include "cli/left_files_text.h"
-#include "cli/refusal_text.h"
+#include "cli/run_text.h"
 #include "cli/status_line.h"
 #include "cli/stop_signals.h"
 #include "model/engine_log.h"
@@ -170,7 +169,7 @@ int command_run::read_back() {
     }
     print_verdict(verdict_sentence(verdict.verdict), verdict.reasons, verdict.notes);
     const bool cleans_up = m_arguments.command == cli_command::test && !m_arguments.keep_files;
-    // Without a thread, the files go all the same; only nothing is shown meanwhile.
+    // Without a thread, removes the files here, without progress.
     if (cleans_up && !run_on_thread(&run_steps::clean_up))
         m_steps.clean_up();
     return finish(verdict_exit_status(verdict.verdict));

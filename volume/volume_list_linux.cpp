@@ -7,10 +7,17 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <optional>
 #include <string_view>
+#include <utility>
 
+#include "volume/answer_in_time.h"
 #include "volume/file_system_keys.h"
 #include "volume/mounted_volume.h"
+
+// A sound volume answers within a second, even when another program keeps it busy.
+constexpr std::chrono::seconds patience{5};
 
 constexpr unsigned cd_rom_major = 11;  // Documentation/admin-guide/devices.txt of the kernel
 
@@ -42,6 +49,18 @@ static bool is_reachable(const mount_entry &entry) {
     return mounted_volume_look_up(entry.target, found, AT_NO_AUTOMOUNT) == 0 &&
            (!found.mount_id.has_value() || *found.mount_id == entry.id) &&
            stat(entry.target.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Nothing if the volume cannot be reached or hangs: a FUSE daemon may never answer.
+static std::optional<volume_info> describe_in_time(const mount_entry &entry) {
+    const auto describe = [entry]() -> std::optional<volume_info> {
+        if (!is_reachable(entry))
+            return std::nullopt;
+        volume_info info;
+        mounted_volume_describe(entry, info);
+        return info;
+    };
+    return answer_in_time(patience, describe).value_or(std::nullopt);
 }
 
 // The mounts that could be listed, those of whole file systems before those of folders in one: of
@@ -81,10 +100,13 @@ bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept
     for (const mount_entry *entry : candidates_of(table)) {
         file_system_keys keys;
         file_system_keys_add(*entry, keys);
-        if (file_system_keys_meet(keys, taken) || !is_reachable(*entry))
+        if (file_system_keys_meet(keys, taken))
+            continue;
+        std::optional<volume_info> volume = describe_in_time(*entry);
+        if (!volume)
             continue;
         taken.insert(taken.end(), keys.begin(), keys.end());
-        mounted_volume_describe(*entry, volumes.emplace_back());
+        volumes.push_back(std::move(*volume));
     }
     volume_sort(volumes);
     return true;

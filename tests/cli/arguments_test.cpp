@@ -137,10 +137,13 @@ TEST(arguments, refuses_json_without_file) {
 }
 
 TEST(arguments, does_not_take_next_word_for_empty_value) {
-    expect_wrong_usage({"test", "/nowhere", "--json=", "report.json"}, "--json: nothing");
-    expect_wrong_usage({"test", "/nowhere", "--start-at=", "3"}, "--start-at: nothing");
-    expect_wrong_usage({"test", "/nowhere", "--block-size=", "1M"}, "--block-size: nothing");
-    expect_wrong_usage({"test", "--keep-files=", "/nowhere"}, "--keep-files: nothing");
+    expect_wrong_usage({"test", "/nowhere", "--json=", "report.json"},
+                       "--json: its '=' has no value");
+    expect_wrong_usage({"test", "/nowhere", "--start-at=", "3"},
+                       "--start-at: its '=' has no value");
+    expect_wrong_usage({"test", "/nowhere", "--block-size=", "1M"},
+                       "--block-size: its '=' has no value");
+    expect_wrong_usage({"test", "--keep-files=", "/nowhere"}, "--keep-files: its '=' has no value");
     EXPECT_EQ(parsed({"test", "--json=--report=", "/card"}).json, "--report=");
     EXPECT_EQ(parsed({"test", "--", "--report="}).volume, "--report=");
 }

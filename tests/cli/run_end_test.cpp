@@ -354,7 +354,7 @@ TEST(run_end, signal_names_no_file_of_replaced_volume) {
     EXPECT_EQ(umount2(volume.path().c_str(), MNT_DETACH), 0);
     EXPECT_EQ(result.signal_number, SIGINT);
     EXPECT_TRUE(contains(result.err,
-                         "was unmounted or replaced during the run; what stands there "
+                         "was unmounted or replaced during the run; the folder there "
                          "now was not touched\n"))
         << result.err;
     EXPECT_FALSE(contains(result.err, "trovik-cli clean")) << result.err;

@@ -293,7 +293,9 @@ TEST_P(cold_read_below_fuse, passes_sound_volume_in_use) {
     for (int time = 0; time < 8; ++time) {
         const std::string name = folder + "/" + std::to_string(time % 3) + ".fff";
         EXPECT_TRUE(std::ofstream(name) << std::string(std::size_t{8} << 20, 'x'));
-        EXPECT_EQ(cold_read_device(volume_on("fuseblk", node), false), "");
+        // On a busy machine, a page may be read again just before it is checked.
+        EXPECT_TRUE(within_a_minute(
+            [&] { return cold_read_device(volume_on("fuseblk", node), false).empty(); }));
     }
     ends = true;
     other.join();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The words for each refusal, and what a refused program does.
-#include "cli/refusal_text.h"
+// Refusals: their words, then the refused program.
+#include "cli/run_text.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ void expect_refused(const outcome &result, const std::string &text) {
 
 }  // namespace
 
-TEST(refusal_text, names_folder_with_reason) {
+TEST(run_text, names_folder_with_reason) {
     EXPECT_EQ(refusal_text(refusal(refusal_kind::no_folder, "not a folder")),
               "'/media/card': not a folder; --force does not change this");
     EXPECT_EQ(refusal_text(refusal(refusal_kind::unknown_volume, "/media/card: gone")),
@@ -52,27 +52,27 @@ TEST(refusal_text, names_folder_with_reason) {
     EXPECT_EQ(refusal_text({}), "");
 }
 
-TEST(refusal_text, says_what_force_overrides) {
+TEST(run_text, says_what_force_overrides) {
     run_refusal inside = refusal(refusal_kind::not_mount_root);
     inside.volume_root = "/media";
     EXPECT_EQ(refusal_text(inside),
               "'/media/card' is not the root of a mounted volume, it lies on '/media'; --force "
-              "fills that volume through this folder all the same");
+              "fills that volume through this folder anyway");
     run_refusal system = refusal(refusal_kind::system_volume);
     system.system_use = "the system's root /";
     EXPECT_EQ(refusal_text(system),
               "'/media/card' lies on the file system that holds the system's root /, which a test "
-              "would fill; --force fills it all the same");
+              "would fill; --force fills it anyway");
 }
 
-TEST(refusal_text, calls_volume_unmounted_or_replaced) {
+TEST(run_text, calls_volume_unmounted_or_replaced) {
     for (const refusal_kind kind : {refusal_kind::volume_gone, refusal_kind::other_volume})
         EXPECT_EQ(refusal_text(refusal(kind)),
                   "the volume on '/media/card' was unmounted or replaced by another while it was "
                   "looked at; --force does not change this");
 }
 
-TEST(refusal_text, names_five_foreign_entries_then_counts) {
+TEST(run_text, names_five_foreign_entries_then_counts) {
     run_refusal entries = refusal(refusal_kind::foreign_entries);
     entries.foreign = {"'1.fff' (a folder)", "'2.fff' (a link)"};
     EXPECT_EQ(refusal_text(entries),
@@ -84,14 +84,14 @@ TEST(refusal_text, names_five_foreign_entries_then_counts) {
     EXPECT_TRUE(contains(refusal_text(entries), ": 1, 2, 3, 4, 5 and 2 more; move"));
 }
 
-TEST(refusal_text, escapes_control_characters) {
+TEST(run_text, escapes_control_characters) {
     run_refusal path = refusal(refusal_kind::read_only);
     path.folder = "/media/\x1b[31m\nred";
     EXPECT_TRUE(contains(refusal_text(path), "\\x1B[31m\\x0Ared"));
     EXPECT_FALSE(contains(refusal_text(path), "\x1b"));
 }
 
-TEST(refusal_text, is_one_line_with_status_77) {
+TEST(run_text, is_one_line_with_status_77) {
     const private_volume volume("size=1m", "two\nlines");
     SKIP_WITHOUT(volume);
     std::filesystem::create_directory(volume.file("1.fff"));
@@ -101,7 +101,7 @@ TEST(refusal_text, is_one_line_with_status_77) {
     EXPECT_EQ(cli_tests::file_content(volume.file("2.fff")), "old");
 }
 
-TEST(refusal_text, only_force_lets_clean_through_folder) {
+TEST(run_text, only_force_lets_clean_through_folder) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     const std::string inside = volume.file("inside");
@@ -112,7 +112,7 @@ TEST(refusal_text, only_force_lets_clean_through_folder) {
     EXPECT_EQ(run_cli({"read", inside}).exit_status, 74) << "reading needs no root; it is empty";
 }
 
-TEST(refusal_text, refuses_volume_of_running_program) {
+TEST(run_text, refuses_volume_of_running_program) {
     const private_volume volume("size=64m");
     SKIP_WITHOUT(volume);
     const std::string program = volume.file("trovik-cli");
@@ -123,7 +123,7 @@ TEST(refusal_text, refuses_volume_of_running_program) {
     EXPECT_EQ(cli_tests::file_content(volume.file("1.fff")), "old");
 }
 
-TEST(refusal_text, refuses_every_run_but_info_while_another_has_the_volume) {
+TEST(run_text, refuses_every_run_but_info_while_another_has_the_volume) {
     const private_volume volume("size=1m");
     SKIP_WITHOUT(volume);
     set_file_content(volume.file("1.fff"), "theirs");
