@@ -41,8 +41,9 @@ bool file_reader::try_smaller_piece(size_t asked) {
         m_failed_end = std::max(m_failed_end, m_position + asked);
         return true;
     }
-    /* Direct I/O refuses less than a block of the device. The error is still the first one. */
-    if (errno == EINVAL && had_error())
+    /* A retry can fail with another reason: the device has disappeared since, or direct I/O
+     * refuses less than its block. The first error still ends the file. */
+    if (m_piece != SIZE_MAX || (errno == EINVAL && had_error()))
         errno = EIO;
     return false;
 }

@@ -6,7 +6,7 @@
 #include "fuzz.h"
 #include "model/f3read.h"
 #include "model/sector_lanes.h"
-#include "sector_model.h"
+#include "test_file_model.h"
 
 // The definition: counts the words that differ from the pattern of the sector's own offset, up to
 // the first one beyond the tolerance.

@@ -4,7 +4,7 @@
 
 #include "fuzz.h"
 #include "model/utils.h"
-#include "name_model.h"
+#include "test_file_model.h"
 
 static void check_digits(fuzz_input input) {
     std::string name;

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "fuzz.h"
-#include "hidden_model.h"
 #include "utf8_model.h"
 
 namespace {

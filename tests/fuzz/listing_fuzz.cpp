@@ -12,7 +12,7 @@
 #include "../support/folder.h"
 #include "fuzz.h"
 #include "model/utils.h"
-#include "name_model.h"
+#include "test_file_model.h"
 
 static bool make_entry(char kind, const std::string &path) {
     switch (kind) {

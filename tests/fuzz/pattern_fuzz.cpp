@@ -7,7 +7,7 @@
 
 #include "fuzz.h"
 #include "model/sector_lanes.h"
-#include "sector_model.h"
+#include "test_file_model.h"
 
 static constexpr char guard = 0x55;
 static constexpr size_t guard_bytes = 64;

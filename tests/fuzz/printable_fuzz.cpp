@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "fuzz.h"
-#include "hidden_model.h"
 #include "report/printable.h"
 #include "utf8_model.h"
 

@@ -3,7 +3,7 @@
 
 #include "fuzz.h"
 #include "model/utils.h"
-#include "name_model.h"
+#include "test_file_model.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string name = fuzz_input(data, size).text_until('\0');

@@ -36,7 +36,8 @@ struct medium_manners {
     uint64_t bad_byte = 0; /* a request fails when it reaches this byte of the file */
     int errors = std::numeric_limits<int>::max(); /* so often; then it succeeds */
     int error = EIO;
-    size_t block = 1; /* smaller requests are refused with EINVAL, as direct I/O does */
+    int retry_error = 0; /* of smaller requests than a whole one; 0: the same */
+    size_t block = 1;    /* smaller requests are refused with EINVAL, as direct I/O does */
     std::vector<size_t> requests = {};
 };
 
@@ -66,7 +67,7 @@ int error_of_request(int fd, size_t count) {
     if (position + count <= medium->bad_byte || medium->errors == 0)
         return 0;
     --medium->errors;
-    return medium->error;
+    return count <= 4096 && medium->retry_error != 0 ? medium->retry_error : medium->error;
 }
 
 struct validation {
@@ -160,6 +161,11 @@ TEST(file_reader, ends_at_last_good_block_when_device_refuses_sectors) {
     medium_manners how = {.bad_byte = 100 * sector_bytes, .block = 4096};
     expect_stopped_after(validated_on(how), 96);
     EXPECT_EQ(how.requests.back(), sector_bytes);
+}
+
+TEST(file_reader, ends_with_first_error_when_device_disappears) {
+    medium_manners how = {.bad_byte = 100 * sector_bytes, .retry_error = ENODEV};
+    expect_stopped_after(validated_on(how), 96);
 }
 
 TEST(file_reader, reads_on_after_transient_error_but_reports_it) {

@@ -1,5 +1,5 @@
-// What another program can do to the pages of a file or a device: as long as this lives, these
-// are locked in memory, and whoever releases them keeps them all the same.
+// Locks pages of a file or a device in memory for its lifetime, as another program can: they stay
+// resident even when the page cache is dropped.
 #ifndef TROVIK_TESTS_SUPPORT_LOCKED_PAGES_H
 #define TROVIK_TESTS_SUPPORT_LOCKED_PAGES_H
 

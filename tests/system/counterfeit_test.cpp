@@ -1,10 +1,9 @@
-// Cards that claim more than they have, one of each kind. Each holds a user's files
-// and is then filled; what the report says must be what the card's cells and the kept
-// files say, and the user's files must be what they were.
+// One counterfeit card of each kind. Each holds user files and is then filled. The report must
+// agree with the card's cells and with the kept files, and the user files must be unchanged.
 //
-// The cards announce 32 MiB and have 28. A test file of an earlier run holds their
-// first 4 MiB, which the run begins with removing: a card that wraps to its start
-// loses test files there and not the user's.
+// The cards announce 32 MiB and have 28. A test file of an earlier run takes their first 4 MiB; the
+// run begins by removing it. A card that wraps to its start then loses test files and no user
+// files.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -133,7 +132,7 @@ TEST(counterfeit, page_cache_does_not_hide_dropped_data) {
     constexpr sector_tally all = {.ok = 8 * sectors_per_mib};
     constexpr sector_tally kept = {.ok = 5 * sectors_per_mib, .corrupted = 3 * sectors_per_mib};
 
-    // The trap is set: who reads without asking the medium sees nothing wrong.
+    // A reader that does not reach the medium now finds no fault.
     write_pattern(where.file("1.fff"), 8 * mib);
     EXPECT_EQ(judge_bytes(read_bytes(where.file("1.fff"), false)), all);
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -12,10 +13,16 @@
 namespace system_tests {
 
 // Digits and the suffix: a run may remove it, or refuse to begin because of it.
-bool looks_like_test_file(const std::string &name);
+inline bool looks_like_test_file(const std::string &name) {
+    const size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
+    return digits > 0 && name.substr(digits) == ".fff";
+}
 
 // Whether it is one: such a name without zeros in front, in the root itself.
-bool is_test_file(const std::filesystem::path &path, const std::string &root);
+inline bool is_test_file(const std::filesystem::path &path, const std::string &root) {
+    return path.parent_path() == root && looks_like_test_file(path.filename()) &&
+           path.filename().string()[0] != '0';
+}
 
 // Fails the test for each entry that is missing, new or changed. `facts` describes an entry.
 template <typename facts>

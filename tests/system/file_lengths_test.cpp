@@ -1,4 +1,4 @@
-// Test files whose lengths a run did not choose: cut, lengthened, emptied.
+// Test files that were cut, lengthened or emptied after the run that wrote them.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// The file systems that cards carry, each on a loop device, with a user's files on it.
+// The file systems that cards have, each on a loop device, with user files on it.
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -37,7 +37,7 @@ class on_file_system : public testing::TestWithParam<file_system> {
 }  // namespace
 
 // ext4 keeps some of its blocks from everybody, root included; on a small volume these
-// are more than one percent. Where the kernel lets us, it gives them up.
+// are more than one percent. Where the kernel allows it, they are freed.
 static void give_up_own_reserve(const image_volume &where) {
     std::ofstream("/sys/fs/ext4/" + where.device_name() + "/reserved_clusters") << 0;
 }
@@ -69,7 +69,7 @@ TEST_P(on_file_system, sound_volume_is_tested_and_cleaned) {
 
     const std::uint64_t free_after = free_bytes(where);
     EXPECT_EQ(run.exit_status, expected_status(free_before, free_after)) << run.out << run.err;
-    // Never the 5 % that ext4 reserves for root, who we are.
+    // Never the 5 % that ext4 reserves for root: the test runs as root.
     EXPECT_LT(free_after, free_before / 20);
     EXPECT_EQ(run.json.at("write").at("free_bytes_at_start"), free_before);
     EXPECT_EQ(run.json.at("write").at("free_bytes_at_end"), free_after);

@@ -1,5 +1,4 @@
-// Cards whose cells no longer hold every bit: how many words of a sector are wrong
-// decides the sector's class.
+// Cards whose cells lose bits: the number of wrong words in a sector decides its class.
 #include <gtest/gtest.h>
 
 #include "cli_run.h"
@@ -46,7 +45,7 @@ TEST(flipped_bits, position_word_overwrites_or_corrupts_sector) {
     SKIP_IF_MISSING(missing_for_cards());
     // The body follows from the low half of the position alone: a bit of the high half
     // makes a sector that belongs elsewhere, one of the low half a body that fits nowhere.
-    // Many bits of one word are still one word.
+    // Several bits of a word count as one word.
     const card where(
         {"--size=1M", "--flip=50:40", "--flip=60:10", "--flip=70:640,70:650,70:660,70:703,70:641"});
 

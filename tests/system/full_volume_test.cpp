@@ -1,5 +1,5 @@
-// How filling ends, and the free space that a volume reports: full, full from
-// the start, full too early or too late, lying, silent, read-only.
+// How filling ends, and the free space that a volume reports: full, full from the start, full too
+// early or too late, wrong, unknown, read-only.
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -1,5 +1,4 @@
-// A volume in an image that lies on a card: what the computer's memory holds of the image must not
-// pass for the card.
+// A volume in an image on a card: the image's pages in memory must not pass for the card.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>

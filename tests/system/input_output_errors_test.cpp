@@ -8,7 +8,7 @@
 
 using namespace system_tests;
 
-// What a run says about a card whose one test file can be read up to this byte.
+// The report of a card whose only test file can be read up to this byte.
 static void expect_stopped_at(const cli_result &run, std::uint64_t byte) {
     EXPECT_EQ(run.exit_status, 74) << run.err;
     expect_whole_report(run.json, run.out);
@@ -152,7 +152,7 @@ TEST(input_output_errors, of_flush_end_run) {
 
 TEST(input_output_errors, short_write_ends_run) {
     SKIP_IF_MISSING(missing_for_cards());
-    // The last block finds room for one sector: ended on purpose, and not called full.
+    // The last block has room for one sector: the run ends and does not report a full volume.
     const card where({"--size=" + std::to_string(mib + 512)});
     const cli_result run = run_cli_with_report({"test", where.path()});
     expect_aborted_at(run, "written == fw->block_size");

@@ -120,7 +120,7 @@ class judged_card {
     card m_card;
 };
 
-// What to type to see it again.
+// The commands that reproduce it.
 std::string commands_of(const random_card &plan, std::uint64_t seed) {
     std::string text = "seed " + std::to_string(seed) + ":\n  trovik-cardsim MOUNT";
     for (const std::string &option : plan.options)

@@ -1,5 +1,5 @@
-// Volumes of more than one test file. They live in memory, so they are few, and each
-// test asks everything that it can of the files it has written.
+// Volumes of more than one test file. They take gigabytes of memory, so there are few, and each
+// test checks all that its files can show.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -126,7 +126,7 @@ TEST(large_volume, full_at_end_of_file_leaves_empty_file) {
 
 TEST(large_volume, no_room_for_next_file_ends_filling) {
     SKIP_IF_MISSING(missing_for_large(1024));
-    // Room for the root folder and one file: the second cannot even be created.
+    // Room for the root folder and one file: the second cannot be created.
     const tmpfs_volume where("size=1g,nr_inodes=2");
     const cli_result run = run_cli_with_report({"test", where.path(), "--keep-files"});
     EXPECT_EQ(run.exit_status, 0) << run.err;

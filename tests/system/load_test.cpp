@@ -1,4 +1,4 @@
-// Much at once: several volumes, thousands of test files, a card that claims terabytes.
+// Large loads: several volumes at once, thousands of test files, a card that claims terabytes.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -10,7 +10,7 @@ namespace system_tests {
 
 namespace {
 
-// Puts a card together, one kind of fault after the other.
+// Composes a card, one kind of fault after the other.
 class composer {
  public:
     explicit composer(std::uint64_t seed) : m_chance(seed) {

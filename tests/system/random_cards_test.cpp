@@ -1,7 +1,6 @@
-// No verdict is wrong: cards put together by chance, each judged twice, by the
-// program and by a checker that shares nothing with it.
+// Random cards, each judged twice: by the program and by a checker that shares no code with it.
 //
-// TROVIK_SEED=N in the environment begins with card N, to see one again.
+// TROVIK_SEED=N in the environment begins with card N, to repeat it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

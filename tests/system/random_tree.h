@@ -1,6 +1,6 @@
-// A user's files put together by chance: names that nearly match a test file's, deep
-// folders, links, second names, files with holes, FIFOs. And the proof that nothing of
-// it was touched. The same seed makes the same tree.
+// Random user files: names that nearly match a test file's, deep folders, symlinks, hard links,
+// sparse files, FIFOs. Comparing two looks proves that a run touched none of them. The same seed
+// makes the same tree.
 #ifndef TROVIK_TESTS_SYSTEM_RANDOM_TREE_H
 #define TROVIK_TESTS_SYSTEM_RANDOM_TREE_H
 
@@ -14,7 +14,7 @@
 
 namespace system_tests {
 
-// What lstat(2) and the medium say of an entry, but for what reading changes.
+// An entry by lstat(2) and by the medium, without the times that reading changes.
 struct entry_facts {
     mode_t mode = 0;  // kind and rights
     uid_t user = 0;
@@ -27,14 +27,14 @@ struct entry_facts {
 
 using tree_facts = std::map<std::string, entry_facts>;
 
-// Everything below the root but, unless asked for, its test files.
+// All entries below the root; its test files only if asked for.
 tree_facts look_at_tree(const std::string &root, bool with_test_files);
 
 // Fails the test for each entry that is missing, new or changed.
 void expect_same_tree(const tree_facts &before, const tree_facts &now);
 
 // Makes 20 to 60 entries of at most about 1 MiB in all, none of which a run could
-// take for a test file. What the file system has no room or no way for is left out.
+// take for a test file. Entries that the file system cannot hold are left out.
 void make_random_tree(const std::string &root, chance &by);
 
 // Makes an entry with a test file's name that cannot be one, and returns the name.

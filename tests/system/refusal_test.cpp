@@ -1,4 +1,4 @@
-// What a run does not begin: every refusal has status 77 and one line that says why,
+// Refused runs: every refusal has status 77 and one line with the reason,
 // and comes before anything on the volume has changed.
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,6 +1,5 @@
-// A second opinion on test files. It shares nothing with the engine: the pattern
-// comes from the C library's srand48/lrand48 pair, the files through plain
-// read(2), past the host's memory.
+// An independent judge of test files that shares no code with the engine: the pattern comes from
+// the C library's srand48/lrand48, the files through plain read(2), past the page cache.
 #ifndef TROVIK_TESTS_SYSTEM_SECTOR_ORACLE_H
 #define TROVIK_TESTS_SYSTEM_SECTOR_ORACLE_H
 
@@ -21,13 +20,13 @@ struct sector_tally {
     sector_tally &operator+=(const sector_tally &other);
 };
 
-// What a failed comparison prints.
+// Printed by a failed comparison.
 void PrintTo(const sector_tally &tally, std::ostream *out);
 
 // The 512 bytes that belong at this position of all test files laid end to end.
 std::vector<unsigned char> oracle_sector(std::uint64_t position);
 
-// What has become of the sector that was written for this position.
+// The class of the sector that was written for this position.
 sector_kind oracle_judge(const unsigned char *sector, std::uint64_t position);
 
 // The whole sectors of the test file with this number, as the medium holds them now.
@@ -36,10 +35,10 @@ std::vector<sector_kind> oracle_judge_file(const std::string &path, int number);
 
 sector_tally oracle_tally(const std::vector<sector_kind> &kinds);
 
-// Has the host's memory forget the file, so that the next read asks the medium.
+// Drops the file's pages, so that the next read asks the medium.
 void forget_cached(int fd);
 
-// The file's bytes by plain reads; with `from_medium` past the host's memory.
+// The file's bytes by plain reads; with `from_medium` past the page cache.
 std::string read_bytes(const std::string &path, bool from_medium);
 
 }  // namespace system_tests

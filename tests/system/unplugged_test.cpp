@@ -1,5 +1,5 @@
-// Cards that go away or lock themselves in the middle of a run: the run ends, says
-// why and names what it leaves.
+// Cards that disappear or lock themselves during a run: the run ends, gives the reason and names
+// the test files that it leaves.
 #include <gtest/gtest.h>
 
 #include "cli_run.h"

@@ -111,7 +111,7 @@ std::uint64_t user_tree_sectors(const std::vector<user_file> &files) {
     return sectors;
 }
 
-// 64 bits of FNV-1a, taken eight bytes at a time: only sameness counts.
+// 64 bits of FNV-1a over eight bytes at a time: it only needs to tell contents apart.
 static std::uint64_t hash_of(std::string_view bytes, std::uint64_t hash = 0xcbf29ce484222325U) {
     constexpr std::uint64_t prime = 0x100000001b3U;
     for (; !bytes.empty(); bytes.remove_prefix(std::min<size_t>(8, bytes.size()))) {

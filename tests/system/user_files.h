@@ -1,6 +1,6 @@
-// A user's own files on a volume, with names that come as close to a test file's as
-// names can, and the proof that a run left every one of them alone: names, kinds,
-// lengths, times and all bytes, read from the medium and not from the host's memory.
+// User files with names that are nearly those of test files, and the proof that a run changed none
+// of them: names, kinds, lengths, times and all bytes, read from the medium and not from the page
+// cache.
 #ifndef TROVIK_TESTS_SYSTEM_USER_FILES_H
 #define TROVIK_TESTS_SYSTEM_USER_FILES_H
 
@@ -18,7 +18,7 @@ struct user_file {
     std::uint64_t bytes;
 };
 
-// What a file system cannot hold, or cannot tell from another name.
+// Names that a file system cannot hold, or cannot tell from another name.
 struct name_limits {
     bool utf8_only = false;      // no names that are not UTF-8
     bool windows_names = false;  // no line breaks, colons, stars, ends in a blank
@@ -26,8 +26,8 @@ struct name_limits {
 };
 
 // A tree of 200 files: one of 10 MiB, one of 4 MiB and many small ones down to
-// nothing, 19 MiB in an even number of sectors. Names that the file system cannot hold are replaced
-// by plain ones.
+// zero bytes, 19 MiB in an even number of sectors. Names that the file system cannot hold are
+// replaced by plain ones.
 std::vector<user_file> user_tree(const name_limits &limits = {});
 // The same names with little in them, 1 MiB in all.
 std::vector<user_file> small_user_tree();

@@ -1,9 +1,8 @@
-// Nothing of the user's is lost: trees put together by chance, on volumes of several
-// kinds, while runs are killed at any moment, while cards fail, and while somebody
-// else writes to the volume. Whatever happens, every entry that is not a test file
-// stays bit for bit what it was, and after a kill the next run cleans up and works.
+// No user file is lost: random trees on several kinds of volume, while runs are killed at any
+// moment, cards fail, or another program writes to the volume. Every entry that is not a test file
+// stays unchanged to the bit. After a kill the next run cleans up and works.
 //
-// TROVIK_SEED=N in the environment replaces the tests' own seeds.
+// TROVIK_SEED=N in the environment replaces the tests' seeds.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
@@ -99,7 +98,7 @@ std::unique_ptr<volume> make_tmpfs() {
     return std::make_unique<tmpfs_volume>("size=32m");
 }
 
-// Without its reserve for hard times, which on a small volume is more than one percent.
+// Without its reserved blocks, which are more than one percent of a small volume.
 std::unique_ptr<volume> make_ext4() {
     auto made = std::make_unique<image_volume>(
         12 * mib, std::vector<std::string>{"mkfs.ext4", "-q", "-F", "-m", "0"},

@@ -1,5 +1,5 @@
-// exFAT and NTFS in user space on a counterfeit device: the copy of the device that
-// the computer keeps in its memory must not pass for the card.
+// exFAT and NTFS in user space on a counterfeit device: the device's pages in memory must not pass
+// for the card.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -38,7 +38,7 @@ table_cell::~table_cell() {
     append(m_outcome + (testing::Test::HasFailure() ? " FAILED" : ""));
 }
 
-// In one piece: other cells write at the same time.
+// One write(2): other cells append at the same time.
 void table_cell::append(const std::string &what) const {
     const char *const path = std::getenv("TROVIK_MATRIX_CELLS");
     if (path == nullptr)

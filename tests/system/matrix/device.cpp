@@ -31,7 +31,7 @@ std::vector<file_system> file_systems() {
         {"exfat", {"mkfs.exfat"}, {"mount.exfat-fuse", "-d"}, "", false, false},
         {"ntfs", {"mkfs.ntfs", "-F", "-Q", "-q"}, {"ntfs-3g", "-o", "no_detach"}, "", false, false},
         {"btrfs", {"mkfs.btrfs", "-q", "-f", "--mixed"}, {}, "btrfs", true, false},
-        // So small a one is not meant for use, and does for this.
+        // Smaller than mkfs allows for use, but enough here.
         {"xfs",
          {"mkfs.xfs", "-q", "-f", "--unsupported", "-d", "agcount=1"},
          {},
@@ -112,7 +112,7 @@ void settle(const volume &where, const loop_device &device) {
 }
 
 // ext4 keeps some of its blocks from everybody, root included; on a small volume these
-// are more than one percent. Where the kernel lets us, it gives them up.
+// are more than one percent. Where the kernel allows it, they are freed.
 static void give_up_own_reserve(const loop_device &device) {
     std::ofstream("/sys/fs/ext4/" + device.path().substr(device.path().rfind('/') + 1) +
                   "/reserved_clusters")

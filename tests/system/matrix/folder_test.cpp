@@ -20,7 +20,7 @@ class as_a_folder : public testing::TestWithParam<behaviour> {};
 }  // namespace
 
 // 1.fff in the first half of the card, 5.fff in the second, then both are read, and
-// 5.fff alone is judged: what 1.fff holds belongs to the same place 4 GiB before.
+// only 5.fff is judged: 1.fff holds the sectors of the same place 4 GiB before.
 static cli_result read_four_gib_away(const volume &where, const deadline &until) {
     EXPECT_EQ(run_cli({"write", where.path()}, until.options()).exit_status, 0);
     std::filesystem::resize_file(where.file("1.fff"), 4 * mib);

@@ -98,8 +98,8 @@ static std::uint64_t bad_sectors(const nlohmann::json &report) {
     return all.corrupted + all.changed + all.overwritten;
 }
 
-// Something is said to be wrong with what was read, or the run could not go on; that a
-// part of the free space was not used is not meant.
+// The report names a fault of the read data, or the run stopped early. Unused free space does not
+// count.
 static bool fault_is_named(const cli_result &run) {
     return bad_sectors(run.json) != 0 || run.json.at("fatal").is_object() ||
            run.json.at("read").at("files_stopped") != 0 ||
@@ -267,7 +267,7 @@ TEST_P(on_a_file_system, bad_card_is_never_intact) {
     if (row().prepared == preparation::no_more_files)
         use_up_files(where);
     if (row().prepared != preparation::none)
-        settle(where, device);  // only then is free what stays free; a bad card is left alone
+        settle(where, device);  // only then is the free space final; a bad card is left alone
     const std::uint64_t before = free_bytes(where);
     const cli_result run = run_to_its_end(medium, where);
     note(table_words(run));
