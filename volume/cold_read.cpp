@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The files come first: what is flushed above a FUSE file system lands in the pages of its device.
-// The device's pages are dropped even if files stay resident, because each copy less can show what
-// the medium lost.
+// The files come first, because flushing a file above FUSE dirties the pages of its device. The
+// device's pages are dropped even if files stay resident: with one copy less, a loss on the medium
+// is more likely to show.
 #include "volume/cold_read.h"
 
 #include <fcntl.h>

@@ -16,9 +16,11 @@
 // if the next read comes from the medium, else one line with the reasons why it may not; names and
 // paths in it are raw bytes.
 //
-// `unlisted` is the reason why `names` may be incomplete, or empty. With `medium_is_memory`, takes
-// a FUSE file system's word that it keeps no other copy than its medium's; everything that can be
-// dropped and checked still is.
+// `unlisted` is the reason why `names` may be incomplete, or empty.
+//
+// With `medium_is_memory`, takes the word of a FUSE file system (the volume's, or one that holds a
+// backing file below it) that it keeps no copy besides its medium. A copy that shows is still a
+// reason: a source that is a folder or device. What can be dropped is still dropped and checked.
 //
 // Takes about a second for a file whose pages stay, and as long as flushing the device takes. Any
 // thread.
@@ -28,9 +30,9 @@ std::string cold_read_prepare(const volume_info &volume, const std::string &root
 
 // The two halves, with the same result.
 
-// Drops the pages of the files. Ends at the first file that stays resident, or of which this cannot
-// be known. Skips files that are missing, not regular or cannot be opened (reading them reports
-// that), and a volume in memory. Follows no link and waits for no FIFO's writer.
+// Drops the pages of the files. Ends at the first file that stays or may stay resident. Skips files
+// that are missing, not regular or cannot be opened (reading them reports that), and a volume in
+// memory. Follows no link and waits for no FIFO's writer.
 std::string cold_read_files(const volume_info &volume, const std::string &root,
                             const std::vector<std::string> &names);
 

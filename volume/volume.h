@@ -33,10 +33,9 @@ bool volume_is_same_card(const volume_info &chosen, const volume_info &now) noex
 
 // Lists the mounted volumes that a user may want to test: those on a local device, each once,
 // without read-only images, network file systems and the system's own volumes. Removable ones
-// first, then those of which it is unknown, then the others; each group sorted by root. Never
-// touches a network mount. Leaves out volumes that cannot be looked at or do not answer within five
-// seconds. Returns false and sets
-// `error` only if the mount table cannot be read.
+// first, then the unknown, then the others; each group sorted by root. Never touches a network
+// mount. Leaves out volumes that cannot be looked at or do not answer within five seconds. Returns
+// false and sets `error` only if the mount table cannot be read.
 bool volume_list(std::vector<volume_info> &volumes, std::string &error) noexcept;
 
 // Sorts into the order of that list.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Waiting no longer than patience lasts, and leaving nothing behind for good.
+// The wait ends at the time-out, and the late result is destroyed.
 #include "volume/answer_in_time.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ TEST(answer_in_time, gives_up_on_hanging_function) {
         over.wait();
         return answer;
     }));
-    EXPECT_FALSE(late.expired()) << "the question is still asked";
+    EXPECT_FALSE(late.expired()) << "the function still runs";
     end.set_value();
     for (int i = 0; i < 6000 && !late.expired(); ++i)
         std::this_thread::sleep_for(10ms);
@@ -37,7 +37,7 @@ TEST(answer_in_time, returns_nothing_without_thread) {
     if (child == 0) {
         const struct rlimit none = {0, 0};
         setrlimit(RLIMIT_NPROC, &none);
-        // The limit is none to root.
+        // Root has no such limit.
         if (geteuid() == 0 && setuid(65534) != 0)
             _exit(2);
         _exit(answer_in_time(60s, [] { return 1; }) ? 1 : 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What udev noted about a device, and what remains when nobody noted anything.
+// A device's properties from udev's database, and without one.
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// When two paths share a file system.
+// Whether the keys of two paths show that they share a file system.
 #include "volume/file_system_keys.h"
 
 #include <fcntl.h>
@@ -82,7 +82,7 @@ TEST(file_system_keys_linux, meet_for_subvolumes_of_one_pool) {
     first.device = makedev(0, 77);
     mount_entry second = first;
     second.folder = "/@home";
-    // What stat would have given for the two.
+    // The numbers that stat() gives for the two.
     file_system_keys first_keys = {"0:78"};
     file_system_keys second_keys = {"0:79"};
     EXPECT_FALSE(file_system_keys_meet(first_keys, second_keys));

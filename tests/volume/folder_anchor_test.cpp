@@ -40,7 +40,7 @@ TEST(folder_anchor, notices_unmounted_volume) {
     const folder_anchor anchor(volume);
     ASSERT_EQ(umount2(volume.c_str(), MNT_DETACH), 0);
     EXPECT_FALSE(anchor.is_in_place());
-    // For the guard, which unmounts what was mounted.
+    // `mounts` expects a mount to undo.
     ASSERT_EQ(mount("tmpfs", volume.c_str(), "tmpfs", 0, "size=1m"), 0);
     EXPECT_FALSE(anchor.is_in_place());
 }

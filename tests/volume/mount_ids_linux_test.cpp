@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Where nobody tells the id of a path's mount, the mount table leads to the same answers. The first
-// test forbids the question; in the second, a `statx` of this program's own stands before the
-// system's and leaves the answer empty, as an emulator of system calls does.
+// Without the id of a path's mount, the mount table leads to the same answers. The first test
+// forbids statx(2). In the second, this program's own `statx` leaves the field empty, as an
+// emulator of system calls does.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

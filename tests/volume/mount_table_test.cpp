@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Tables as kernels write them, tables as none does, and the kernel's own answers as the judge.
+// Tables of real kernels, malformed tables, and a comparison with the running kernel's answers.
 #include "volume/mount_table.h"
 
 #include <gtest/gtest.h>

@@ -69,7 +69,7 @@ dev_t device_of(const std::string &path) {
 
 }  // namespace
 
-// In place of the C library's.
+// Replaces the C library's.
 extern "C" int flock(int fd, int operation) noexcept {
     while (stays_silent)
         std::this_thread::sleep_for(std::chrono::milliseconds{10});
@@ -154,7 +154,7 @@ TEST(run_lock, is_not_inherited_by_child) {
     EXPECT_EQ(take(lock, folder.path()), run_lock_state::taken);
     EXPECT_EQ(run_program({"sh", "-c", script}), 0);
     const int inherited = open(folder.path().c_str(), O_RDONLY);
-    EXPECT_EQ(run_program({"sh", "-c", script}), 1) << "the script sees what is inherited";
+    EXPECT_EQ(run_program({"sh", "-c", script}), 1) << "the script sees inherited files";
     close(inherited);
 }
 
@@ -256,7 +256,7 @@ TEST(run_lock, refuses_second_run_through_another_subvolume) {
 TEST(run_lock, of_file_system_is_not_inherited_and_ends_with_process) {
     const std::string name =
         "trovik-run-" + std::to_string(major(of_nobody)) + ":" + std::to_string(minor(of_nobody));
-    // Its number in the kernel's table, and whether the script has it open.
+    // Finds the socket's inode in the kernel's table, then looks for it among the script's files.
     const std::string script = "number=$(sed -n 's/.* \\([0-9]*\\) @" + name +
                                "$/\\1/p' /proc/net/unix); test -n \"$number\" || exit 2; "
                                "test -z \"$(find /proc/$$/fd -lname \"socket:?$number?\")\"";

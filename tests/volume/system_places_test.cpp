@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What makes a volume one of the system's.
+// The places that make a volume the system's own.
 #include "volume/file_system_keys.h"
 
 #include <gtest/gtest.h>
@@ -146,7 +146,7 @@ TEST(system_places, protects_volume_once_home_is_on_it) {
 }
 
 TEST(system_places, protects_volume_of_running_program) {
-    // The copy of this program that the test starts from another volume comes here.
+    // Runs in the copy of this program that the test starts below.
     if (const char *volume = std::getenv("TROVIK_TEST_PROGRAM_VOLUME")) {
         const std::vector<volume_system_use> uses = uses_of(volume);
         EXPECT_EQ(uses.size(), 1U);

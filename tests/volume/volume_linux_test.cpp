@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Descriptions of real mounts: memory, loop devices, binds, covers, daemons that died.
+// Descriptions of real mounts: tmpfs, loop devices, bind mounts, covered mounts, dead FUSE daemons.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -214,14 +214,14 @@ TEST(volume_linux, describes_labelled_ext4) {
     EXPECT_EQ(info.file_system, "ext4");
     EXPECT_EQ(info.source, node);
     EXPECT_EQ(info.device, volume_tests::node_number(node));
-    // Kernels before 6.9 do not tell the UUID, and then only udev could.
+    // Kernels before 6.9 do not give the UUID; without udev it is unknown then.
     EXPECT_TRUE(info.identifier == "01234567-89ab-cdef-0123-456789abcdef" ||
                 info.identifier == "7:" + std::to_string(minor(info.device)))
         << info.identifier;
     EXPECT_EQ(info.read_only, false);
     EXPECT_EQ(info.removable, false);
     EXPECT_EQ(info.internal, std::nullopt);
-    // Free bytes include what ext4 keeps back for root.
+    // Free bytes include those that ext4 reserves for root.
     struct statvfs space = {};
     ASSERT_EQ(statvfs(card.c_str(), &space), 0);
     ASSERT_GT(space.f_bfree, space.f_bavail);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Which mounts are listed: by tables of other machines, and on this one.
+// Which mounts are listed, with mount tables of other machines and on this one.
 #include "volume/mounted_volume.h"
 
 #include <fcntl.h>
@@ -99,7 +99,7 @@ TEST(volume_list_linux, omits_system_volumes_or_tmpfs) {
     const std::string view = mounts.folder().make_folder("view");
     const std::string memory = mounts.folder().make_folder("memory");
     if (mounts.possible()) {
-        // A folder of the system's file system, mounted where volumes are.
+        // A folder of the system's file system, mounted among the volumes.
         mounts.mount_bind("/usr", view);
         mounts.mount_tmpfs(memory);
     }
@@ -146,7 +146,7 @@ TEST(volume_list_linux, lists_loop_device_once) {
 
 namespace {
 
-// How often the list has a FUSE mount of this type whose daemon never answers.
+// Expects the list to leave out a FUSE mount of this type whose daemon never answers.
 void expect_silent_mount_left_out(const char *type) {
     private_mounts mounts;
     SKIP_WITHOUT_MOUNTS(mounts);

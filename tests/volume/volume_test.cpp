@@ -60,7 +60,7 @@ TEST(volume, notices_new_mount_at_same_place) {
     const std::string card = mounts.folder().make_folder("card");
     ASSERT_TRUE(mounts.mount_tmpfs(card, "size=1m"));
     const volume_info before = described(card);
-    // Longer than the period of the clock that births are read from.
+    // Longer than a tick of the clock that file systems take birth times from.
     std::this_thread::sleep_for(std::chrono::milliseconds{50});
     ASSERT_EQ(umount2(card.c_str(), 0), 0);
     ASSERT_EQ(mount("tmpfs", card.c_str(), "tmpfs", 0, "size=1m"), 0);
