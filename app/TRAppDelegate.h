@@ -1,16 +1,16 @@
-// The controller: it owns the window and every action in it. One class, whose
-// roles each have a file of their own; this header is their index. The state that
-// the roles share, and which thread writes it, is in controller_state.h.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The controller owns the window and all actions. Each role of this class has a file of its own;
+// this header is the index. controller_state.h has the shared state and its threads.
 //
-// All methods belong to the main thread, but for startTheBackgroundJob and its steps,
-// which are the job's, and for writeToConsole and the two util_ methods, which are
-// anybody's. Actions take no sender: nothing depends on who sent them.
+// All methods run on the main thread, except startTheBackgroundJob on the job's thread, and
+// writeToConsole and the two util_ methods on any thread. Actions need no sender.
 #ifndef TROVIK_APP_TRAPPDELEGATE_H
 #define TROVIK_APP_TRAPPDELEGATE_H
 
 #include <QObject>
 #include <QString>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -55,7 +55,7 @@ class TRAppDelegate : public QObject {
     TRAppDelegate();
     ~TRAppDelegate() override;
 
-    // Outlets, by the names that they have in MainWindow.ui. Owned by the window.
+    // Outlets, named as in MainWindow.ui. The window owns them.
     QMainWindow *window = nullptr;
     QPushButton *UI_start = nullptr;
     QLabel *UI_volumesName = nullptr;
@@ -87,30 +87,31 @@ class TRAppDelegate : public QObject {
     QPushButton *UI_feedback_outlet = nullptr;
 
     // In app_startup_shutdown.cpp
-    // Where a system that has a property list about itself keeps it. Read at start-up.
+    // The property list with the system's version. Read at start-up.
     QString systemPropertyList = QStringLiteral("/System/Library/CoreServices/SystemVersion.plist");
-    // From the versions to the disclaimer and the timer. To be called once, from
-    // within the event loop. False when the user has declined, which ends the program
-    // on the loop's next pass.
+    // Builds the version texts, asks the disclaimer and starts the timer. Call it once, from the
+    // event loop. False when the user declines; the loop then quits on its next pass.
     bool applicationDidFinishLaunching();
     void applicationWillTerminate();
     bool applicationShouldTerminateAfterLastWindowClosed() const;
 
     // In app_engine_failure.cpp
-    // After the event loop: ends the process with `status` when a test is running,
-    // which is neither stopped nor waited for; else returns `status`.
+    // Call it after the event loop. Ends the process with `status` when a test runs, which is
+    // neither stopped nor waited for; else returns `status`.
     int leaveProcess(int status);
 
     // In app_volume_selection.cpp
     void UI_open_device();
-    // Takes the volume that `folder` lies on, as if it had been chosen in the panel.
-    // False when it was not taken: it cannot be looked at, or the user declined.
+    // Chooses the volume of `folder`. False when the volume cannot be described or the user
+    // declines.
     bool selectVolumeOfFolder(const QString &folder);
 
     // In app_test_job.cpp
     // For a file system that keeps no copy besides its own memory. Not for users.
     bool mediumIsMemory = false;
     void UI_start_pressed();
+    // Before and after a job, so that the display shows the states. Tests shorten it.
+    std::chrono::milliseconds pauseOfJob{2000};
     // Job's thread.
     void startTheBackgroundJob();
 
@@ -133,12 +134,12 @@ class TRAppDelegate : public QObject {
     void UI_showInfo_disableLogging();
 
     // In app_feedback.cpp
-    // `afterResult`: asked by the program itself, which the user can forbid.
+    // `afterResult`: the program asks, which the user can suppress.
     void feedback_ask(bool afterResult);
     void feedback_ask_happy();
     void rateApp();
     void UI_feedback();
-    // Offers the results below `sender`, or in the window when there is none.
+    // Offers the results below `sender`, or in the window without one.
     void UI_shareButton(QWidget *sender);
     // "El Capitan" for "10.11.6"; the empty text for a version that has no name.
     QString UTIL_getOSCodenameForVersionNumber(const QString &version) const;
@@ -154,8 +155,7 @@ class TRAppDelegate : public QObject {
     QString util_getSizeByByte(double bytes) const;
     // "2017.03.22 14:05:09", local time. Any thread.
     QString util_getNow() const;
-    // Appends to the console. From the job's thread, the text is handed to the main
-    // thread, which appends it before anything that the job says later.
+    // Appends to the console. The main thread appends texts of the job's thread in their order.
     void writeToConsole(const std::string &text);
 
  private:
@@ -216,16 +216,16 @@ class TRAppDelegate : public QObject {
     void showPendingFailure();
 
     // In app_engine_failure.cpp
-    void listenToEngineFailures(bool listen);
+    void handleEngineFailures(bool listen);
     static void onEngineFailure(const char *message, int exitStatus);
     void showEngineFailure(const std::string &message);
-    QString reasonForPeople(const std::string &message, bool volumeIsGone) const;
+    QString failureText(const std::string &message, bool volumeIsGone) const;
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
     std::unique_ptr<window_layout> m_layout;
     std::unique_ptr<verdict_banner> m_verdict;
     std::unique_ptr<mailbox> m_mailbox;
-    // A failure that has been reported and not yet shown. Main thread.
+    // A failure that is not shown yet. Main thread.
     std::optional<std::string> m_pendingFailure;
     // Whether the main thread is removing test files now.
     bool m_cleaningUp = false;

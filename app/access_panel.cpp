@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The doubled blanks in titles and prompts are intended: manuals show them.
 #include "app/access_panel.h"
 

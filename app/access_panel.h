@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The panels by which a sandboxed program asks for access to files.
 #ifndef TROVIK_APP_ACCESS_PANEL_H
 #define TROVIK_APP_ACCESS_PANEL_H

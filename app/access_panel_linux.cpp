@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The panel for read access, built on Qt's panel.
 #include <QAbstractButton>
 #include <QAbstractItemView>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // All buttons have one role: platforms order buttons by role, and the given order must stay.
 #include "app/alert.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The modal alert by which the window asks and informs.
 #ifndef TROVIK_APP_ALERT_H
 #define TROVIK_APP_ALERT_H

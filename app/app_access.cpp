@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Asks for access. In an application sandbox a program can use a file only after the user has named
 // it in a file panel. Without a sandbox, access is granted at once.
 #include <QDir>
@@ -7,7 +8,6 @@
 #include "app/TRAppDelegate.h"
 #include "app/access_panel.h"
 #include "app/alert.h"
-#include "app/diagnostic_log.h"
 #include "app/platform.h"
 
 bool TRAppDelegate::qop_sandbox_askUserForPermission_readWrite(const QString &name,

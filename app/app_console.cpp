@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The console, and the formats for sizes and times.
 //
 // The document has one font for all text. Applying it again costs one comparison, however long the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // When the engine ends the process, an alert gives the reason, and the console's text goes to
 // standard error. The process then ends with the engine's status.
 #include <unistd.h>
@@ -26,7 +27,7 @@ static TRAppDelegate *controller = nullptr;
 // Set by the failing thread, read by the main thread at its end.
 static std::atomic<bool> failed{false};
 
-void TRAppDelegate::listenToEngineFailures(bool listen) {
+void TRAppDelegate::handleEngineFailures(bool listen) {
     controller = listen ? this : nullptr;
     engine_set_fatal_handler(listen ? onEngineFailure : nullptr);
 }
@@ -59,7 +60,7 @@ static QString failed_phase() {
 }
 
 // Which test files are left, and what removes them.
-static QString files_that_stay(const std::optional<std::string> &files) {
+static QString left_files_text(const std::optional<std::string> &files) {
     if (files && files->empty())
         return QStringLiteral("No test files are left on the volume.");
     // A removal that failed now may fail next time, too.
@@ -71,12 +72,12 @@ static QString files_that_stay(const std::optional<std::string> &files) {
     return "The test files N.fff may still be on the volume" + then;
 }
 
-QString TRAppDelegate::reasonForPeople(const std::string &message, bool volumeIsGone) const {
+QString TRAppDelegate::failureText(const std::string &message, bool volumeIsGone) const {
     engine_write_results written = {};
     engine_results_write(&written);
     QString text;
     if (volumeIsGone)
-        text = QStringLiteral("The volume is not there any more: it was pulled out or unmounted.");
+        text = QStringLiteral("The volume is gone: it was pulled out or unmounted.");
     else if (written.write_error != 0 && engine_results_phase() == ENGINE_PHASE_WRITING)
         text = "Writing to the volume failed: " +
                QString::fromStdString(error_text(written.write_error)) + ".";
@@ -106,14 +107,14 @@ void TRAppDelegate::showEngineFailure(const std::string &message) {
         m_guard
             ? left_files_look(*m_guard, patience)
             : left_files_look({.folder = selectedVolumePath, .volume = selectedVolume}, patience);
-    const QString left = files_that_stay(found.files);
+    const QString left = left_files_text(found.files);
     std::fprintf(stderr, "trovik: %s\n", left.toUtf8().constData());
     std::fflush(stderr);
     alert_run(window,
               {.style = alert_style::critical,
                .message = m_cleaningUp ? QStringLiteral("The test files could not be removed")
                                        : QStringLiteral("The test stopped early"),
-               .informative = reasonForPeople(message, found.volume_gone) + "\n\n" + left,
+               .informative = failureText(message, found.volume_gone) + "\n\n" + left,
                .buttons = {QStringLiteral("Quit")}});
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The feedback question, rating, and sharing of results. The program sends nothing itself: it opens
 // links.
 #include <QDesktopServices>
@@ -10,7 +11,6 @@
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
 #include "app/outreach.h"
 #include "app/platform.h"
 

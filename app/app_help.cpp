@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The help: each topic opens an alert with a fixed text. The texts keep their spelling.
 #include <QMainWindow>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Four actions on the chosen volume, each on a marker of a fixed name in its root. They change at
 // most a button's title. The display looks at the markers again on every tick.
 //
@@ -9,7 +10,7 @@
 
 #include "app/TRAppDelegate.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
+#include "app/platform.h"
 #include "app/volume_marker.h"
 #include "report/printable.h"
 #include "runner/run_guard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // After each test: the report, the clean-up, and the window for the next test.
 #include <QLabel>
 #include <QMainWindow>

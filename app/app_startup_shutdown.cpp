@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Start-up and shut-down of the window.
 #include <QApplication>
 #include <QLabel>
@@ -10,7 +11,6 @@
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
 #include "app/platform.h"
 #include "app/verdict_banner.h"
 #include "app/window_layout.h"
@@ -29,11 +29,11 @@ TRAppDelegate::TRAppDelegate()
         m_layout->verdict_title(), m_layout->verdict_detail(), m_layout->verdict_reasons());
     applyConsoleFont();
     connectActions();
-    listenToEngineFailures(true);
+    handleEngineFailures(true);
 }
 
 TRAppDelegate::~TRAppDelegate() {
-    listenToEngineFailures(false);
+    handleEngineFailures(false);
     stopTimer();
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Once a second the display copies the engine's values into the window. One tick may show values of
 // two different moments.
 #include <QLabel>

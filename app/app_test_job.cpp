@@ -11,16 +11,13 @@
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
+#include "app/platform.h"
 #include "app/verdict_banner.h"
 #include "model/engine_log.h"
 #include "report/printable.h"
 #include "report/time_stamp.h"
 #include "runner/run_guard.h"
 #include "runner/run_steps.h"
-
-// Long enough for the display to show a state before the next thing happens.
-constexpr std::chrono::seconds pause_of_job{2};
 
 static QString refusal_title(const run_refusal &refusal) {
     switch (refusal.kind) {
@@ -32,7 +29,7 @@ static QString refusal_title(const run_refusal &refusal) {
             return QStringLiteral("The volume holds entries that are not ours");
         case refusal_kind::volume_gone:
         case refusal_kind::other_volume:
-            return QStringLiteral("The chosen volume is not there any more");
+            return QStringLiteral("The chosen volume is gone");
         default:
             return QStringLiteral("This folder cannot be used");
     }
@@ -57,7 +54,7 @@ static QString refusal_explanation(const run_refusal &refusal) {
         case refusal_kind::other_volume:
             return QStringLiteral(
                 " is not the volume that you have chosen. Nothing was touched.\n\nInsert the card "
-                "again and choose it anew.");
+                "again, then choose it again.");
         default:
             return ": " + QString::fromStdString(printable_text(refusal.reason));
     }
@@ -95,7 +92,7 @@ void TRAppDelegate::UI_start_pressed() {
         return;
     }
     const QString volume = QString::fromStdString(selectedVolumePath);
-    // By its bare name: the panel that asks for it decides where it looks.
+    // By its bare name: the panel chooses the folder.
     qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
     qop_sandbox_askUserForPermission_read(volume, volume);
     if (const run_refusal refusal = takeVolume()) {
@@ -111,7 +108,7 @@ void TRAppDelegate::UI_start_pressed() {
     UI_removeSpotlightData_outlet->setEnabled(false);
     UI_start->setEnabled(false);
     UI_start->setText(QStringLiteral("Please wait..."));
-    // The write speed stays: the display's next tick overwrites it anyway.
+    // The display's next tick overwrites the write speed.
     UI_readSpeed->setText(QStringLiteral("0.00"));
     UI_consoleOutput->clear();
     m_verdict->show_running();
@@ -119,7 +116,7 @@ void TRAppDelegate::UI_start_pressed() {
         showNotStarted();
         return;
     }
-    // A tick that still saw the volume's state would enable Start again.
+    // A tick in the volume's state would enable Start again.
     while (uiState.load(std::memory_order_acquire) != UI_STATE_TESTING)
         std::this_thread::yield();
 }
@@ -170,7 +167,7 @@ static run_callbacks job_callbacks() {
 void TRAppDelegate::startTheBackgroundJob() {
     uiState.store(UI_STATE_TESTING, std::memory_order_release);
     m_scope = {};
-    std::this_thread::sleep_for(pause_of_job);
+    std::this_thread::sleep_for(pauseOfJob);
     writeToConsole(time_stamp_now() + " - -------------------------------\n");
     // Control characters in the name are escaped on purpose.
     writeToConsole(time_stamp_now() + " - Start testing volume " +
@@ -190,7 +187,7 @@ void TRAppDelegate::startTheBackgroundJob() {
         m_scope = steps.scope();
     }
     uiState.store(UI_STATE_RESULT, std::memory_order_release);
-    std::this_thread::sleep_for(pause_of_job);
+    std::this_thread::sleep_for(pauseOfJob);
 }
 
 // After a job the volume is still taken; after a state set by hand it is not.
@@ -209,8 +206,7 @@ void TRAppDelegate::removeTestFiles() {
              !std::filesystem::is_directory(m_guard->folder(), unreachable))
         engine_log_append(selectedVolumePath == "-"
                               ? "No volume is chosen; no test files were removed.\n"
-                              : "The volume is not there any more; its test files were not "
-                                "removed.\n");
+                              : "The volume is gone; its test files were not removed.\n");
     else
         run_steps(*m_guard, {}).clean_up();
     m_cleaningUp = false;

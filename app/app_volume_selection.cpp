@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Choosing the volume: everything that is known about it is recorded here, and the
 // display shows it from its next tick on.
 #include <QLocale>
@@ -7,7 +8,6 @@
 #include "app/TRAppDelegate.h"
 #include "app/alert.h"
 #include "app/controller_state.h"
-#include "app/diagnostic_log.h"
 #include "app/file_panel.h"
 #include "app/platform.h"
 #include "model/engine_status.h"

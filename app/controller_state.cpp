@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/controller_state.h"
 
 std::atomic<std::uint32_t> uiState{UI_STATE_INIT};

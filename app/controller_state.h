@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The state that the controller's roles share. One instance of each value exists.
 //
 // There are two threads: the main thread (window, timer, actions) and the job's thread (the

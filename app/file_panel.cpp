@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/file_panel.h"
 
 #include <QFileInfo>
@@ -7,7 +8,6 @@
 #include <QUrl>
 
 #include "app/alert.h"
-#include "app/diagnostic_log.h"
 #include "app/platform.h"
 #include "volume/volume.h"
 

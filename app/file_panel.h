@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The program's file panels: their common base and the panel that chooses a volume.
 #ifndef TROVIK_APP_FILE_PANEL_H
 #define TROVIK_APP_FILE_PANEL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Messages from the job's thread to the main thread, in the order in which they were sent.
 //
 // The mutex guards the list alone and is held for one push or one take. The engine never

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The window's process. The event loop starts before the disclaimer, which needs a loop to quit.
 #include <QApplication>
 #include <QCommandLineParser>

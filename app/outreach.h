@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The program's links, and the stored answer to the feedback question. The hosts and the store's
 // identifier are reserved examples until the maker has real ones.
 #ifndef TROVIK_APP_OUTREACH_H

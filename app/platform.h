@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Services of the desktop. One file per system implements them; platform.cpp holds the common ones.
 #ifndef TROVIK_APP_PLATFORM_H
 #define TROVIK_APP_PLATFORM_H
@@ -12,6 +13,10 @@
 #include "volume/volume.h"
 
 class QWidget;
+
+// Writes one entry to the system's log and to standard error, with a line break when it has none.
+// The window never shows it. Any thread.
+void diagnostic_log(const std::string &entry);
 
 // Whether access to files has to be asked for: platform_is_sandboxed, unless overridden.
 bool sandbox_is_active();

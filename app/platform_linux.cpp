@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Linux desktops have no application sandbox that grants access by panels. Volumes have the paths
 // of the mount table.
 #include "app/platform.h"

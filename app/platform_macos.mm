@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // macOS: the system's panels, which grant access in the sandbox, and volumes by
 // their names below /Volumes.
 #include "app/platform.h"

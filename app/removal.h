@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Removes one entry of a volume for good: a folder with everything in it, or a file or link.
 // Follows no symlink and enters no other mount.
 #ifndef TROVIK_APP_REMOVAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // std::filesystem::remove_all works relative to descriptors and follows no symlink, but it enters
 // volumes that are mounted in the folder. So the mount table is searched first. The starting
 // folder is held open and addressed by its descriptor: it cannot be replaced in between.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Linux desktops have no picker for sharing, so a menu offers the clipboard, an e-mail and a file.
 #include <QApplication>
 #include <QClipboard>

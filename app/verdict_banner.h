@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shows the verdict of the last test: a title, a sentence, and a colour that repeats the title.
 #ifndef TROVIK_APP_VERDICT_BANNER_H
 #define TROVIK_APP_VERDICT_BANNER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/volume_marker.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A marker: an entry of a fixed name on a volume that tells systems how to treat the volume. All
 // operations are relative to folders that are open from the start, so a volume that is mounted over
 // this one later is not touched.

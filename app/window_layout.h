@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The window of MainWindow.ui, with widths that follow the font, so that changing numbers move
 // nothing, and with the keyboard's shortcuts.
 #ifndef TROVIK_APP_WINDOW_LAYOUT_H

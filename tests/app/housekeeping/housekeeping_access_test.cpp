@@ -1,16 +1,17 @@
-// Where access has to be asked for, each action asks first, and does nothing without
-// it. And what happens when somebody else is faster.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// In a sandbox, each action asks for access first and does nothing without it. Other processes may
+// change a marker meanwhile.
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <filesystem>
 
 #include "app/platform.h"
-#include "faster_hand.h"
 #include "housekeeping_support.h"
+#include "log_interceptor.h"
 
 using app_tests::answers;
-using app_tests::faster_hand;
+using app_tests::log_interceptor;
 using app_tests::press_key;
 using app_tests::working_directory;
 using system_tests::private_folder;
@@ -83,7 +84,7 @@ class housekeeping_access : public app_tests::housekeeping {
                  nothing}};
     }
 
-    // The panel shows this folder, and nobody else's.
+    // The panel shows this folder.
     const private_folder m_folder;
     const working_directory m_directory{m_folder.path()};
 };
@@ -144,7 +145,7 @@ using housekeeping_race = app_tests::housekeeping;
 
 TEST_F(housekeeping_race, ignores_marker_removed_meanwhile) {
     volume().make_file(".Trashes/a");
-    faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Trashes")); });
+    log_interceptor somebody("OK\n", [&] { fs::remove_all(path_of(".Trashes")); });
     QTest::mouseClick(app().UI_removeTrashesData_outlet, Qt::LeftButton);
     EXPECT_EQ(somebody.said(), lines({"OK", "d: b: 1", "-4"}));
     EXPECT_EQ(volume().content(), nothing);
@@ -152,7 +153,7 @@ TEST_F(housekeeping_race, ignores_marker_removed_meanwhile) {
 
 TEST_F(housekeeping_race, logging_toggle_reports_marker_removed_meanwhile) {
     volume().make_file(".fseventd/no_log");
-    faster_hand somebody("", [&] { fs::remove(path_of(".fseventd/no_log")); });
+    log_interceptor somebody("", [&] { fs::remove(path_of(".fseventd/no_log")); });
     QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
     EXPECT_EQ(somebody.said(),
               lines({"d: b 1", "ERR: " + path_of(".fseventd/no_log: No such file or directory")}));
@@ -162,7 +163,7 @@ TEST_F(housekeeping_race, logging_toggle_reports_marker_removed_meanwhile) {
 TEST_F(housekeeping_race, does_not_follow_link_created_meanwhile) {
     const private_folder users;
     volume().make_folder(".fseventd");
-    faster_hand somebody(
+    log_interceptor somebody(
         "", [&] { fs::create_symlink(users.path() + "/new", path_of(".fseventd/no_log")); });
     QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
     EXPECT_EQ(somebody.said(),
@@ -172,7 +173,7 @@ TEST_F(housekeeping_race, does_not_follow_link_created_meanwhile) {
 
 TEST_F(housekeeping_race, does_not_empty_file_created_meanwhile) {
     volume().make_folder(".fseventd");
-    faster_hand somebody("", [&] { volume().make_file(".fseventd/no_log"); });
+    log_interceptor somebody("", [&] { volume().make_file(".fseventd/no_log"); });
     QTest::mouseClick(app().UI_disableLogging_outlet, Qt::LeftButton);
     EXPECT_EQ(somebody.said(),
               lines({"d: b 0", "ERR: Can't write file " + path_of(".fseventd/no_log") + "."}));
@@ -181,12 +182,12 @@ TEST_F(housekeeping_race, does_not_empty_file_created_meanwhile) {
 
 TEST_F(housekeeping_race, ignores_spotlight_data_removed_meanwhile) {
     volume().make_file(".Spotlight-V100/a");
-    faster_hand somebody("OK\n", [&] { fs::remove_all(path_of(".Spotlight-V100")); });
+    log_interceptor somebody("OK\n", [&] { fs::remove_all(path_of(".Spotlight-V100")); });
     QTest::mouseClick(app().UI_removeSpotlightData_outlet, Qt::LeftButton);
     EXPECT_EQ(somebody.said(), lines({"OK", "d: b: 1", "-4"}));
 }
 
-// Before a volume is chosen, the question names what would be changed then.
+// Without a volume, the question names the path that the action would change.
 TEST_F(housekeeping_access, asks_without_volume) {
     selectedVolumePath = "-";
     selectedVolume.reset();

@@ -1,6 +1,6 @@
-// The four actions change the volume that the user has chosen, and no other: not the
-// folder below it, not the card that came in its place, not one that comes while an
-// action is under way.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The four actions change only the chosen volume: not its mount point, nor another card that is
+// mounted there before or during the action.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,14 +8,14 @@
 #include <filesystem>
 #include <fstream>
 
-#include "faster_hand.h"
 #include "housekeeping_support.h"
+#include "log_interceptor.h"
 #include "whole_run.h"
 
 using app_tests::answers;
 using app_tests::covering_volume;
-using app_tests::faster_hand;
 using app_tests::housekeeping;
+using app_tests::log_interceptor;
 using system_tests::private_folder;
 
 namespace fs = std::filesystem;
@@ -41,7 +41,7 @@ class housekeeping_guard : public housekeeping {
         EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
     }
 
-    // Each action says that the volume has gone, and does nothing.
+    // Each action reports the missing volume and does nothing.
     void expect_all_refused() {
         const std::vector<std::pair<QPushButton *, lines>> buttons = {
             {app().UI_disableSpotlight_outlet, nothing},
@@ -52,7 +52,7 @@ class housekeeping_guard : public housekeeping {
             const QString title = button->text();
             answers user;
             user.then_press("OK", [&](QMessageBox &alert) {
-                EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+                EXPECT_EQ(alert.text(), "The chosen volume is gone");
                 EXPECT_TRUE(alert.informativeText().contains("Nothing was touched."));
             });
             EXPECT_EQ(click(button), said) << title.toStdString();
@@ -83,12 +83,11 @@ TEST_F(housekeeping_guard, does_not_touch_other_volume_at_same_path) {
     expect_all_markers_left();
 }
 
-// The action is told that there is a trash, and holds on to where it is. It stops as
-// soon as it finds that what is above has changed.
+// The action keeps the folder that it checked open, so it removes the trash of that volume.
 TEST_F(housekeeping_guard, does_not_touch_volume_mounted_meanwhile) {
     volume().make_file(".Trashes/a");
     std::unique_ptr<covering_volume> another;
-    faster_hand somebody("OK\n", [&] {
+    log_interceptor somebody("OK\n", [&] {
         another = std::make_unique<covering_volume>(volume().path());
         fs::create_directory(path_of(".Trashes"));
         another->put(".Trashes/precious", "of another card");
@@ -103,7 +102,7 @@ TEST_F(housekeeping_guard, does_not_touch_volume_mounted_meanwhile) {
 TEST_F(housekeeping_guard, creates_marker_on_checked_volume) {
     volume().make_folder(".fseventd");
     std::unique_ptr<covering_volume> another;
-    faster_hand somebody("", [&] {
+    log_interceptor somebody("", [&] {
         another = std::make_unique<covering_volume>(volume().path());
         fs::create_directory(path_of(".fseventd"));
     });
@@ -114,7 +113,7 @@ TEST_F(housekeeping_guard, creates_marker_on_checked_volume) {
     EXPECT_TRUE(fs::exists(path_of(".fseventd/no_log")));
 }
 
-// Who may not list a folder may still use it.
+// Entries can be used without the permission to list their folder.
 TEST_F(housekeeping_guard, works_in_folders_that_cannot_be_listed) {
     volume().make_file(".fseventd/no_log");
     volume().make_folder(".Trashes/a");
@@ -123,7 +122,7 @@ TEST_F(housekeeping_guard, works_in_folders_that_cannot_be_listed) {
     const bool reads_everything = access(path_of(".fseventd").c_str(), R_OK) == 0;
     SKIP_IF_MISSING(reads_everything && geteuid() != 0 ? "permissions that count" : "");
     const uid_t before = geteuid();
-    // Root may do everything; another user sees what the permissions allow.
+    // Permissions do not bind root.
     if (before == 0) {
         ASSERT_EQ(chmod(fs::path(volume().path()).parent_path().c_str(), 0755), 0);
         ASSERT_EQ(seteuid(65534), 0);
@@ -136,7 +135,7 @@ TEST_F(housekeeping_guard, works_in_folders_that_cannot_be_listed) {
     EXPECT_TRUE(fs::exists(path_of(".metadata_never_index")));
 }
 
-// The line that names what stays is one line, whatever it is called.
+// A name with a line break still gives one log line.
 TEST_F(housekeeping_guard, escapes_names_in_log) {
     volume().make_file(".Trashes/x\nOK");
     const app_tests::covered_file mounted(path_of(".Trashes/x\nOK"), "precious");

@@ -1,4 +1,5 @@
-// Links on a volume: a card can bring them, and where they lead is the user's own.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Symlinks on a volume may lead to the user's own files.
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -28,7 +29,7 @@ class housekeeping_links : public app_tests::housekeeping {
         EXPECT_FALSE(fs::exists(users("new"))) << "made through a link";
     }
 
-    // In the user's own folder, which lies outside the volume.
+    // In the user's folder outside the volume.
     std::string users(const std::string &name) const { return m_users.path() + "/" + name; }
     void link(const std::string &name, const std::string &target) {
         fs::create_symlink(users(target), path_of(name));

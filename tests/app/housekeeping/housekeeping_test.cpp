@@ -1,5 +1,6 @@
-// The four actions on a volume's markers, pressed as a user presses them: what they
-// leave on the volume, what they say, and that they harm nothing else.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The four actions on a volume's markers, by their buttons: effect on the volume, log lines, and no
+// effect on other entries.
 #include <sys/stat.h>
 
 #include <filesystem>

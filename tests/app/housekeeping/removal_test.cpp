@@ -1,5 +1,5 @@
-// Removals that take a moment, and removals that take longer: a card that stops
-// answering in the middle makes one last as long as a test needs.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Short and long removals. A card that stops answering makes a removal last as long as needed.
 #include "app/removal.h"
 
 #include <dlfcn.h>
@@ -42,7 +42,7 @@ namespace {
 
 constexpr int entries = 3000;
 
-// Counts the dialogs that come to the screen while it lives.
+// Counts dialogs that are shown.
 class dialog_counter : public QObject {
  public:
     dialog_counter() { qApp->installEventFilter(this); }
@@ -59,7 +59,7 @@ class dialog_counter : public QObject {
     int m_count = 0;
 };
 
-// Counts how often a widget is drawn while it lives.
+// Counts the paint events of a widget.
 class paint_counter : public QObject {
  public:
     explicit paint_counter(QWidget &widget) { widget.installEventFilter(this); }
@@ -89,8 +89,7 @@ struct x_button_event {
 };
 static_assert(sizeof(x_button_event) == 32);
 
-// Puts a click on this place of the window into the queue of the X server's events.
-// The library's functions are those that the window library has loaded already.
+// Queues a click at this place of the window on the X server. Qt has loaded the library already.
 void send_click(xcb_connection_t *connection, std::uint32_t window, QPoint place) {
     using send_event_function =
         unsigned (*)(xcb_connection_t *, std::uint8_t, std::uint32_t, std::uint32_t, const char *);
@@ -114,8 +113,7 @@ void send_click(xcb_connection_t *connection, std::uint32_t window, QPoint place
     dlclose(library);
 }
 
-// A full trash on a card that stops answering as soon as its removal has begun, and
-// goes on when the test has seen enough.
+// A full trash on a card that stops answering when its removal begins.
 class long_removal : public app_tests::window_test {
  protected:
     void SetUp() override {
@@ -130,8 +128,7 @@ class long_removal : public app_tests::window_test {
     stalling_card &card() { return *m_card; }
     std::string trash() const { return m_card->file(".Trashes"); }
 
-    // Removes the trash by the button. `look` sees the dialog, and the card goes on
-    // after it.
+    // Removes the trash by the button. The card answers again after `look` has seen the dialog.
     void remove_trash(std::function<void(QProgressDialog &)> look) {
         QTimer::singleShot(0, &app(), [this] { m_card->stall(); });
         answers user;
@@ -244,7 +241,7 @@ TEST_F(long_removal, ignores_escape_and_close_button) {
     });
 }
 
-// The desktop ends the session: what is half gone goes, with the window alive.
+// The desktop ends the session in the middle of a removal.
 TEST_F(long_removal, completes_when_program_quits) {
     bool was_alive = false;
     QTimer::singleShot(0, &app(), [this] { card().stall(); });
@@ -281,7 +278,7 @@ TEST_F(long_removal, stops_display) {
     });
 }
 
-// An impatient user's clicks go nowhere, now or later: one of them might be on Start.
+// Clicks during a removal are dropped, not kept for later: one of them might hit Start.
 TEST_F(long_removal, swallows_clicks_behind_dialog) {
     SKIP_IF_MISSING(QApplication::platformName() == "xcb"
                         ? ""
@@ -297,7 +294,7 @@ TEST_F(long_removal, swallows_clicks_behind_dialog) {
     remove_trash([&](QProgressDialog &) { click_behind(); });
     QTest::qWait(200);
     EXPECT_EQ(presses, 0);
-    // Such a click counts when nothing is in its way.
+    // The same click counts without a dialog.
     answers user;
     user.then([](QDialog &dialog) { dialog.reject(); });
     click_behind();

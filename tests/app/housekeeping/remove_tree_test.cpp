@@ -1,5 +1,5 @@
-// What is removed, and what is not. Each test has a precious folder beside the volume, which must
-// come out of it unchanged.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Each test has a precious folder beside the volume and checks that it stays unchanged.
 #include "app/removal.h"
 
 #include <fcntl.h>
@@ -89,7 +89,7 @@ class remove_tree : public testing::Test {
     }
     std::uint64_t removed() const { return m_removed; }
 
-    // The same as a user with permissions, which root has not.
+    // The same by a user without root's rights.
     std::string removal_by_ordinary_user(const std::string &name) {
         test_support::process_options options;
         options.user = 65534;

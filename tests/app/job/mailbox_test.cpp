@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Messages from one thread to another: each once, in order, without waiting.
 #include "app/mailbox.h"
 

@@ -1,12 +1,12 @@
-// A user in front of the window, as a program of its own, because the process ends in
-// these stories: tests_app_scenario STORY VOLUME. It accepts the disclaimer, takes the
-// volume, presses Start, and then does what the story says. What the user sees is
-// written to standard output, one line each:
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A simulated user in a process of its own, because these stories end the process:
+// tests_app_scenario STORY VOLUME. It accepts the disclaimer, chooses the volume, presses Start,
+// and follows the story. It prints each thing that the user sees as one line:
 //
 //   alert: MESSAGE | INFORMATIVE | BUTTONS    line breaks as \n
 //   testing, phase: writing, phase: reading
 //   result: VERDICT
-//   closing the window                        and what else the user does
+//   closing the window                        and other actions of the user
 #include <QApplication>
 #include <QLabel>
 #include <QMainWindow>
@@ -36,7 +36,7 @@ void say(const QString &line) {
     std::fflush(stdout);
 }
 
-// The signal by which a test tells the user to go on.
+// The signal to go on.
 sigset_t told() {
     sigset_t set;
     sigemptyset(&set);
@@ -85,7 +85,7 @@ class user {
         for (const QAbstractButton *button : box.buttons())
             titles += button->text();
         say("alert: " + box.text() + " | " + box.informativeText() + " | " + titles.join(", "));
-        // The engine has failed; other questions stay as they are.
+        // Only the engine's failure is critical; other alerts stay open.
         if (box.icon() != QMessageBox::Critical)
             return;
         if (m_story == "take-pictures")
@@ -124,7 +124,7 @@ class user {
         return results;
     }
 
-    // The engine fails while the main thread is not there to hear of it.
+    // Keeps the main thread busy until the engine has failed.
     static void miss_the_failure() {
         while (written().write_error == 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -1,5 +1,5 @@
-// How the program ends when a test goes wrong, when its window is closed during one,
-// and when it is started with words that make no sense. Each ending is that of a
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How the program ends after a failed test, a closed window or wrong arguments. Each case runs in a
 // process of its own.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -42,10 +42,10 @@ class story : public child_process {
 
 }  // namespace
 
-// What the alert of the engine's failure said, on one line; empty when there was none.
+// The alert of the engine's failure on one line; empty without one.
 static std::string failure_alert(const process_result &run) {
     for (const std::string &line : lines_of(run.out)) {
-        // The engine's own words about a failed write may stand before it on the line.
+        // The engine's message about a failed write may precede it on the line.
         const size_t at = line.find("alert: The test ");
         if (at != std::string::npos)
             return line.substr(at);
@@ -57,7 +57,7 @@ static bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-// What is said of the test files that are on the volume once the process has ended.
+// The text that names the test files on the volume.
 static std::string named(const system_tests::volume &where) {
     std::string text;
     const std::vector<int> files = where.test_files();
@@ -73,8 +73,8 @@ static std::string named(const system_tests::volume &where) {
     return "Test files left on the volume: " + text;
 }
 
-// In this order: what happened, the engine's own words, which files stay. Those also on
-// standard error, below what was said before and above the engine's own words.
+// The alert has the reason, the engine's message and the files that are left, in this order.
+// Standard error has the files between the console's text and the engine's message.
 static void expect_alert(const process_result &run, const std::string &reason,
                          const std::string &words, const std::string &then = files_may_be_left) {
     const std::string alert = failure_alert(run);
@@ -92,7 +92,7 @@ static void expect_alert(const process_result &run, const std::string &reason,
     EXPECT_NE(run.err.find(words, left_at), std::string::npos) << run.err;
 }
 
-// The console's text so far, before the engine's own last words.
+// The console's text comes before the engine's last message.
 static void expect_console_on_standard_error(const process_result &run, const std::string &volume,
                                              const std::string &last_words) {
     std::vector<std::string> lines = lines_of(run.err);
@@ -112,7 +112,7 @@ static void expect_aborted(const process_result &run) {
     EXPECT_FALSE(run.timed_out);
 }
 
-constexpr auto gone = "The volume is not there any more: it was pulled out or unmounted.";
+constexpr auto gone = "The volume is gone: it was pulled out or unmounted.";
 
 TEST(process_end, aborts_with_reason_and_console_when_card_is_unplugged_while_writing) {
     SKIP_IF_MISSING(missing_for_cards());
@@ -136,8 +136,8 @@ TEST(process_end, aborts_when_card_is_unplugged_while_reading) {
     EXPECT_TRUE(contains(run.err, "Validating file number 1 ...")) << run.err;
 }
 
-// A reader that stays while its card does not: reading stops as on every input/output
-// error, and there is a result. Nothing can be removed any more.
+// The reader stays mounted without its card: reading stops as on every input/output error and gives
+// a result. Test files cannot be removed.
 TEST(process_end, gives_result_when_reader_loses_its_card) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--unplug-after-read=2M", "--unplug-error=EIO"});
@@ -147,8 +147,7 @@ TEST(process_end, gives_result_when_reader_loses_its_card) {
     EXPECT_TRUE(contains(run.out, "result: Not all could be read\n")) << run.out;
 }
 
-// The card is there and can be read, but nothing on it can be changed any more. It is
-// the main thread that cleans up, and the report of the test comes before its end.
+// The main thread cleans up after the report of the test, and fails.
 TEST(process_end, exits_with_error_number_when_card_becomes_read_only) {
     SKIP_IF_MISSING(missing_for_cards());
     SKIP_IF_MISSING(missing_for_mounts());
@@ -205,7 +204,7 @@ TEST(process_end, shows_reason_when_card_does_not_answer) {
     where.stall();
     user.send_signal(SIGUSR1);
     EXPECT_TRUE(user.wait_for_output("alert: The test stopped ", patience));
-    // The process itself may not be able to end before its card answers.
+    // The process may not be able to exit before its card answers.
     where.go_on();
     const process_result run = user.wait();
     expect_aborted(run);

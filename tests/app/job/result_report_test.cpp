@@ -1,5 +1,5 @@
-// What stands in the window after a test: the report, character for character, the
-// verdict, and everything made ready for the next test.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The window after a test: the exact report, the verdict, and the controls for the next test.
 #include <QApplication>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -27,7 +27,7 @@ using result_report = whole_run_test;
 
 namespace {
 
-// What the numbered lines say after their colons.
+// The values of the numbered lines.
 struct report_values {
     std::string intact, volume, gb, bytes, write_speed, read_speed;
     std::string ok, lost, corrupted, changed, overwritten;
@@ -35,7 +35,7 @@ struct report_values {
 
 }  // namespace
 
-// The fixed text of a report, as people and their scripts know it.
+// The fixed text of a report.
 static std::vector<std::string> report_lines(const report_values &values) {
     return {"TIME - all done.",
             "TIME - **: Report Begin -----------------------------------------",
@@ -92,7 +92,7 @@ static double luminance(const QColor &color) {
            0.0722 * linear(color.blueF());
 }
 
-// Against what it stands on, as large text has to be for everybody's eyes (WCAG 2.1).
+// The contrast of the title against its background (WCAG 2.1).
 static double contrast_of_verdict(const TRAppDelegate &app) {
     const QLabel &title = label_of(app, "verdictTitle");
     const double text = luminance(title.palette().color(QPalette::WindowText));
@@ -100,7 +100,7 @@ static double contrast_of_verdict(const TRAppDelegate &app) {
     return (std::max(text, around) + 0.05) / (std::min(text, around) + 0.05);
 }
 
-// Also when the desktop changes between light and dark while it stands there.
+// Also after the desktop changes between light and dark.
 static void expect_verdict_readable(const TRAppDelegate &app) {
     const QPalette before = QApplication::palette();
     EXPECT_GT(contrast_of_verdict(app), 4.5);
@@ -143,7 +143,7 @@ TEST_F(result_report, distinguishes_sound_card_from_counterfeit) {
     ASSERT_NO_FATAL_FAILURE(press_start());
     ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
 
-    // In the tick of the report itself, before the next one.
+    // In the tick of the report, before the next one.
     expect_ready_for_the_next_test(app());
     EXPECT_EQ(app().UI_state->text(), "<RESULT>");
     EXPECT_EQ(look_at(app()).verdict, "Intact");
@@ -173,7 +173,7 @@ TEST_F(result_report, distinguishes_sound_card_from_counterfeit) {
                                       values.read_speed + "\n";
     EXPECT_EQ(reportSummary, first_summary);
 
-    // Nothing is reported twice, and the next tick says so.
+    // The next tick reports nothing again.
     EXPECT_TRUE(wait_until([&] { return app().UI_state->text() == "<WAITING>"; }));
     EXPECT_EQ(masked_console(), lines);
     EXPECT_FALSE(app().UI_start->isEnabled());
@@ -217,14 +217,14 @@ TEST_F(result_report, distinguishes_sound_card_from_counterfeit) {
     expect_verdict_readable(app());
 }
 
-// The test's own files have gone with the volume; what stands at its place is not ours.
+// The volume that covers the tested one is not ours.
 TEST_F(result_report, does_not_touch_volume_mounted_over_tested_one) {
     SKIP_IF_MISSING(missing_for_mounts());
     const tmpfs_volume where("size=2m");
     choose(where.path());
     ASSERT_NO_FATAL_FAILURE(press_start());
     {
-        // No tick may come in between: the event loop stands still.
+        // Without the event loop no tick comes in between.
         while (uiState != UI_STATE_RESULT)
             QThread::msleep(5);
         EXPECT_EQ(where.test_files(), std::vector<int>{1});
@@ -234,14 +234,14 @@ TEST_F(result_report, does_not_touch_volume_mounted_over_tested_one) {
         EXPECT_EQ(another.contents(), std::vector<std::string>({"1.fff=not of this test"}));
     }
     EXPECT_EQ(uiState, UI_STATE_WAITING);
-    EXPECT_LT(line_of("The volume is not there any more; its test files were not removed."),
+    EXPECT_LT(line_of("The volume is gone; its test files were not removed."),
               line_of("TIME - all done."));
     EXPECT_EQ(console().find("Removing"), std::string::npos);
     EXPECT_EQ(report_value(1), "YES");
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
 }
 
-// A card that stops answering somewhere: what could be read is intact.
+// All sectors that could be read are intact.
 TEST_F(result_report, says_that_not_all_could_be_read_on_read_errors) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=4M", "--read-error=6000-6100"});

@@ -1,5 +1,6 @@
-// From the press of Start to the end of the job: what the window does at once, what
-// the job does in which order, and what the user sees of it meanwhile.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// From the press of Start to the end of the job: the window's changes, the order of the job's
+// steps, and the display meanwhile.
 #include <sys/mount.h>
 
 #include <QDialogButtonBox>
@@ -31,8 +32,7 @@ using test_job = whole_run_test;
 
 namespace {
 
-// Writes down what the window looked like at each step of Start that can be seen
-// from outside: a button switched off, the console emptied.
+// Records the window at each visible step of Start: a disabled button, the emptied console.
 class start_steps : public QObject {
  public:
     struct step {
@@ -119,11 +119,11 @@ static void expect_steady_while_testing(const window_watch &watch) {
     EXPECT_GE(lengths, 4) << "empty, heading lines, and two ticks at least";
 }
 
-// The console without the lines of which there are more or fewer on another machine.
+// The console without lines whose number depends on the machine.
 static std::vector<std::string> fixed_lines(std::vector<std::string> lines) {
     static const std::regex speed(R"(\d+\.\d\d% @ \d+\.\d\d (Byte|KB|MB|GB)/s)");
     static const std::regex counts(R"( *\d+, *\d+, *\d+, *\d+)");
-    // A machine that was kept busy may never see a whole period.
+    // A busy machine may never measure a whole period.
     static const std::regex average(
         R"(Average writing speed: \d+\.\d\d MB/s|ERR: Writing speed not available)");
     const auto removed = [](const std::string &line) {
@@ -157,7 +157,7 @@ static const std::vector<std::string> lines_of_the_job = {
     "d: f3write_fill_fs begin", "d: f3write_fill_fs end", "d: ls_my_files begin",
     "d: ls_my_files end", "d: f3read_iterate_files begin", "d: f3read_iterate_files end",
     "d: f3write_unlink_old_files begin - cleanup", "d: f3write_unlink_old_files end",
-    // The question that follows each result, unless the user has silenced it.
+    // The question after the result is silenced.
     "Alert suppressed"};
 
 static QAbstractButton *confirm_button(const QDialog &panel) {
@@ -220,8 +220,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     EXPECT_GT(writing.progress, 19);
     EXPECT_LT(writing.progress, 100);
 
-    // While reading, the bar stays where the last measured interval of the writing has left it,
-    // which need not be its end.
+    // While reading, the bar keeps the last measured progress of writing, which may be below 100 %.
     ASSERT_TRUE(wait_for_phase(ENGINE_PHASE_READING));
     const double written = get_write_progress();
     tick();
@@ -239,7 +238,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     std::vector<std::string> before_the_clean_up = fixed_lines(masked_console());
     before_the_clean_up.resize(10);
     EXPECT_EQ(before_the_clean_up, console_of_an_intact_test(where.path(), "0.008", "8.00 MB"));
-    // The job itself ends two seconds after the result was there.
+    // The job ends two seconds after the result.
     EXPECT_TRUE(jobThread->is_executing());
 }
 
@@ -280,7 +279,7 @@ TEST_F(test_job, shows_sandbox_panels_first_but_runs_when_cancelled) {
     EXPECT_EQ(errors.lines(), lines_of_the_job);
 }
 
-// In the pause at the beginning, when nothing else moves.
+// In the job's first pause.
 TEST_F(test_job, ignores_start_during_test) {
     SKIP_IF_MISSING(missing_for_cards());
     const card where({"--size=1M"});
@@ -295,7 +294,7 @@ TEST_F(test_job, ignores_start_during_test) {
         EXPECT_EQ(errors.lines(), std::vector<std::string>({"Thread is working..."}));
     }
     {
-        // The button is switched off, and so are its keys.
+        // The disabled button ignores mouse and keys.
         const error_capture errors;
         QTest::mouseClick(app().UI_start, Qt::LeftButton);
         app().UI_start->click();
@@ -316,7 +315,7 @@ TEST_F(test_job, ignores_start_during_test) {
     const std::vector<std::string> lines = masked_console();
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "TIME - Start testing volume " + where.path()),
               1);
-    // Also in the two seconds after the result the job counts as working.
+    // The job still runs in the two seconds after the result.
     {
         const error_capture errors;
         app().UI_start_pressed();
@@ -347,7 +346,7 @@ TEST_F(test_job, does_not_touch_user_files) {
     EXPECT_EQ(std::vector<std::string>(lines.begin() + 2, lines.end()), lines_of_the_job);
     EXPECT_EQ(report_value(1), "YES");
     EXPECT_EQ(report_value(8), "0.000000 Byte");
-    // This file system keeps a few of its blocks from everybody.
+    // This file system reserves a few blocks.
     engine_write_results written = {};
     engine_results_write(&written);
     const bool filled = written.free_at_end * 100 < written.free_at_start;
@@ -401,7 +400,7 @@ TEST_F(test_job, shows_result_after_open_alert_is_answered) {
         QObject::connect(look_again, &QTimer::timeout, &alert, [&, shown = &alert] {
             if (uiState != UI_STATE_RESULT || ++looks_at_result < 15)
                 return;
-            // More than one tick has come and gone since the result was there.
+            // More than one tick has passed since the result.
             window_look now = look_at(app());
             EXPECT_EQ(now.state, UI_STATE_RESULT);
             EXPECT_EQ(where.test_files(), std::vector<int>{1});
@@ -433,7 +432,7 @@ TEST_F(test_job, does_not_test_missing_volume) {
     const window_look before = look_at(app());
     answers user;
     user.then_press("OK", [&](QMessageBox &alert) {
-        EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
+        EXPECT_EQ(alert.text(), "The chosen volume is gone");
         EXPECT_TRUE(
             alert.informativeText().startsWith(QString::fromStdString(where.path()) + " is not "));
         EXPECT_FALSE(jobThread);

@@ -1,4 +1,5 @@
-// The help's texts, which have to stay as they are to the character.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The help's exact texts.
 #include "app/TRAppDelegate.h"
 
 #include <gtest/gtest.h>

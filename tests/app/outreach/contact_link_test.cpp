@@ -1,5 +1,5 @@
-// The link to the contact page: built once, at start-up, of the program's and the
-// system's versions.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The link to the contact page is built at start-up from the versions of program and system.
 #include <fstream>
 
 #include "app/platform.h"
@@ -36,20 +36,20 @@ namespace {
 
 class contact_link : public feedback {
  protected:
-    // What start-up says on a system of this version, and the link that it builds.
+    // The log and the link of a start-up on a system of this version.
     lines start_up_log() {
         return log_of([this] { accept_disclaimer(); });
     }
     static QString link() { return QString::fromLatin1(feedbackURL.toEncoded()); }
 
-    // The three lines of start-up for this query, as it is and as it is escaped.
+    // The three lines of start-up for this query, plain and escaped.
     static lines log_for(const std::string &codename, const std::string &query,
                          const std::string &escaped) {
         return {"os_codename " + codename, "d: kd_params: " + query,
                 "d: kd_params_urlEncoded: " + escaped};
     }
 
-    // Leaves a property list of this version for start-up to find.
+    // Writes a property list of this version for start-up.
     void put_property_list(const std::string &version) {
         const std::string list = m_folder.path() + "/SystemVersion.plist";
         EXPECT_TRUE(std::ofstream(list) << "<plist><dict><key>ProductVersion</key><string>"

@@ -1,5 +1,5 @@
-// The question that follows each result can be silenced, once and for good; the
-// button goes on asking.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The question after each result can be silenced for good. The button still asks.
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -91,7 +91,7 @@ TEST_F(feedback, stays_silenced_for_run_when_not_stored) {
     const QString folder = QFileInfo(settings().fileName()).path();
     ASSERT_TRUE(QDir(folder).removeRecursively());
     {
-        // A file where the folder should be: nobody can write there, whoever asks.
+        // A file in place of the folder keeps even root from writing.
         QFile in_the_way(folder);
         ASSERT_TRUE(in_the_way.open(QIODevice::WriteOnly));
         answers user;
@@ -140,7 +140,7 @@ TEST_F(feedback, stores_silence_in_configuration) {
     EXPECT_EQ(log_of([&later] { later.UI_feedback(); }), lines({"feedback_ask: Cancel -> "}));
 }
 
-// A real test of a real volume, in a process that knows only what was stored.
+// A real test in a process that knows only the stored answer.
 TEST_F(feedback, stays_silenced_after_restart) {
     SKIP_IF_MISSING(missing_for_mounts());
     answers user;

@@ -1,5 +1,5 @@
-// How the program asks how the user feels: the words, every answer with its line in
-// the log and its link, and the one thing that it remembers.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The feedback question: its texts, and each answer with its log line and its link.
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -152,7 +152,7 @@ TEST_F(feedback, asks_when_window_is_ready_after_result) {
         ASSERT_NE(uiTimer, nullptr);
         EXPECT_NE(uiTimer, timer_of_start_up);
         EXPECT_TRUE(uiTimer->isActive());
-        // As long as it is open, the display stands still.
+        // The display stops while it is open.
         tick();
         EXPECT_EQ(app().UI_state->text(), "<RESULT>");
     });

@@ -1,5 +1,5 @@
-// The window's help: each topic by the button that opens it, as it stands on the
-// screen, and the window as it was afterwards.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The window's help: each topic by its button.
 #include <QApplication>
 #include <QClipboard>
 #include <QCryptographicHash>
@@ -55,8 +55,7 @@ QLabel &text_label(const QDialog &dialog) {
 
 class help : public app_tests::window_test {
  protected:
-    // Presses the button and closes the alert in this way, which is pressing "OK" when
-    // nothing is said.
+    // Presses the button and closes the alert in this way, by default with "OK".
     void open(
         const char *button, std::function<void(QMessageBox &)> look,
         const std::function<void(QMessageBox &)> &close = [](QMessageBox &alert) {

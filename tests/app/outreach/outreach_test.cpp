@@ -1,4 +1,5 @@
-// Where the program's links lead, in the form in which they are opened.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The program's links in the form in which they are opened.
 #include "app/outreach.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,7 @@ QString escaped(const char *text) {
     return outreach_escape(QString::fromUtf8(text));
 }
 
-// As a browser gets it.
+// The form that a browser gets.
 QByteArray link_for(const QString &tag, const QString &version, const QString &codename) {
     return outreach_contact_url(outreach_escape(outreach_query(tag, version, codename)))
         .toEncoded();
@@ -97,7 +98,7 @@ TEST(outreach, store_pages_share_one_identifier) {
     EXPECT_TRUE(QRegularExpression("^[0-9]+$").match(TROVIK_STORE_IDENTIFIER).hasMatch());
 }
 
-// Until the maker has hosts of its own, the links must not lead to anybody else's.
+// Until the maker has hosts, the links use reserved ones.
 TEST(outreach, uses_reserved_hosts_only) {
     for (const char *link : {contact_page, store_app_page, store_web_page})
         EXPECT_TRUE(QUrl(link).host().endsWith(".example.org")) << link;

@@ -1,4 +1,5 @@
-// The system's version, from files of both kinds.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The system's version from both kinds of files.
 #include "app/platform.h"
 
 #include <gtest/gtest.h>

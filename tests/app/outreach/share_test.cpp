@@ -1,5 +1,5 @@
-// Passing the results on: the menu under the button, what each of its entries makes of
-// the three items, and what happens when that cannot be done.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Sharing of results: the menu below the button, its entries, and their failures.
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -74,7 +74,7 @@ class share : public app_tests::window_test {
 
     QPushButton *button() { return app().UI_shareButton_outlet; }
 
-    // The one that is open, or nullptr.
+    // The open menu or nullptr.
     static QMenu *open_menu() {
         auto *const menu = dynamic_cast<QMenu *>(QApplication::activePopupWidget());
         return menu != nullptr && menu->isVisible() ? menu : nullptr;
@@ -94,7 +94,7 @@ class share : public app_tests::window_test {
         ADD_FAILURE() << "the menu has no entry " << title.toStdString();
     }
 
-    // A user who presses the button and chooses this entry.
+    // Presses the button and chooses this entry.
     void pick(const QString &title) {
         QTest::mousePress(button(), Qt::LeftButton);
         QMenu *const menu = open_menu();
@@ -103,7 +103,7 @@ class share : public app_tests::window_test {
         EXPECT_TRUE(menu_is_gone());
     }
 
-    // Does this in the panel for saving. One that is still open then is cancelled.
+    // Does this in the panel for saving. A panel that stays open is cancelled.
     void pick_save_and(answers &user, const std::function<void(QFileDialog &)> &act) {
         user.then([act](QDialog &dialog) {
             auto &panel = dynamic_cast<QFileDialog &>(dialog);
@@ -142,7 +142,7 @@ class share : public app_tests::window_test {
     const QByteArray m_home;
 };
 
-// No program takes mails.
+// No mail program exists.
 class no_mail_program {
  public:
     no_mail_program() {
@@ -441,7 +441,7 @@ TEST_F(share, lets_alert_be_answered_over_open_menu) {
     EXPECT_FALSE(button()->isDown());
 }
 
-// From here on the mouse is the window system's: it looks for whoever lies below it.
+// These tests send mouse events to the window system, which finds the widget below.
 namespace {
 
 class share_by_mouse : public share {

@@ -1,4 +1,5 @@
-// A user before the panels that ask for access.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Operates the panels that ask for access.
 #ifndef TROVIK_TESTS_APP_ACCESS_SUPPORT_H
 #define TROVIK_TESTS_APP_ACCESS_SUPPORT_H
 
@@ -48,7 +49,7 @@ class access_grant : public window_test {
         sandbox_override(true);
     }
 
-    // One panel, and what is done in it.
+    // Does this in the next panel.
     static void then_in_panel(answers &user, const std::function<void(QFileDialog &)> &act) {
         user.then([act](QDialog &dialog) {
             auto *const panel = dynamic_cast<QFileDialog *>(&dialog);

@@ -1,5 +1,5 @@
-// A user of a program that asks how the user feels: the question, the thanks, and the
-// links that are opened instead of sent.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The feedback question, the thanks, and the links that they open.
 #ifndef TROVIK_TESTS_APP_FEEDBACK_SUPPORT_H
 #define TROVIK_TESTS_APP_FEEDBACK_SUPPORT_H
 
@@ -48,7 +48,7 @@ inline void expect_question(const QMessageBox &alert) {
     EXPECT_EQ(alert.defaultButton()->text(), "Happy");
 }
 
-// No mail program, browser or store: a link of these schemes cannot be opened.
+// No program opens links of these schemes.
 class no_program_for_links {
  public:
     no_program_for_links() {
@@ -66,7 +66,7 @@ class no_program_for_links {
     QObject m_nobody;
 };
 
-// A program that was never told to be silent.
+// A program whose question is not silenced.
 class feedback : public app_tests::window_test {
  protected:
     feedback() {
@@ -83,7 +83,7 @@ class feedback : public app_tests::window_test {
         check([this] { press_button(); });
     }
 
-    // A test has ended, as far as the display can see.
+    // Shows a result.
     void show_a_result() {
         uiState = UI_STATE_RESULT;
         tick();

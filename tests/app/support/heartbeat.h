@@ -1,4 +1,5 @@
-// Whether the main thread keeps coming back to the window.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Whether the main thread handles events.
 #ifndef TROVIK_TESTS_APP_HEARTBEAT_H
 #define TROVIK_TESTS_APP_HEARTBEAT_H
 

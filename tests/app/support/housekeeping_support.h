@@ -1,5 +1,5 @@
-// A user who keeps house on a chosen volume in memory: what the buttons say, what
-// the display says, what is on the volume, and what goes to the log.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Housekeeping on a chosen volume in memory: buttons, display, contents and log.
 #ifndef TROVIK_TESTS_APP_HOUSEKEEPING_SUPPORT_H
 #define TROVIK_TESTS_APP_HOUSEKEEPING_SUPPORT_H
 
@@ -28,7 +28,7 @@ class housekeeping : public window_test {
         m_volume = std::make_unique<memory_volume>();
         choose_quietly(m_volume->path());
     }
-    // What choosing logs is no business of these tests.
+    // Drops the log of the selection.
     void choose_quietly(const std::string &path) {
         const error_capture log;
         choose(path);
@@ -50,7 +50,7 @@ class housekeeping : public window_test {
 
     QString spotlight_title() { return app().UI_disableSpotlight_outlet->text(); }
     QString logging_title() { return app().UI_disableLogging_outlet->text(); }
-    // What the display says from its next tick on.
+    // The display after its next tick.
     QString spotlight_status() { return shown(app().UI_volumesSpotlightStatus); }
     QString spotlight_data() { return shown(app().UI_volumesSpotlightThere); }
     QString trashes_data() { return shown(app().UI_volumesTrashes); }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tests of the window need an application around them, one for the whole
 // program. They draw into memory, unless TROVIK_TEST_DISPLAY=xvfb asks for a real X
 // server, which is started here and ends with the program.
@@ -18,7 +19,7 @@ namespace {
 
 class x_server {
  public:
-    // Starts an X server on a display of its own choosing and makes it ours.
+    // Starts an X server on a free display and uses it.
     bool start() {
         std::array<int, 2> ready{};
         if (pipe(ready.data()) != 0)
@@ -73,7 +74,7 @@ int main(int argc, char *argv[]) {
     } else {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
     }
-    // Nothing of the user's own configuration is read or written.
+    // Keep off the user's own configuration.
     const QTemporaryDir configuration;
     for (const char *name : {"XDG_CONFIG_HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME"})
         setenv(name, configuration.path().toUtf8().constData(), 1);

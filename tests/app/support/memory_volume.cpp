@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "memory_volume.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +44,7 @@ void memory_volume::cover() {
 }
 
 void memory_volume::mount_anew() {
-    // Longer than the period of the clock that births are read from.
+    // Longer than the period of the clock behind birth times.
     std::this_thread::sleep_for(std::chrono::milliseconds{50});
     ASSERT_EQ(umount2(path().c_str(), 0), 0) << std::strerror(errno);
     ASSERT_EQ(mount_memory(path(), m_bytes), 0) << std::strerror(errno);

@@ -1,5 +1,5 @@
-// A volume in memory under a name of the test's choice, which can be locked and
-// unlocked, covered by another one and taken away while the window knows it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A volume in memory that a test can lock, unlock, cover and unmount while the window uses it.
 #ifndef TROVIK_TESTS_APP_MEMORY_VOLUME_H
 #define TROVIK_TESTS_APP_MEMORY_VOLUME_H
 
@@ -18,14 +18,14 @@ class memory_volume : public system_tests::volume {
     ~memory_volume() override;
 
     void set_read_only(bool read_only) const;
-    // Puts another volume over this one, at the same place.
+    // Mounts another volume over this one.
     void cover();
-    // Puts a new one of the same size in its place.
+    // Mounts a new one of the same size in its place.
     void mount_anew();
-    // What is left then is the empty folder that it was mounted on.
+    // Unmounts it; its empty mount point is left.
     void take_away();
 
-    // Makes the folders on the way as well.
+    // Creates the folders above, too.
     void make_folder(const std::string &name) const;
     void make_file(const std::string &name) const;
     void remove(const std::string &name) const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "outreach_support.h"
 
 #include <signal.h>
@@ -141,8 +142,7 @@ working_directory::~working_directory() {
     fs::current_path(m_before);
 }
 
-// The process that serves this mount point: a child of ours that has its path among
-// its words.
+// The process that serves this mount point: our child with the path among its arguments.
 static pid_t server_of(const std::string &mount_point) {
     for (const auto &entry : fs::directory_iterator("/proc")) {
         const std::string number = entry.path().filename();

@@ -1,6 +1,6 @@
-// What the tests of housekeeping, help, feedback and sharing share: links that are
-// caught instead of followed, everything that the window shows at one moment, and a
-// card that stops answering for a while.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Shared by the tests of housekeeping, help, feedback and sharing: caught links, the contents of
+// the window, and a card that can stop answering.
 #ifndef TROVIK_TESTS_APP_OUTREACH_SUPPORT_H
 #define TROVIK_TESTS_APP_OUTREACH_SUPPORT_H
 
@@ -19,7 +19,7 @@
 
 namespace app_tests {
 
-// Keeps the links that the program opens while it lives. No other program is started.
+// Catches the links that the program opens. No other program is started.
 class link_catcher {
  public:
     link_catcher();
@@ -31,12 +31,12 @@ class link_catcher {
     const QStringList &links() const { return m_links; }
 
  private:
-    // A handler of links is a slot by its name; a browser's own signal serves as one.
+    // Qt calls a handler of links by the name of its slot.
     QTextBrowser m_receiver;
     QStringList m_links;
 };
 
-// What goes to the log meanwhile.
+// The log lines of `act`.
 std::vector<std::string> log_of(const std::function<void()> &act);
 
 // Every text, value, tool tip and place in the window, and what can be pressed.
@@ -45,14 +45,13 @@ QMap<QString, QString> window_contents(const QWidget &window);
 // A control of the window by its name; a failure when there is none.
 QAbstractButton &button_named(const TRAppDelegate &app, const QString &name);
 
-// A key goes where a user's key would go.
+// Sends the key to the focused widget.
 void press_key(QDialog &dialog, Qt::Key key, Qt::KeyboardModifiers modifiers = {});
 
-// Everything in the dialog is on the screen as a whole: no text is cut, no control
-// lies over another one, the dialog is no larger than the screen.
+// No text is cut off, no control overlaps another, and the dialog fits on the screen.
 void expect_nothing_clipped(const QDialog &dialog);
 
-// Another working directory while it lives.
+// Changes the working directory, and back at its end.
 class working_directory {
  public:
     explicit working_directory(const std::string &path);
@@ -70,20 +69,20 @@ class stalling_card : public system_tests::card {
     explicit stalling_card(std::vector<std::string> options = {"--size=64M"});
     ~stalling_card() override;
 
-    // Until go_on, whoever asks the card for anything has to wait.
+    // Until go_on, every access to the card waits.
     void stall();
     void go_on();
-    // A folder of so many empty files.
+    // Creates a folder with this number of empty files.
     void make_full_folder(const std::string &name, int count) const;
 
  private:
     pid_t m_server = -1;
 };
 
-// The system's log of mounts is this process's own, so that a file may be covered.
+// The reason why this process has no mount namespace of its own; empty when it has one.
 std::string missing_for_own_mounts();
 
-// A file that reads as this text while it lives, for this process alone.
+// Mounts a file with this text over the path, for this process alone.
 class covered_file {
  public:
     covered_file(const std::string &path, const std::string &text);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "pictures.h"
 
 #include <gtest/gtest.h>
@@ -71,7 +72,7 @@ static bool has_room(const QLabel &label) {
            label.height() >= label.minimumSizeHint().height();
 }
 
-// For the title and a frame around it; a button with room for its size hint has more.
+// Room for the title and a frame.
 static bool has_room(const QPushButton &button) {
     const QSize title = button.fontMetrics().size(Qt::TextShowMnemonic, button.text());
     return button.width() >= title.width() + 8 && button.height() >= title.height() + 4;
@@ -99,7 +100,7 @@ void take_all_pictures(QMainWindow &window, const QString &name) {
             << "it cannot be made " << kind << ", only " << window.width() << " x "
             << window.height();
         QTest::qWait(20);
-        // As the console stands at this size.
+        // Scroll to the end at this size.
         auto *const console = window.findChild<QPlainTextEdit *>();
         console->verticalScrollBar()->setValue(console->verticalScrollBar()->maximum());
         expect_nothing_cut_off(window, name + "-" + kind);

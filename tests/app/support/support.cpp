@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support.h"
 
 #include <fcntl.h>
@@ -65,7 +66,7 @@ void answers::look_for_dialog() {
     auto *const dialog = dynamic_cast<QDialog *>(QApplication::activeModalWidget());
     if (dialog == nullptr || dialog == m_last || !dialog->isVisible())
         return;
-    // Keys go to the active window. Some screens never say which one it is.
+    // Keys go to the active window. Some screens never activate one.
     if (!dialog->isActiveWindow() && m_looks++ < looks_for_active_window)
         return;
     m_looks = 0;
@@ -74,11 +75,11 @@ void answers::look_for_dialog() {
         const auto *const alert = dynamic_cast<QMessageBox *>(dialog);
         const QString question = alert != nullptr ? alert->text() + ": " + alert->informativeText()
                                                   : dialog->windowTitle();
-        ADD_FAILURE() << "nobody expected this question: " << question.toStdString();
+        ADD_FAILURE() << "unexpected question: " << question.toStdString();
         dialog->reject();
         return;
     }
-    // Not from within this timer's signal: what the dialog asks in turn is a dialog, too.
+    // Outside this timer's signal, so that the timer sees dialogs of the dialog, too.
     QTimer::singleShot(0, dialog, [act = std::move(m_steps.front()), dialog] { act(*dialog); });
     m_steps.pop_front();
 }
@@ -159,7 +160,7 @@ void reset_controller_state() {
     engine_log_take();
     publish_write_period(0.0, "", 0.0);
     record_phase(ENGINE_PHASE_IDLE);
-    // A test that is not about this question is not asked after each result.
+    // Most tests do without the question after each result.
     app_settings_suppress_feedback();
 }
 
@@ -192,6 +193,7 @@ void window_test::choose(const std::string &folder) {
 
 void window_test::run_test() {
     ASSERT_TRUE(m_app->UI_start->isEnabled());
+    m_app->pauseOfJob = std::chrono::milliseconds(50);
     m_app->UI_start->click();
     ASSERT_TRUE(wait_until([] { return uiState == UI_STATE_WAITING; }));
 }

@@ -1,5 +1,5 @@
-// What the tests of the window share: the window as a user finds it, a user who
-// answers its questions, and everything the program writes for others to read.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Shared by the tests of the window: the window, a user who answers its alerts, and the log.
 #ifndef TROVIK_TESTS_APP_SUPPORT_H
 #define TROVIK_TESTS_APP_SUPPORT_H
 
@@ -20,16 +20,15 @@
 
 #include "app/TRAppDelegate.h"
 
-// Texts stand in a failure's message as they are.
+// Prints texts in failure messages.
 inline void PrintTo(const QString &text, std::ostream *stream) {
     *stream << '"' << text.toStdString() << '"';
 }
 
 namespace app_tests {
 
-// Answers the window's questions, each once, in the order in which the answers were
-// given. A question that nobody expected fails the test and is closed; answers that
-// were never needed fail it, too.
+// Answers the window's alerts and panels, in the order of the calls. An unexpected alert fails the
+// test and is closed; unused answers fail it, too.
 class answers {
  public:
     answers();
@@ -37,8 +36,7 @@ class answers {
     answers(const answers &) = delete;
     answers &operator=(const answers &) = delete;
 
-    // `act` is called once the dialog is on the screen; it has to close it, at once
-    // or later.
+    // Calls `act` when the dialog is on the screen. `act` must close it, at once or later.
     void then(std::function<void(QDialog &dialog)> act);
     // Looks at an alert and presses the button with this title.
     void then_press(const QString &title, std::function<void(QMessageBox &alert)> look = {});
@@ -54,12 +52,12 @@ class answers {
     int m_looks = 0;
 };
 
-// The titles of an alert's buttons as they stand on the screen, from left to right.
+// The titles of an alert's buttons from left to right.
 QStringList button_titles(const QMessageBox &alert);
 // The button with this title, or nullptr and a failure.
 QAbstractButton *button_with_title(const QMessageBox &alert, const QString &title);
 
-// Keeps what goes to standard error while it lives.
+// Captures standard error.
 class error_capture {
  public:
     error_capture();
@@ -67,8 +65,8 @@ class error_capture {
     error_capture(const error_capture &) = delete;
     error_capture &operator=(const error_capture &) = delete;
 
-    // All that was written so far; without the engine's own "dd: " lines and what the
-    // window library says of its platform, and one element for each line.
+    // text() is all output so far. lines() leaves out the engine's "dd: " lines and Qt's messages
+    // about its platform.
     std::vector<std::string> lines() const;
     std::string text() const;
 
@@ -77,7 +75,7 @@ class error_capture {
     int m_file;
 };
 
-// Each test starts with the state of a program that has just been started.
+// Resets the state to that of a new program.
 void reset_controller_state();
 
 // Runs the event loop until `holds` is true; false after a minute.
@@ -95,7 +93,7 @@ class window_test : public testing::Test {
     void accept_disclaimer();
     // Chooses the volume that the folder lies on, and waits for the display.
     void choose(const std::string &folder);
-    // One tick of the display, now.
+    // One tick of the display.
     void tick() { m_app->updateUI(); }
     // From Start to the report.
     void run_test();

@@ -1,4 +1,5 @@
-// Choosing volumes without the panel, as all tests of it do.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Chooses volumes without the panel.
 #ifndef TROVIK_TESTS_APP_VOLUME_SELECTION_SUPPORT_H
 #define TROVIK_TESTS_APP_VOLUME_SELECTION_SUPPORT_H
 
@@ -19,7 +20,7 @@ class volume_selection : public window_test {
         return app().selectVolumeOfFolder(QString::fromStdString(folder));
     }
 
-    // What the log says about choosing this folder.
+    // The log of choosing this folder.
     lines log_of_selecting(const std::string &folder) {
         const error_capture log;
         EXPECT_TRUE(select(folder));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "whole_run.h"
 
 #include <sys/mount.h>
@@ -102,6 +103,7 @@ void whole_run_test::press_start() {
 }
 
 void whole_run_test::run_whole_test() {
+    app().pauseOfJob = std::chrono::milliseconds(50);
     press_start();
     ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
     wait_for_job();

@@ -1,6 +1,6 @@
-// What the tests that run a whole test in the window share: a user who chooses a
-// volume and presses Start, and a way of seeing everything that the window says at
-// one moment.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Shared by the tests that run a whole test in the window: Start, and a snapshot of all that the
+// window shows.
 #ifndef TROVIK_TESTS_APP_WHOLE_RUN_H
 #define TROVIK_TESTS_APP_WHOLE_RUN_H
 
@@ -19,10 +19,10 @@ namespace app_tests {
 // The line with "TIME" in place of a time stamp at its beginning.
 std::string without_time(const std::string &line);
 
-// Lines up to the last one that is ended.
+// The complete lines.
 std::vector<std::string> lines_of(const std::string &text);
 
-// All that the window says at one moment, but for the console's text.
+// All values of the window but the console's text.
 struct window_look {
     std::uint32_t state = 0;
     QString state_label, start_title, write_speed, write_unit, read_speed, read_unit;
@@ -39,16 +39,16 @@ void PrintTo(const window_look &look, std::ostream *out);
 
 window_look look_at(const TRAppDelegate &app);
 
-// The window's own labels, which the controller keeps to itself.
+// A label that is no outlet.
 QLabel &label_of(const TRAppDelegate &app, const char *name);
 
-// Keeps what the window looked like each time it changed.
+// Records the window at each change.
 class window_watch {
  public:
     explicit window_watch(const TRAppDelegate &app);
 
     const std::vector<window_look> &looks() const { return m_looks; }
-    // Whether the window ever looked so.
+    // Whether any record matches.
     bool saw(const std::function<bool(const window_look &)> &wanted) const;
 
  private:
@@ -61,7 +61,7 @@ class whole_run_test : public window_test {
  protected:
     whole_run_test();
 
-    // A user's click on Start; returns when the controller has done its part.
+    // Clicks on Start.
     void press_start();
     // From the click on Start to the report, and on to the job's end.
     void run_whole_test();
@@ -70,13 +70,13 @@ class whole_run_test : public window_test {
 
     // The console's lines with their time stamps masked.
     std::vector<std::string> masked_console() const;
-    // Where the line with the masked text stands in the console; its size when nowhere.
+    // The index of the line with the masked text; the number of lines when it is missing.
     size_t line_of(const std::string &masked) const;
     // The value of this numbered line of the last report.
     std::string report_value(int number) const;
 };
 
-// A file system in memory mounted over this folder, until it goes or is removed.
+// Mounts a file system in memory over this folder.
 class covering_volume {
  public:
     explicit covering_volume(const std::string &folder);
@@ -88,7 +88,7 @@ class covering_volume {
     void put(const std::string &name, const std::string &content) const;
     // "name=content" of all entries, in alphabetical order.
     std::vector<std::string> contents() const;
-    // Takes it away from the tree of folders, as umount --lazy does.
+    // Unmounts it, as umount --lazy does.
     void detach();
 
  private:

@@ -1,4 +1,5 @@
-// The window as a user sees it: its visible parts, at a size of the test's choice.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The visible parts of the window at a given size.
 #ifndef TROVIK_TESTS_APP_WINDOW_VIEW_SUPPORT_H
 #define TROVIK_TESTS_APP_WINDOW_VIEW_SUPPORT_H
 
@@ -30,7 +31,7 @@ class window_view : public volume_selection {
         EXPECT_EQ(window().size(), size) << "the window cannot be as small";
     }
 
-    // Keys go to the active window. Without a window manager no window is, at first.
+    // Keys go to the active window. Without a window manager none is active at first.
     bool becomes_active() {
         window().activateWindow();
         return QTest::qWaitForWindowActive(&window(), patience_ms);

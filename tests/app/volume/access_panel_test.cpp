@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The expansion of a text that is used as a format.
 #include "app/access_panel.h"
 

@@ -1,5 +1,5 @@
-// Asking for access: what the panels say to the letter, what each answer means, and
-// that nobody is asked where nothing has to be asked.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Grants of access: the panels' exact texts, each answer, and no panel without a sandbox.
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileSystemModel>
@@ -45,7 +45,7 @@ TEST_F(access_grant, to_write_has_its_texts) {
     EXPECT_FALSE(app().qop_sandbox_askUserForPermission_readWrite(".Trashes", "/volume/.Trashes"));
 }
 
-// A card that is dying answers each read late or never.
+// A dying card may never answer a read.
 TEST_F(access_grant, to_write_reads_no_shown_file) {
     std::ofstream(path("picture")) << "\x89PNG\r\n\x1a\n";
     answers user;

@@ -1,5 +1,5 @@
-// Insisting on access to one file: asked for until the right file is chosen or the
-// user has had enough.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The grant for one file asks until the user chooses the right file or cancels.
 #include <unistd.h>
 
 #include <QDir>
@@ -21,8 +21,7 @@ class access_to_one_file : public app_tests::access_grant {
  protected:
     access_to_one_file() : m_user(getuid()) {
         std::filesystem::permissions(path(""), std::filesystem::perms(0755));
-        // Nothing is unreadable for root. What may be read is asked for in the name
-        // of the real user.
+        // Root can read every file, and access(2) checks the real user.
         if (m_user == 0)
             become(65534);
     }
@@ -189,7 +188,7 @@ TEST_F(access_to_one_file, shows_percent_sign_in_name_literally) {
         EXPECT_EQ(panel.windowTitle(), "Sandbox requires user permision to read 50% done.txt");
         choose_by_name(panel, path("wrong.txt"));
     });
-    // In the alert the request is a format, and "% d" is a number that is not there.
+    // In the alert the request is a format, and "% d" is a number without an argument.
     then_be_told_of_wrong_file(user, "Sandbox requires user permision to read 500one.txt");
     then_choose(user, "50% done.txt");
     ask_for("50% done.txt");

@@ -1,5 +1,5 @@
-// The panel in which a volume is chosen, used as a user uses it: by typing, by
-// highlighting, or by simply confirming.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The panel that chooses a volume, used by typing, highlighting or confirming.
 #include "app/file_panel.h"
 
 #include <QAbstractItemView>
@@ -97,8 +97,7 @@ class file_panel_use : public testing::Test {
             std::filesystem::create_directories(m_folder.path() + "/" + name);
     }
 
-    // Shows the panel in the private folder, and does this in it. Whether it was
-    // confirmed.
+    // Shows the panel in the private folder and does this in it. True when it was confirmed.
     bool run(std::function<void(QFileDialog &)> act) {
         m_panel.setDirectory(QString::fromStdString(m_folder.path()));
         answers user;

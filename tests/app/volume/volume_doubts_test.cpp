@@ -1,5 +1,5 @@
-// Choosing what should not be tested: what cannot be used, what this machine needs,
-// and what is there no more.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Volumes that must not be tested: unusable ones, those of the running system, and missing ones.
 #include <unistd.h>
 
 #include <QLabel>
@@ -51,7 +51,7 @@ TEST_F(volume_selection, refuses_unreachable_folder) {
     const std::string hidden = folder.path() + "/locked/inside";
     std::filesystem::create_directories(hidden);
     std::filesystem::permissions(folder.path() + "/locked", std::filesystem::perms::none);
-    // Nothing is out of root's reach.
+    // Permissions do not bind root.
     const uid_t user_id = geteuid();
     if (user_id == 0) {
         ASSERT_EQ(seteuid(65534), 0);
@@ -147,11 +147,11 @@ TEST_F(system_volume, includes_home) {
 
 namespace {
 
-// Start, after what was chosen is there no more.
+// Start after the chosen volume has gone.
 class volume_that_has_gone : public volume_selection {
  protected:
     void expect_start_refused(const std::string &path,
-                              const char *title = "The chosen volume is not there any more") {
+                              const char *title = "The chosen volume is gone") {
         answers user;
         user.then_press("OK", [&](QMessageBox &alert) {
             EXPECT_EQ(alert.text(), title);
@@ -199,7 +199,7 @@ TEST_F(volume_that_has_gone, is_not_confused_with_volume_of_same_name) {
     EXPECT_EQ(volume.content(), lines({"1.fff"}));
 }
 
-// Mounted anew: the kernel gives out the numbers of memory and of mounts again at once.
+// The kernel reuses the numbers of devices and mounts at once.
 TEST_F(volume_that_has_gone, is_not_confused_with_volume_of_same_numbers) {
     SKIP_IF_MISSING(missing_for_mounts());
     memory_volume volume;
@@ -237,7 +237,7 @@ TEST_F(volume_in_use, is_refused_until_other_run_ends) {
         expect_start_refused(volume.path(), "Another run is at work on this volume");
     }
     EXPECT_EQ(volume.content(), lines({"1.fff", "holiday.jpg"}));
-    // The refused Start has kept nothing back, neither from other runs nor from an unmounting.
+    // The refused Start holds neither locks nor the volume.
     run_lock next;
     EXPECT_EQ(next.take(volume.path()).state, run_lock_state::taken);
     EXPECT_EQ(next.take_file_system(selectedVolume->device).state, run_lock_state::taken);

@@ -1,4 +1,5 @@
-// What other systems leave on a volume, as the display finds it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The display of markers that other systems leave on a volume.
 #include <QLabel>
 #include <QPushButton>
 #include <filesystem>

@@ -1,4 +1,5 @@
-// Choosing a volume: what is recorded, and what is logged. All on volumes that are really mounted.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Choosing a volume: recorded values and log lines, on mounted volumes.
 #include <sys/statvfs.h>
 
 #include <QLabel>
@@ -25,7 +26,7 @@ const char *const read_only_warning =
     "Please make card writeable and/or use a driver that can write to file systems like NTFS. "
     "OS X can only write to NTFS with 3th part software like Tuxera and others.";
 
-// The log's entries, when these are the properties.
+// The log's entries for these properties.
 struct device_block {
     std::string url, name, gb, bytes, read_only, internal, removable, ejectable;
 
@@ -236,7 +237,7 @@ TEST_F(volume_selection, clears_warning_after_unlocking) {
     EXPECT_TRUE(select(volume.path()));
     tick();
     volume.set_read_only(false);
-    // The display follows the selection and not the volume.
+    // The display shows the selection's values.
     tick();
     EXPECT_FALSE(app().UI_start->isEnabled());
     EXPECT_TRUE(select(volume.path()));

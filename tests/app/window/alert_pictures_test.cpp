@@ -1,7 +1,6 @@
-// Pictures of every alert, panel and dialog that the program shows, in light and in
-// dark, for people to look at. The machine sees to it that nothing in them is cut off
-// and that the buttons stand in their order. Each is brought up by what brings it up
-// for a user.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Pictures of every alert, panel and dialog, light and dark, opened as a user opens them. The tests
+// check that nothing is cut off and that the buttons are in order.
 #include <pthread.h>
 #include <unistd.h>
 
@@ -38,7 +37,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Tells a process that is about to end which end it shall have.
+// Names the ending in the environment of a child process.
 const char *const failure_variable = "TROVIK_TEST_FAILURE";
 
 void take_alert(QMessageBox &alert, const QString &name) {
@@ -47,8 +46,8 @@ void take_alert(QMessageBox &alert, const QString &name) {
     take_both_palettes(alert, name);
 }
 
-// The window library draws a panel's tool buttons smaller than they ask for: titles
-// and captions are what has to be whole.
+// Qt draws a panel's tool buttons smaller than their size hints, so only titles and captions are
+// checked.
 void take_panel(QDialog &panel, const QString &name) {
     QTest::qWait(50);
     EXPECT_TRUE(panel.screen()->size().width() >= panel.width() &&
@@ -88,7 +87,7 @@ class pictures_of_alerts : public whole_run_test {
         return app().selectVolumeOfFolder(QString::fromStdString(folder));
     }
 
-    // The picture of the alert that ends the process, and word of it to the parent.
+    // Takes the picture of the alert that ends the process, and tells the parent.
     static void then_take_end(answers &user, const QString &name, const QString &message,
                               const QString &begin) {
         then_take(user, name, {"Quit"}, "Quit", [=](QMessageBox &alert) {
@@ -193,7 +192,7 @@ TEST_F(pictures_of_alerts, a_test_for_which_there_is_no_thread) {
     ASSERT_EQ(pthread_setattr_default_np(&vast), 0);
     answers user;
     then_take(user, "alert-not-started", only_ok, "OK", [&](QMessageBox &alert) {
-        // The picture's own work may need threads.
+        // Taking the picture may need threads.
         EXPECT_EQ(pthread_setattr_default_np(&before), 0);
         EXPECT_EQ(alert.text(), "The test could not be started");
     });
@@ -261,7 +260,7 @@ TEST_F(pictures_of_alerts, sharing_and_what_can_go_wrong_in_it) {
         menu->close();
     };
     choose_in_menu("Copy to the Clipboard", "menu-share");
-    // No program is found here.
+    // An empty PATH.
     const QByteArray path = qgetenv("PATH");
     qputenv("PATH", "/nowhere");
     {
@@ -336,7 +335,7 @@ TEST_F(pictures_of_grants, of_one_file_refused_and_wrong) {
 
 namespace {
 
-// What the engine was doing when it failed.
+// The failed phase.
 struct failure {
     const char *name;
     engine_phase phase;

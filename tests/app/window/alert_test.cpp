@@ -1,5 +1,5 @@
-// The one way in which the window asks: what stands on the screen, and which key
-// answers what.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Alerts: their contents on the screen, and the answer of each key.
 #include "app/alert.h"
 
 #include <QAbstractButton>
@@ -21,7 +21,7 @@ class alert : public testing::Test {
  protected:
     alert() { m_parent.show(); }
 
-    // Asks, does what the user does, and gives the answer.
+    // Shows the alert, does this in it, and returns the answer.
     int answer_to(const alert_request &request, std::function<void(QMessageBox &)> act) {
         answers user;
         user.then([act](QDialog &dialog) { act(dynamic_cast<QMessageBox &>(dialog)); });
@@ -40,7 +40,7 @@ class alert : public testing::Test {
     QWidget m_parent;
 };
 
-// A key goes where a user's key would go.
+// Sends the key to the focused widget.
 void press(QMessageBox &box, Qt::Key key) {
     ASSERT_NE(box.focusWidget(), nullptr);
     QTest::keyClick(box.focusWidget(), key);

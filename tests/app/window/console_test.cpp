@@ -1,5 +1,5 @@
-// The console: what is written there, in which order and font, and that a user can
-// read and take it but never change it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The console: its texts, their order and font. A user can copy but not change them.
 #include <QApplication>
 #include <QClipboard>
 #include <QPlainTextDocumentLayout>
@@ -33,7 +33,7 @@ class console_view : public window_test {
         job.join();
     }
 
-    // A tick during a test, with this as the engine's news.
+    // A tick during a test after this engine text.
     void tick_with(const std::string &news) {
         uiState = UI_STATE_TESTING;
         engine_log_append(news.c_str());

@@ -1,6 +1,6 @@
-// Diagnostic lines: one entry in the system's log each, and one line on standard
-// error.
-#include "app/diagnostic_log.h"
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Each diagnostic line is one entry in the system's log and one line on standard error.
+#include "app/platform.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -24,8 +24,8 @@ std::vector<log_entry> system_log;
 
 }  // namespace
 
-// Stands in for the system's log, which a test can neither read nor should fill.
-// NOLINTNEXTLINE(cert-dcl50-cpp): the function that it stands in for is variadic.
+// Replaces the system's log, which tests must not fill.
+// NOLINTNEXTLINE(cert-dcl50-cpp): the replaced function is variadic.
 extern "C" void syslog(int priority, const char *format, ...) {
     char text[4096];
     va_list arguments;
@@ -42,7 +42,7 @@ class diagnostic_log_lines : public testing::Test {
  protected:
     diagnostic_log_lines() { system_log.clear(); }
 
-    // What standard error shows of these entries.
+    // These entries on standard error.
     static std::string shown(const std::vector<std::string> &entries) {
         testing::internal::CaptureStderr();
         for (const std::string &entry : entries)

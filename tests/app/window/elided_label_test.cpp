@@ -1,5 +1,5 @@
-// A label that shortens: the beginning and the end stay to be seen, and the whole
-// text is told on request.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A label that shortens long texts in their middle and has the whole text as tool tip.
 #include "app/window_layout.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ class elided : public testing::Test {
         return m_label.grab().toImage();
     }
 
-    // What resting the mouse on it brings.
+    // The tool tip below the mouse.
     QString tip_of(const QString &text) {
         m_label.setText(text);
         QHelpEvent rest(QEvent::ToolTip, QPoint(5, 5), m_label.mapToGlobal(QPoint(5, 5)));

@@ -1,5 +1,6 @@
-// A user who has no mouse: from the disclaimer through every control of the window
-// and every question, each key going where the screen would send it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Use without a mouse, from the disclaimer through all controls and alerts. Keys go to the window
+// system.
 #include <QApplication>
 #include <QClipboard>
 #include <QLabel>
@@ -20,7 +21,7 @@ using system_tests::missing_for_mounts;
 
 namespace {
 
-// To the window or menu that has the keyboard, not to a widget of the test's choice.
+// Sends keys to the window or menu with the keyboard, not to a chosen widget.
 void type(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
     QWindow *window = QGuiApplication::focusWindow();
     if (const QWidget *const menu = QApplication::activePopupWidget())
@@ -54,7 +55,7 @@ class keyboard : public app_tests::window_view {
         settle();
     }
 
-    // Names of what can have the focus now, as it is read: groups from top to bottom,
+    // Names of all controls that can have the focus, in reading order: groups from top to bottom,
     // in a group line by line, in a line from left to right.
     QStringList in_reading_order() {
         std::vector<QWidget *> controls;
@@ -75,7 +76,7 @@ class keyboard : public app_tests::window_view {
         return names;
     }
 
-    // Where the key leads, from where the focus is until it is there again.
+    // The controls that the key reaches, until it comes back.
     static QStringList walk(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         QStringList names;
         const QString first = focused_name();
@@ -97,7 +98,7 @@ class keyboard : public app_tests::window_view {
         EXPECT_EQ(walk(Qt::Key_Tab, Qt::ShiftModifier), back);
     }
 
-    // Start-up in which `act` answers the disclaimer. Whether it was accepted.
+    // Start-up in which `act` answers the disclaimer. True when it was accepted.
     bool start_up(const std::function<void()> &act) {
         answers user;
         user.then([act](QDialog &) { act(); });
@@ -193,8 +194,8 @@ TEST_F(keyboard, scrolls_console_then_leaves_it) {
 
 namespace {
 
-const QString not_there = "The chosen volume is not there any more";
-// What each button asks when the chosen volume has gone, by its alert's message.
+const QString not_there = "The chosen volume is gone";
+// The alert's message for each button after the chosen volume has gone.
 const std::map<QString, QString> questions = {
     {"UI_start", not_there},
     {"verdictReasons", "Verdict of the last test: No test yet"},
@@ -211,7 +212,7 @@ const std::map<QString, QString> questions = {
     {"UI_showInfo_outlet", "Info"},
     {"UI_feedback_outlet", "Leave Feedback"}};
 
-// Presses every button that asks something, with its volume gone.
+// Presses every button that opens an alert, with its volume gone.
 class keyboard_presses : public keyboard {
  protected:
     void SetUp() override {
@@ -335,7 +336,7 @@ TEST_F(keyboard, accepts_shortcuts_with_any_focus) {
     enable_everything();
     int started = 0;
     QObject::connect(app().UI_start, &QPushButton::clicked, [&] { ++started; });
-    // Nothing is tested: there is no volume, and the controller's own answer is not asked.
+    // Without a volume nothing is tested.
     QObject::disconnect(app().UI_start, nullptr, &app(), nullptr);
     const QStringList names = in_reading_order();
     for (const QString &name : names) {

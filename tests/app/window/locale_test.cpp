@@ -1,4 +1,5 @@
-// The user's locale: it groups the digits of one field, and nothing else follows it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The user's locale groups the digits of one field. No other text depends on it.
 #include <QLabel>
 #include <QLocale>
 #include <clocale>
@@ -21,7 +22,7 @@ class locale : public app_tests::volume_selection {
     locale() : m_before(QLocale()) {}
     ~locale() override { QLocale::setDefault(m_before); }
 
-    // Decimal points and ungrouped digits wherever they stand.
+    // Decimal points and ungrouped digits.
     void expect_points_everywhere_else() {
         const memory_volume volume(1536 * mib);
         const lines log = log_of_selecting(volume.path());

@@ -1,4 +1,5 @@
-// The window stays alive while the engine works.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The main thread handles events while the engine works.
 #include "app/controller_state.h"
 #include "heartbeat.h"
 #include "mounts.h"
@@ -12,8 +13,8 @@ using main_thread = whole_run_test;
 
 namespace {
 
-// The event loop goes round many times, and the timer ticks, while the engine waits.
-void expect_heart_beats_while_stalled(stalling_card &card) {
+// The timer of 10 ms runs for longer than a period of the display while the engine waits.
+void expect_events_while_stalled(stalling_card &card) {
     card.stall();
     const heartbeat heart;
     EXPECT_TRUE(wait_until([&] { return heart.beats() >= 150; }));
@@ -30,7 +31,7 @@ TEST_F(main_thread, handles_events_while_engine_waits_for_card) {
     ASSERT_NO_FATAL_FAILURE(press_start());
     for (const engine_phase phase : {ENGINE_PHASE_WRITING, ENGINE_PHASE_READING}) {
         ASSERT_TRUE(wait_for_phase(phase));
-        expect_heart_beats_while_stalled(where);
+        expect_events_while_stalled(where);
     }
 
     ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));

@@ -1,6 +1,6 @@
-// Pictures of every state of the window, for people to look at; the machine sees to it
-// that nothing in them is cut off. Only where TROVIK_PICTURES says that pictures are
-// wanted. The pictures of results come from real tests.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Pictures of every state of the window, taken when TROVIK_PICTURES names a folder. Results come
+// from real tests. The tests check that nothing is cut off.
 #include "pictures.h"
 
 #include <QDir>

@@ -1,4 +1,5 @@
-// The window as a screen reader sees it: the tree of what it is told, not the widgets.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The window's accessibility tree, as a screen reader gets it.
 #include <QAccessible>
 #include <QApplication>
 #include <QGroupBox>
@@ -27,14 +28,14 @@ class screen_reader : public app_tests::window_view {
 
     static QString name(QWidget *widget) { return told(widget).text(QAccessible::Name); }
 
-    // All that can be found from the window downwards.
+    // All objects below the window.
     std::set<const QObject *> tree() {
         std::set<const QObject *> all;
         collect(told(&window()), all);
         return all;
     }
 
-    // All that Tab leads to.
+    // All objects that Tab reaches.
     std::set<const QWidget *> focus_chain() {
         std::set<const QWidget *> all;
         for (QWidget *widget = window().nextInFocusChain(); widget != &window();
@@ -92,7 +93,7 @@ class screen_reader : public app_tests::window_view {
             EXPECT_NE(name(button), "?") << name_of(*button);
             EXPECT_TRUE(names.insert(name(button)).second)
                 << "two buttons are " << name(button).toStdString();
-            // What it does is told beside its name.
+            // The description has its effect.
             EXPECT_FALSE(reader.text(QAccessible::Description).isEmpty()) << name_of(*button);
             EXPECT_TRUE(reader.state().focusable) << name_of(*button);
             EXPECT_TRUE(button->focusPolicy() & Qt::TabFocus) << name_of(*button);
@@ -100,12 +101,11 @@ class screen_reader : public app_tests::window_view {
         }
     }
 
-    // A label is read as it is: its name is its text. A field, whose text alone does not
-    // say what it is, tells that beside it.
+    // A caption's name is its text. A value's name has its meaning, too.
     static void expect_label(QLabel &label) {
         QAccessibleInterface &reader = told(&label);
         EXPECT_EQ(reader.role(), QAccessible::StaticText) << name_of(label);
-        // An empty one is told by its group's name.
+        // An empty one has its group's name.
         if (!label.text().isEmpty()) {
             EXPECT_EQ(reader.text(QAccessible::Name), label.text()) << name_of(label);
         }

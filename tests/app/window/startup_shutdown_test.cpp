@@ -1,4 +1,5 @@
-// What a user meets first, and how the program ends.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Start-up and end of the program.
 #include <QApplication>
 #include <QLabel>
 #include <QMainWindow>
@@ -84,8 +85,7 @@ namespace {
 
 constexpr int still_running = 99;
 
-// Runs the event loop, as the program does, until something ends it. It ends with
-// `still_running` once `enough` is true, or after a minute.
+// Runs the event loop. Returns `still_running` once `enough` is true, or after a minute.
 int status_of_event_loop(const std::function<bool()> &enough = [] { return false; }) {
     QTimer patience;
     QObject::connect(&patience, &QTimer::timeout, [] { QApplication::exit(still_running); });
@@ -112,7 +112,7 @@ class startup_in_event_loop : public window_test {
         return status_of_event_loop(enough);
     }
 
-    // What the start-up does after the question is done all the same.
+    // The rest of the start-up is done after each answer.
     static void expect_start_up_done() {
         EXPECT_EQ(uiState, UI_STATE_WAITING);
         ASSERT_NE(uiTimer, nullptr);

@@ -1,5 +1,5 @@
-// The display's rules: what a tick shows in each state, what it leaves alone, and
-// when it does nothing at all.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The display: the fields that a tick updates in each state.
 #include <QLabel>
 #include <QMainWindow>
 #include <QPlainTextEdit>
@@ -30,7 +30,7 @@ using names = std::set<std::string>;
 
 class status_display : public app_tests::volume_selection {
  protected:
-    // Every label says this, so that a tick which writes the same again is seen, too.
+    // The text of each label before a tick, which detects that the tick writes the same text.
     static constexpr const char *untouched = "untouched";
 
     void mark_all_fields() {
@@ -42,7 +42,7 @@ class status_display : public app_tests::volume_selection {
         m_buttons = buttons();
     }
 
-    // Names of what a tick has touched, given fields that were marked.
+    // Names of the fields that a tick updates.
     names touched_by_a_tick() {
         mark_all_fields();
         tick();
@@ -69,7 +69,7 @@ class status_display : public app_tests::volume_selection {
     }
 
  private:
-    // Titles, and whether they can be pressed.
+    // Titles and enabled states.
     std::map<std::string, std::string> buttons() {
         std::map<std::string, std::string> all;
         for (const QPushButton *button : app().window->findChildren<QPushButton *>())
@@ -312,7 +312,7 @@ namespace {
 
 class display_behind_a_question : public status_display {
  protected:
-    // While a question is open, ticks come, by hand and from the timer.
+    // Ticks by hand and from the timer while an alert is open.
     void expect_standstill_behind(QDialog &dialog) {
         uiState = UI_STATE_TESTING;
         EXPECT_EQ(touched_by_a_tick(), names());

@@ -1,4 +1,5 @@
-// The verdict: said in words, and in colours that can be read on every window.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The verdict's texts, and its colours on light and dark windows.
 #include "app/verdict_banner.h"
 
 #include <gtest/gtest.h>
@@ -19,8 +20,7 @@ const std::vector<run_verdict> all_verdicts = {run_verdict::intact, run_verdict:
                                                run_verdict::incomplete, run_verdict::nothing_tested,
                                                run_verdict::unproven};
 
-// Brightness as eyes see it, and the contrast of two colours, by the rules for
-// accessible texts (WCAG 2.1): from 1 to 21.
+// Relative luminance, and the contrast of two colours from 1 to 21 (WCAG 2.1).
 double luminance(const QColor &color) {
     const auto linear = [](double part) {
         return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);

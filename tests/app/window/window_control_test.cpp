@@ -1,5 +1,5 @@
-// The window without a mouse or without eyes: everything can be reached by keyboard
-// and told by a screen reader.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// All controls can be reached by keyboard and read by a screen reader.
 #include <QAccessible>
 #include <QApplication>
 #include <QLabel>
@@ -21,15 +21,15 @@ TEST_F(window_control, names_every_control_for_screen_reader) {
         QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(widget);
         return reader == nullptr ? QString() : reader->text(QAccessible::Name);
     };
-    // What stands on a button is its name, unless that is a sign.
+    // A button's title is its name, unless it is a sign.
     for (QPushButton *button : seen<QPushButton>())
         EXPECT_GT(told(button).size(), 3) << name_of(*button);
     for (QWidget *widget : std::vector<QWidget *>{app().UI_consoleOutput, app().UI_progress})
         EXPECT_FALSE(told(widget).isEmpty()) << name_of(*widget);
     for (QLabel *label : seen<QLabel>()) {
-        // An empty one is told by the name of its group.
+        // An empty one has the name of its group.
         EXPECT_TRUE(label->text().isEmpty() || told(label) == label->text()) << name_of(*label);
-        // A value needs a word on what it is the value of; a caption is its own.
+        // A value needs a name with its meaning; a caption is its own.
         if (label->textInteractionFlags().testFlag(Qt::TextSelectableByMouse) ||
             dynamic_cast<elided_label *>(label) != nullptr) {
             EXPECT_FALSE(label->accessibleDescription().isEmpty()) << name_of(*label);
@@ -85,12 +85,11 @@ TEST_F(window_control, starts_by_shortcut_when_start_is_enabled) {
     volume.take_away();
     ASSERT_TRUE(becomes_active());
     answers user;
-    user.then_press("OK", [](QMessageBox &alert) {
-        EXPECT_EQ(alert.text(), "The chosen volume is not there any more");
-    });
+    user.then_press(
+        "OK", [](QMessageBox &alert) { EXPECT_EQ(alert.text(), "The chosen volume is gone"); });
     QTest::keyClick(&window(), Qt::Key_Return, Qt::ControlModifier);
     EXPECT_TRUE(user.all_given());
-    // Nobody is asked when it cannot.
+    // No alert opens when Start is disabled.
     app().UI_start->setEnabled(false);
     QTest::keyClick(&window(), Qt::Key_Return, Qt::ControlModifier);
     EXPECT_EQ(jobThread, nullptr);

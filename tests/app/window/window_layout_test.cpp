@@ -1,5 +1,6 @@
-// The window's layout: all outlets are there, everything can be read at every size,
-// and numbers that change move nothing.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The window's layout: all outlets exist, no text is cut off at any size, and changing numbers move
+// nothing.
 #include <QGroupBox>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -81,7 +82,7 @@ class window_sizes : public window_view {
     }
 
     static void expect_room(const QPushButton &button) {
-        // A style makes a button wider than what stands on it needs.
+        // Styles make a button wider than its title needs.
         const int needed =
             button.fontMetrics().horizontalAdvance(button.text()) +
             (button.icon().isNull() ? 0 : button.iconSize().width()) +
@@ -173,7 +174,7 @@ TEST_F(window_sizes, cut_nothing_off_at_double_scale) {
     const system_tests::process_result twice = system_tests::run_program(
         {"/proc/self/exe", "--gtest_filter=window_sizes.*:window_in_motion.*-*at_double_scale"},
         options);
-    // Without the marks by which the whole test would count as skipped.
+    // Without the word by which the whole test would count as skipped.
     const std::string said = std::regex_replace(twice.out, std::regex("SKIPPED"), "skipped");
     EXPECT_EQ(twice.exit_status, 0) << said;
     EXPECT_NE(said.find("[  PASSED  ] "), std::string::npos) << said;
@@ -194,7 +195,7 @@ namespace {
 
 class window_in_motion : public window_view {
  protected:
-    // Where every visible widget stands, but for a unit and what follows it directly.
+    // The place of every visible widget but a unit and the widget after it.
     std::map<std::string, QRect> places() {
         settle();
         std::map<std::string, QRect> all;

@@ -1,4 +1,5 @@
-#include "faster_hand.h"
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "log_interceptor.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -12,7 +13,7 @@ namespace app_tests {
 
 constexpr int capacity = 4096;
 
-faster_hand::faster_hand(const std::string &words, std::function<void()> act) {
+log_interceptor::log_interceptor(const std::string &words, std::function<void()> act) {
     EXPECT_EQ(pipe2(m_pipe.data(), O_CLOEXEC), 0);
     EXPECT_EQ(fcntl(m_pipe[1], F_SETPIPE_SZ, capacity), capacity);
     m_filling = std::string(capacity - words.size(), '.') + '\n';
@@ -25,11 +26,11 @@ faster_hand::faster_hand(const std::string &words, std::function<void()> act) {
     m_other = std::thread([this, act = std::move(act)] { act_meanwhile(act); });
 }
 
-faster_hand::~faster_hand() {
+log_interceptor::~log_interceptor() {
     close(m_pipe[0]);
 }
 
-std::vector<std::string> faster_hand::said() {
+std::vector<std::string> log_interceptor::said() {
     dup2(m_real, STDERR_FILENO);
     close(m_real);
     m_other.join();
@@ -42,16 +43,16 @@ std::vector<std::string> faster_hand::said() {
     return all;
 }
 
-// Whether the thread that made us waits for room in the pipe.
-bool faster_hand::program_waits() const {
+// Whether the thread under test waits for room in the pipe.
+bool log_interceptor::program_waits() const {
     std::ifstream call("/proc/self/task/" + std::to_string(m_program) + "/syscall");
     std::string number, descriptor;
     call >> number >> descriptor;
     return number == std::to_string(SYS_write) && descriptor == "0x2";
 }
 
-void faster_hand::act_meanwhile(const std::function<void()> &act) {
-    for (int i = 0; i < 20000 && !program_waits(); ++i)
+void log_interceptor::act_meanwhile(const std::function<void()> &act) {
+    for (int i = 0; i < 60000 && !program_waits(); ++i)
         usleep(1000);
     EXPECT_TRUE(program_waits());
     act();
