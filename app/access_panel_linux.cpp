@@ -31,8 +31,7 @@ class read_access_panel : public file_panel {
  protected:
     void accept() override {
         if (has_file())
-            // QFileDialog refuses files in this mode. NOLINTNEXTLINE(bugprone-parent-virtual-call)
-            QDialog::accept();
+            done(QDialog::Accepted);
         else
             QFileDialog::accept();
     }
