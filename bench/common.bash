@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Shared by the scripts of this folder, which source it from the project's folder.
 
 # Some systems keep root's programs here.

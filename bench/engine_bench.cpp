@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Benchmarks of the pattern and the classification, next to memset, memcpy and memcmp on the
 // same buffers in the same run: ratios depend less on the machine than rates.
 #include <benchmark/benchmark.h>

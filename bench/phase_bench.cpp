@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs one phase of the engine on a folder, or the bare loop for comparison, and prints its
 // cost: "bytes seconds user_seconds peak_memory_kib" on standard output.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // User time as the time between reads and writes. The read and write here replace those of the
 // C library and read the clock around each call. That adds some 50 ns per call, always the
 // same, so a straight line stays straight.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How long the window blocks the main thread: one tick of the display with a console of a
 // given length, and the longest pause of the event loop during a whole test.
 //

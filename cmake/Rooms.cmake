@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Headers are included as "room/header.h". Each room has folders in the build tree that
 # hold nothing but links to its headers, and only targets that link the room get such a
 # folder on their include path. An include that breaks the rules of the house does not

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # GoogleTest programs, one CTest entry for each test in them.
 find_package(GTest REQUIRED)
 include(GoogleTest)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # One INTERFACE target carries the warnings of the whole project.
 add_library(trovik_warnings INTERFACE)
 target_compile_options(trovik_warnings INTERFACE

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Builds for 64-bit ARM on another machine, and runs the tests in an emulator. The libraries and
 # headers of that machine lie in TROVIK_SYSROOT (scripts/check_arm64 puts them there).
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TROVIK_SYSROOT)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The message log is a ring buffer of ENGINE_LOG_SIZE bytes with two positions that only
  * grow: the test's thread moves the end, the draining thread moves the start. Each position
  * has one writer, so plain stores suffice. Every byte belongs to one side at a time, so a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The engine's message log: carries the engine's user lines to a shell (the command line,
  * the window).
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The writers' side of engine_log.h and engine_status.h, for the engine's own phases.
  * Called on the test's thread only. */
 #ifndef TROVIK_MODEL_ENGINE_PUBLISH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The writers' side of engine_results.h, for the engine's own phases. Called on
  * the test's thread only. */
 #ifndef TROVIK_MODEL_ENGINE_RECORD_H

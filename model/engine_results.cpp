@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Every field is a relaxed atomic with one writer, the test's thread. A list's count
  * publishes its records: each is filled, then counted, so all records below the count are
  * complete. The tables are static; pages that no test touches cost no memory. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Results beyond the status values: the running phase, and the outcome of each file. The
  * engine records them while it works, so no shell has to read the volume again.
  *

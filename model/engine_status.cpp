@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* File-scope values with one writer each. Numbers are relaxed atomics: plain loads and
  * stores, but defined between threads. Texts are double-buffered: the writer fills the
  * hidden copy, then publishes it, so no reader sees a half-written text. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The values by which a shell follows a running test: speeds, progress,
  * verdict, result texts, free space.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Reads a test file from the medium and not from the page cache: flushes it, drops its
  * pages, then reads it once from start to end. Only that pass is timed. An input/output
  * error ends the file, not the test: a dying card's other files still matter. */

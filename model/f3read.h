@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The read phase: reads every test file back, puts each sector into one of four classes,
  * and publishes the results.
  *

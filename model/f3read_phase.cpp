@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The read phase: validates every listed file, adds up the totals, gives the verdict. The
  * verdict depends on the sector counts alone. Missing files and input/output errors are
  * warnings on standard output; diagnostics go to standard error. Neither goes to the

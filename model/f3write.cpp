@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Fills a volume with test files until it refuses more. The announced free space does not
  * limit the writing: on a counterfeit it is false. Lack of space ends the phase; any other
  * failure of the file system ends the process, with the reason. */

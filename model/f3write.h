@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The write phase: removes old test files, fills the volume with new ones, and measures
  * the write speed.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Speed is measured per period, not per write: a single write only shows how fast the page
  * cache is, a flushed period shows the medium. The number of blocks per period adapts until
  * a period takes one second. Flushes slow a medium down; this keeps them at about one per

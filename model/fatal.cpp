@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Both ends share one routine: it calls the host's handler, so that the host's last lines
  * come first, prints the reason on standard error, then ends the process without unwinding.
  * It calls _exit because other threads still run: destroying their objects would turn a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The two ways in which the engine ends the process: a broken invariant, and a failure of
  * the file system other than lack of space.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The page cache reads and fails whole folios, up to 2 MiB on Linux, so small pieces must
  * bypass it. They are read only after an error: on a sound medium they cost nothing. */
 #include "model/file_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Reads a file from start to end. An input/output error fails a whole request, including
  * its readable sectors. The reader then continues in pieces of 4 KiB and 512 bytes up to
  * the sector that fails. One thread at a time. */

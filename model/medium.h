@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Controls the path between a file and its medium: flush, release, read-ahead, bypass. One
  * file per system implements it. Each returns 0 on success and an error number otherwise;
  * the caller decides what a failure means. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Buffered I/O on Linux always goes through the page cache, so release drops the pages;
  * dirty ones stay. */
 #include <fcntl.h>

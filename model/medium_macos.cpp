@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* On macOS fsync stops at the device's buffer; F_FULLFSYNC flushes that too. F_NOCACHE holds
  * for the descriptor's lifetime. */
 #include <fcntl.h>

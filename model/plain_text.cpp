@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* A backslash is not escaped: people look for the name they know. The first byte of a UTF-8
  * sequence gives its length; the decoded value shows whether the sequence was the shortest
  * and the code point valid. */

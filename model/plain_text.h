@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Text that is safe on a terminal. Paths can contain line breaks, escape sequences and
  * bytes that are not UTF-8; unescaped, they could forge lines of a report or reprogram the
  * terminal. */

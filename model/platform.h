@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The program's name, and the processor's extensions beyond the x86-64 baseline. One file
  * per system implements it: not every compiler ships the tables that its own way of asking
  * for extensions needs. Any thread, also before main. */

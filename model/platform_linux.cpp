@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The C library keeps the program's name. The compiler's library asks the processor, and
  * whether the system saves the wide registers. */
 #include "model/platform.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The C library keeps the program's name. The system is asked about the processor: macOS
  * saves the widest registers only for threads that use them, so cpuid would mislead. */
 #include "model/platform.h"

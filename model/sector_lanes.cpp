@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Sectors are written in pairs and compared in groups: one addition leads from a sector to
  * the next, which is cheaper than the multiplication for a single sector. A write block of
  * 1 KiB is exactly one pair. */

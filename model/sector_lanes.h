@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Fills and checks whole sectors with SIMD.
  *
  * One implementation on the compilers' vector types is compiled for several widths; the

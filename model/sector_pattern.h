@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The words of a sector's body, computed independently of one another.
  *
  * The generator is a linear congruence, so its k-th state is an affine function of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The generator step by step, and buffers of sectors by closed forms of the same sequence. */
 #include "model/test_sector.h"
 

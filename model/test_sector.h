@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The format of a test sector: 512 self-describing bytes.
  *
  * Word 0 (64 bits, little-endian) is the sector's offset: its position if all test files,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Only its name makes an entry a test file, so the name test is exact. All index arithmetic
  * wraps at 32 bits. */
 #include "model/utils.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Names of test files: makes the path of an index, recognises test files by their names,
  * lists them.
  *

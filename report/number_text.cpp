@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // std::to_chars is specified by printf's rounding in the C locale and, unlike printf, ignores
 // the locale that is set.
 #include "report/number_text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Numbers and byte counts as text, always with a decimal point: a window that runs in the
 // user's locale must not turn the report's "14.837" into "14,837". All functions: any thread.
 #ifndef TROVIK_REPORT_NUMBER_TEXT_H

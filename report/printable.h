@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Text from outside (names and paths from a volume, reasons from the system) made fit for
 // terminals and documents.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Each label is one literal, so that a search for a line of the report finds it here.
 #include "report/report_block.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The report: a head, twelve numbered lines, a tail, each with its own time stamp. Users and their
 // scripts compare these lines with earlier reports, so the text is fixed, uneven dots and blanks
 // included. All functions: any thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The values in the report block of a finished test.
 //
 // They are copies of the engine's status values, which the next test overwrites, without any

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Texts are made valid UTF-8 when they enter the document, so that dump() cannot throw. Numbers
 // that JSON cannot express become null.
 #include "report/report_json.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A run as a JSON document: the report's values as numbers, and details that the report has no line
 // for. docs/report-json.md describes the document. An incompatible change raises its `schema`.
 #ifndef TROVIK_REPORT_REPORT_JSON_H

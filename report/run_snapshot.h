@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The results of one run, copied from the engine at one moment. The verdict and the JSON document
 // are made from one copy, so that they agree. Tests make their own.
 //

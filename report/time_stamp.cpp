@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // localtime_r may keep the time zone it found first. A window stays open for days, so each
 // local stamp asks for the current zone with tzset.
 #include "report/time_stamp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Time stamps: local time for the lines of a report, UTC for documents that programs read.
 #ifndef TROVIK_REPORT_TIME_STAMP_H
 #define TROVIK_REPORT_TIME_STAMP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The verdict follows from the reasons, so each rule exists once: a run without a reason
 // against it is intact.
 #include "report/verdict.h"

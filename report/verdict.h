@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Judges a run, for all shells: the command line takes its exit status from here, the window
 // its texts.
 //

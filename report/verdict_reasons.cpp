@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Decisions use whole numbers, which fit 64 bits up to the largest possible volume (16 EB).
 // Floating point is for texts only.
 #include "report/verdict_reasons.h"

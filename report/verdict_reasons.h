@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reasons against a run, one function per kind. Each appends its reasons, or nothing;
 // verdict.cpp sets the order. All functions: any thread.
 #ifndef TROVIK_REPORT_VERDICT_REASONS_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # What the scripts share: where the project lies, and how a check's result is kept.
 # Sourced, never run. Nothing here changes the working directory, so that paths a
 # user typed keep their meaning.

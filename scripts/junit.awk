@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Turns the JUnit file of CTest into lines of results.tsv, with a fifth column: the
 # test's seconds. Test output in the file is escaped: a line that begins with an
 # element is one. A test is skipped if it said so itself; a test whose program is

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Makes the table of the fault matrix from the outcomes of its cells: row number, column
 # number, row, column and outcome, between tabs, in any order. Of several lines for a
 # cell the last counts. "-": the fault has no meaning there. Fails if all cells of a

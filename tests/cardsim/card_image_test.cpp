@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card as a single file. */
 #include "tools/cardsim/card_image.h"
 

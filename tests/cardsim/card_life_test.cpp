@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Locking and unplugging, with staged time. */
 #include "tools/cardsim/card_life.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Faults of sectors. */
 #include "tools/cardsim/card.h"
 

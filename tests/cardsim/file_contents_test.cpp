@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Files on the card's sectors. */
 #include "tools/cardsim/file_contents.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Names, folders and the life of nodes. */
 #include "tools/cardsim/file_tree.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Names, folders and attributes through the kernel. */
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Faults as a program sees them, through the kernel and the page cache. */
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Mounting and unmounting the program as a user does. */
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* See practice_mount.h. */
 #include "practice_mount.h"
 

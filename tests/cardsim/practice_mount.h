@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* A simulated card on a private mount point, for one test. */
 #ifndef TROVIK_TESTS_CARDSIM_PRACTICE_MOUNT_H
 #define TROVIK_TESTS_CARDSIM_PRACTICE_MOUNT_H

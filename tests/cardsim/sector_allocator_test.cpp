@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Free sectors. */
 #include "tools/cardsim/sector_allocator.h"
 

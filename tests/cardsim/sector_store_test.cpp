@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's cells, in memory and in a file. */
 #include "tools/cardsim/sector_store.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Bytes for tests: patterns that differ at every position and from seed to seed. */
 #ifndef TROVIK_TESTS_CARDSIM_TEST_BYTES_H
 #define TROVIK_TESTS_CARDSIM_TEST_BYTES_H

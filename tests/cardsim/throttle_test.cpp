@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Debt accounting, with staged time. */
 #include "tools/cardsim/throttle.h"
 

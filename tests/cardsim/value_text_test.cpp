@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Parsing option values. */
 #include "tools/cardsim/value_text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Small writes joined to pages. */
 #include "tools/cardsim/written_page.h"
 

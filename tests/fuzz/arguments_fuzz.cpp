@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The command line. A case has one word per line. The program either refuses it with one printable
 // line, or accepts it with values that are in range and were given in its words.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The classification of a sector, with every implementation that this processor can run. A case is
 // a sector of any bytes, or the expected offset, the sector's own offset and changes to its words.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The message log: appends and drains in any order, compared with a text cut after 8192 bytes.
 // A case is a list of steps: "t" appends the text up to the end of the line; "a" appends a byte
 // repeatedly (two bytes of length, then the byte); "d" and "v" drain in the two ways; "r" drains

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Numbers of test files: digits of any length to a number, and an index to a path and back.
 #include <algorithm>
 #include <string>

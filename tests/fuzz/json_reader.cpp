@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One function per rule of the JSON grammar.
 #include "json_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A strict reader of JSON documents (RFC 8259), independent of the library that writes them.
 // Anything but exactly one well-formed value in valid UTF-8 ends the process, and so does a
 // duplicate key in an object. Numbers are kept as text, so that none is rounded.

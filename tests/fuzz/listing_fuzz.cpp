@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The listing of a real folder. A case is text: the first index in decimal, then one entry per
 // line, its type (f file, d folder, l symlink, p FIFO) followed by its name.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads a run from the bytes of a case, field by field.
 #include "made_run.h"
 

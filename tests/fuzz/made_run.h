@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A run with any numbers and texts, made from the bytes of a case.
 #ifndef TROVIK_TESTS_FUZZ_MADE_RUN_H
 #define TROVIK_TESTS_FUZZ_MADE_RUN_H

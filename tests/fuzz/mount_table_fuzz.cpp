@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The mount table. The bytes after a "<" generate a table that a kernel could write, which must be
 // read back exactly. Any other case is the text of the file.
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The pattern: buffers of sectors compared with the generator step by step, and the generator
 // compared with the C library's.
 #include <algorithm>

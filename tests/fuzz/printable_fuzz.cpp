@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Texts for terminals and documents, from any bytes: all control characters are escaped, nothing
 // else is changed, and percent escapes decode to the original bytes.
 #include <cstdio>

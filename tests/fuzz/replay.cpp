@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs a fuzz target once on each file of a corpus, in the order of their names. A missing or empty
 // corpus is a failure.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The JSON document: a run of any numbers and texts is written, read back with an independent
 // reader and compared. The verdict must agree with the run.
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The start argument: any text, with and without the correct prefix.
 #include <climits>
 #include <string>

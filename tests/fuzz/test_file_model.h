@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The definitions of a test file's name and of its sectors, computed in another way than in the
 // engine.
 #ifndef TROVIK_TESTS_FUZZ_TEST_FILE_MODEL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // udev's escapes in labels: an escaped label decodes to the original, other text stays unchanged.
 #include <cctype>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // UTF-8 by the table of well-formed byte sequences in the Unicode standard (table 3-7). The engine
 // decodes the code point and checks its range.
 #ifndef TROVIK_TESTS_FUZZ_UTF8_MODEL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Compiled as C11: includes every header of the engine that C programs may include, and
  * calls every function in them. The two that do not return have a function of their own. */
 #include <dirent.h>

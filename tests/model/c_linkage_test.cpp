@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Runs the checks of c_linkage.c. */
 #include <gtest/gtest.h>
 

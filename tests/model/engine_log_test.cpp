@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The message log returns each text once, whole and in order, and drops text that does not
  * fit. Running out of memory is in heap_test.cpp. */
 #include "model/engine_log.h"

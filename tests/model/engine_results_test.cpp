@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The records beside the status values are complete once counted, bounded, and reset phase
  * by phase. Their contents are tested with the phases. */
 #include "model/engine_results.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Status values: their initial state, free space, unit scaling. The values that the phases
  * publish are tested with the phases. */
 #include "model/engine_status.h"

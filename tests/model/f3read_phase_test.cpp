@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The read phase over many files: totals, missing files, verdict, speed, published texts,
  * and the streams that they go to. */
 #include <gtest/gtest.h>

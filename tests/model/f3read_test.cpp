@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Reading one test file back: the classes of its sectors, the preparation of its
  * descriptor, its lines in the log, its time, and the ways the reading ends. Clock and
  * medium are staged. */

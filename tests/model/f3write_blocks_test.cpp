@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Blocks larger than 1024 bytes, on volumes that take all, a part or nothing of a write.
  * This program's own `write` takes the place of the system's and plays the volume. */
 #include <dlfcn.h>

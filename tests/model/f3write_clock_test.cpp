@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The write phase with a staged clock: periods across files, published speeds, the
  * average. */
 #include <gtest/gtest.h>

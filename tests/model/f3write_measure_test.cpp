@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The measurement, every cell of its table, with a staged clock and medium. Nothing
  * sleeps. */
 #include <gtest/gtest.h>

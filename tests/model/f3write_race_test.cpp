@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Another process replaces the entry under a test file's name while the engine works: between
  * any check and the opening. */
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Entries that the write phase must not touch, and the failures that end the process. It
  * never writes, truncates or follows a link to a user's file, and never blocks. */
 #include <fcntl.h>

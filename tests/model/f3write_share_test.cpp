@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The published and logged progress on the largest volumes there are and the largest that 64
  * bits can count. Nothing is written. */
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The write phase on real folders and small volumes: the files, the log, the records. Speeds
  * need a staged clock and are in f3write_clock_test.cpp; failures are in
  * f3write_refusal_test.cpp. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The two ways to end the process, and the host's handler. */
 #include "model/fatal.h"
 

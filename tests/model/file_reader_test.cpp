@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Files with a bad sector: on simulated cards, through the page cache and with direct I/O;
  * and on a medium played by this program's own `read`, which takes the place of the
  * system's. */

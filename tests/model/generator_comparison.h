@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Compares sectors made with SIMD with the generator.
 #ifndef TROVIK_TESTS_MODEL_GENERATOR_COMPARISON_H
 #define TROVIK_TESTS_MODEL_GENERATOR_COMPARISON_H

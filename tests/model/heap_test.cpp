@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The engine's use of the heap, also when it is exhausted. Every call of malloc and its
  * relatives in this program goes through the wrappers here (see CMakeLists.txt); calls
  * inside shared libraries do not. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The medium's services succeed on a file and return the system's error numbers. */
 #include "model/medium.h"
 

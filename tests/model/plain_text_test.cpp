@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Decoding UTF-8, and escaping text for a terminal. */
 #include "model/plain_text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* A shell polls everything as fast as it can while a test runs on another thread: it sees
  * no torn value, and the thread sanitizer reports nothing. */
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The comparison with the generator over more sectors than a card of 32 GB has.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sectors made and checked with SIMD, compared with the generator.
 #include "model/sector_lanes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* See staged_clock.h. The C library's own declaration of gettimeofday makes its
  * first argument nonnull; the engine never passes a time zone. */
 #include "staged_clock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The clock and the medium of tests_model_clock take the place of gettimeofday and of the
  * engine's medium_*. Tests set their answers; all requests are recorded. */
 #ifndef TROVIK_TESTS_MODEL_STAGED_CLOCK_H

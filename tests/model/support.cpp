@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Nothing here uses the engine to judge the engine, except for the wording around the three
  * facts of a broken invariant. */
 #include "support.h"

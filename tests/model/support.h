@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The engine's lines and records for comparisons, and the sector pattern by the C library's
  * generator. */
 #ifndef TROVIK_TESTS_MODEL_SUPPORT_H

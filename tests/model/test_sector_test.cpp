@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The sector format: fixed vectors, and random sectors compared with the C library's
  * srand48/lrand48. */
 #include "model/test_sector.h"

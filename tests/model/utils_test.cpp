@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Test file names, the listing of a folder, and the start argument. */
 #include "model/utils.h"
 

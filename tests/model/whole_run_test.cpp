@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Whole runs on small volumes with the real clock and medium, judged by the files and by the
  * values that a shell sees. */
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "example_run.h"
 
 #include "report/verdict.h"

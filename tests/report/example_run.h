@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Example runs for the tests.
 #ifndef TROVIK_TESTS_REPORT_EXAMPLE_RUN_H
 #define TROVIK_TESTS_REPORT_EXAMPLE_RUN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sets a locale with a decimal comma for its lifetime.
 #ifndef TROVIK_TESTS_REPORT_LOCALE_GUARD_H
 #define TROVIK_TESTS_REPORT_LOCALE_GUARD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // docs/report-json.md must match the code: its example is the code's output, and its table names
 // every field.
 #include <gtest/gtest.h>

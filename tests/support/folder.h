@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Temporary folders, and small files in them. A failure throws std::system_error with the path,
 // which fails the test.
 #ifndef TROVIK_TESTS_SUPPORT_FOLDER_H

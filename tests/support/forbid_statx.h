@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A kernel that does not know statx, as old ones and some sandboxes do not.
 #ifndef TROVIK_TESTS_SUPPORT_FORBID_STATX_H
 #define TROVIK_TESTS_SUPPORT_FORBID_STATX_H

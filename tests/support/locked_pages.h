@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Locks pages of a file or a device in memory for its lifetime, as another program can: they stay
 // resident even when the page cache is dropped.
 #ifndef TROVIK_TESTS_SUPPORT_LOCKED_PAGES_H

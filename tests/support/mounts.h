@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Mounts in a mount namespace of the test's process: nothing outside sees them, and the kernel
 // removes them when the process dies. A test program enters its namespace before its first test.
 #ifndef TROVIK_TESTS_SUPPORT_MOUNTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Child processes: a program, or a function of the test in a forked child. Their streams end in
 // pipes, or in a pseudo-terminal as a user has it. No child outlives the test: the destructor
 // kills it, the kernel does when the test's process dies.

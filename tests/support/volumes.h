@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Mounted volumes, each on a private mount point: tmpfs, bind mounts, file systems on a loop
 // device, simulated cards. Without the right to mount, mounted() is false and reason() says why;
 // tests ask missing_for_mounts() and its relatives first and skip. Any other failure to mount

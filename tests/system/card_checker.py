@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Judges what trovik-cli said of a simulated card, by the card's sectors themselves.
 
 Two witnesses who share no code with the engine must agree with its report. The first

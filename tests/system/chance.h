@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Chance that can be repeated: the same seed gives the same numbers everywhere.
 #ifndef TROVIK_TESTS_SYSTEM_CHANCE_H
 #define TROVIK_TESTS_SYSTEM_CHANCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs of trovik-cli and what must hold for all of them.
 #ifndef TROVIK_TESTS_SYSTEM_CLI_RUN_H
 #define TROVIK_TESTS_SYSTEM_CLI_RUN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Whole runs on files that another program keeps in the page cache: such a read does not come from
 // the medium.
 #include <fcntl.h>

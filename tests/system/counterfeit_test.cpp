@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One counterfeit card of each kind. Each holds user files and is then filled. The report must
 // agree with the card's cells and with the kept files, and the user files must be unchanged.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Entries of a tree before and after a run: which of them a run may touch, and the proof that
 // nothing happened to the others.
 #ifndef TROVIK_TESTS_SYSTEM_ENTRIES_H

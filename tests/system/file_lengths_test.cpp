@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Test files that were cut, lengthened or emptied after the run that wrote them.
 #include <gtest/gtest.h>
 

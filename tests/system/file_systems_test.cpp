@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The file systems that cards have, each on a loop device, with user files on it.
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>

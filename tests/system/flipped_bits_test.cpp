@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Cards whose cells lose bits: the number of wrong words in a sector decides its class.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How filling ends, and the free space that a volume reports: full, full from the start, full too
 // early or too late, wrong, unknown, read-only.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Conditions that disturb a run: a second run, files that cannot be removed, names at their
 // limits, a volume that replaces another one.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A volume in an image on a card: the image's pages in memory must not pass for the card.
 #include <gtest/gtest.h>
 #include <sys/mount.h>

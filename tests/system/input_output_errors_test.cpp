@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Cards that report errors: failing reads, writes and flushes.
 #include <gtest/gtest.h>
 

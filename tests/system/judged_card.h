@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A random card, tested by the program and judged again by a checker that shares no code with it.
 #ifndef TROVIK_TESTS_SYSTEM_JUDGED_CARD_H
 #define TROVIK_TESTS_SYSTEM_JUDGED_CARD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Volumes of more than one test file. They take gigabytes of memory, so there are few, and each
 // test checks all that its files can show.
 #include <gtest/gtest.h>

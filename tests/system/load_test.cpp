@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Large loads: several volumes at once, thousands of test files, a card that claims terabytes.
 #include <gtest/gtest.h>
 

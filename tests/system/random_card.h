@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Random simulated cards and runs: any size, any fault, any mix of them. The same seed makes the
 // same card and the same runs.
 #ifndef TROVIK_TESTS_SYSTEM_RANDOM_CARD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Random cards, each judged twice: by the program and by a checker that shares no code with it.
 //
 // TROVIK_SEED=N in the environment begins with card N, to repeat it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Random user files: names that nearly match a test file's, deep folders, symlinks, hard links,
 // sparse files, FIFOs. Comparing two looks proves that a run touched none of them. The same seed
 // makes the same tree.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Refused runs: every refusal has status 77 and one line with the reason,
 // and comes before anything on the volume has changed.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The help texts of the two scripts that users start.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "sector_oracle.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // An independent judge of test files that shares no code with the engine: the pattern comes from
 // the C library's srand48/lrand48, the files through plain read(2), past the page cache.
 #ifndef TROVIK_TESTS_SYSTEM_SECTOR_ORACLE_H

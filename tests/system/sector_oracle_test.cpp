@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The second opinion itself: it would be worth nothing if it agreed by being blind.
 #include "sector_oracle.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A signal ends a run before its data are written or read: the run names the test files that it
 // leaves and how to remove them, and touches no user file.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Standard output and standard error: the engine's diagnostics character by character, and
 // nothing but the JSON document where a program reads it.
 #include <gtest/gtest.h>

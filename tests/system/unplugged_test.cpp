@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Cards that disappear or lock themselves during a run: the run ends, gives the reason and names
 // the test files that it leaves.
 #include <gtest/gtest.h>

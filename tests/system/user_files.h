@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // User files with names that are nearly those of test files, and the proof that a run changed none
 // of them: names, kinds, lengths, times and all bytes, read from the medium and not from the page
 // cache.

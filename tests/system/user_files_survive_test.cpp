@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // No user file is lost: random trees on several kinds of volume, while runs are killed at any
 // moment, cards fail, or another program writes to the volume. Every entry that is not a test file
 // stays unchanged to the bit. After a kill the next run cleans up and works.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // exFAT and NTFS in user space on a counterfeit device: the device's pages in memory must not pass
 // for the card.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Mount points with names that a shell, a mount table or a line of text stumbles over.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* CLI11 parses the command line; the values are parsed here, because CLI11's conversions
  * accept partly valid values and word their errors for programmers. */
 #include "tools/cardsim/arguments.h"

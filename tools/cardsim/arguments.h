@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The command line. Parses and checks arguments without touching the system; the mount point
  * and the backing file are checked where they are used. */
 #ifndef TROVIK_TOOLS_CARDSIM_ARGUMENTS_H

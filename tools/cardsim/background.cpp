@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Going to the background: the calling process waits until the mount answers, so that a
  * script can use the folder in its next line. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The faults between host and cells. Whole ranges are read and written at once; only garbage
  * and a flip rate are computed sector by sector. */
 #include "tools/cardsim/card.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card as its host sees it: numbered sectors of 512 bytes, with faults. A fault depends
  * on the sector's number, the traits and the seed only, never on the order or time of
  * requests, so that runs are repeatable. Sector numbers are always the host's, also beyond

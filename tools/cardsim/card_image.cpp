@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Builds the image's file before the card is mounted. */
 #include "tools/cardsim/card_image.h"
 

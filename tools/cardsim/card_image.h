@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card as one file instead of a folder for files. */
 #ifndef TROVIK_TOOLS_CARDSIM_CARD_IMAGE_H
 #define TROVIK_TOOLS_CARDSIM_CARD_IMAGE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Counts towards the moment at which the card locks itself or is gone. */
 #include "tools/cardsim/card_life.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The end of a card: it locks itself, or it is unplugged. Counts bytes, and the time since
  * the first read or write. Callers pass the time, so that tests need not wait. */
 #ifndef TROVIK_TOOLS_CARDSIM_CARD_LIFE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Files as runs of card sectors. A file written sequentially is one run, whatever its
  * length. */
 #include "tools/cardsim/file_contents.h"

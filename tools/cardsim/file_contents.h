@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Maps a file to card sectors, and reads and writes its bytes there. Sectors are allocated
  * on the first write, in the order of writing; holes read as zeros and take no sectors. All
  * faults are the card's. */

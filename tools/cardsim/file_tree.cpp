@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Names and nodes. A node is destroyed when it has no name, is not open and the kernel has
  * forgotten it. Its sectors are freed without waiting for the kernel, so that free space is
  * right at once. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's folders and files: names, types, owners, times. They are kept in memory beside
  * the card and never fail: only contents are simulated. Follows POSIX for names and links;
  * the kernel checks access rights. Not thread-safe. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Requests about names, types and attributes. The kernel must not cache any of them: when
  * the card is gone, the next call must fail. */
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Requests about contents, flushes and free space: here the card's faults and speed become
  * visible.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Mounts, serves requests, unmounts. The request loop is our own instead of libfuse's: it
  * must continue for a moment after it was asked to end, because storing a page in the page
  * cache may wait for one more answer. */

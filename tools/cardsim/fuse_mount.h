@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Mounting a card, answering for it, unmounting it, in the foreground or the background. */
 #ifndef TROVIK_TOOLS_CARDSIM_FUSE_MOUNT_H
 #define TROVIK_TOOLS_CARDSIM_FUSE_MOUNT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The help in full: each option with the kind of real card that behaves so. */
 #include "tools/cardsim/arguments.h"
 

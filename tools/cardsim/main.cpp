@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* trovik-cardsim: mounts a simulated card. From the command line to the mount, with the
  * messages on the way. */
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The state of one mount, and the answers to the kernel's requests.
  *
  * One thread answers all requests in order; it alone touches the tree, the card and its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The thread that stores pages in the page cache. */
 #include "tools/cardsim/page_publisher.h"
 

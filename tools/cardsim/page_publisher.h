@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Stores written pages in the kernel's page cache, on a thread of its own.
  *
  * The kernel locks a page while it waits for an answer about it. Storing a page waits for

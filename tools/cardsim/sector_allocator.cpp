@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's free sectors, in ranges that are merged when they touch. */
 #include "tools/cardsim/sector_allocator.h"
 

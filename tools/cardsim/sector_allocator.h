@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Allocates card sectors, lowest number first: a fresh card fills in the order of writing,
  * and freed sectors are reused before higher ones. Free sectors are kept as ranges, so that
  * freeing a file of a million sectors costs as much as freeing one range. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Adding is linear: it happens once at the start. Lookups happen on every request and are
  * logarithmic. */
 #include "tools/cardsim/sector_ranges.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* A set of card sectors: sorted ranges that neither touch nor overlap, searched by
  * bisection. */
 #ifndef TROVIK_TOOLS_CARDSIM_SECTOR_RANGES_H

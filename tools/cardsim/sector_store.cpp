@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's bytes in memory or in a backing file. Memory is allocated in pieces on the
  * first write; the backing file is sparse. */
 #include "tools/cardsim/sector_store.h"

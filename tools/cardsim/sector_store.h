@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's cells: the bytes really kept. Knows nothing of faults. Bytes never written read
  * as zero and take no room: a card of many gigabytes costs only what is used. */
 #ifndef TROVIK_TOOLS_CARDSIM_SECTOR_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* The card's speed. Each transfer costs time; the costs add up to a debt on a monotonic
  * clock, which is paid in sleeps of useful length. The caller passes the time, is told when
  * it may continue, and sleeps itself: there is no clock in here.

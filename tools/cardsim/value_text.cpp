@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Strict parsers of option values: a misread size would simulate another card. */
 #include "tools/cardsim/value_text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Parses option values: sizes, numbers, lists of sectors. Each function accepts the whole
  * text or returns false with the reason in error, to be printed behind the option's name. */
 #ifndef TROVIK_TOOLS_CARDSIM_VALUE_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Only sequential writes are joined. Anything else drops the page, which costs one read
  * from the card. An older state of a page must never reach the page cache after a newer
  * one. */

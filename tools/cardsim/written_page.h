@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 /* Joins the small writes of one file to pages. A disk's file system keeps written data in
  * the page cache, whatever the size of the writes; FUSE keeps only pages that a single write
  * filled. The pages joined here are stored in the page cache to make up for that. This is

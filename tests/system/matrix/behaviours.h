@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The rows of the matrix: a fault of the card, the simulator's options for it, and the program's
 // expected outcome, stated before it runs.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The table of the matrix. Each cell appends lines to the file that the environment
 // variable TROVIK_MATRIX_CELLS names, as CTest gives every cell a process of its own;
 // scripts/matrix_table.awk makes one table of them.

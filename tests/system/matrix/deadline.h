@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What keeps a cell from lasting longer than CTest waits for it: it ends by itself, and
 // takes its mounts with it.
 #ifndef TROVIK_TESTS_SYSTEM_MATRIX_DEADLINE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A real file system on the bare simulated card: the card presents itself as one file,
 // a loop device takes it, the file system sits on that. All of it goes away with the
 // object, also when the simulator has died below.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The column in which the simulated card is the volume itself: every count is known.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A sector of another test file with the same body, on real file systems. Where it lies
 // is up to these, so it is put there behind everybody's back, in the card's cells.
 #include <gtest/gtest.h>

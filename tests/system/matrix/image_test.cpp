@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The columns in which a real file system lies between the card and the program. It
 // decides which sector is hit, and may answer damage with an error or stop altogether:
 // then the card is never called intact, and the counts are those of the kept files.
