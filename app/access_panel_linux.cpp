@@ -31,7 +31,7 @@ class read_access_panel : public file_panel {
  protected:
     void accept() override {
         if (has_file())
-            QDialog::accept();
+            done(QDialog::Accepted);
         else
             QFileDialog::accept();
     }

@@ -48,6 +48,7 @@ std::optional<std::vector<std::string>> platform_mount_points() {
     if (!mount_table_read(mount_table_path, table, error))
         return std::nullopt;
     std::vector<std::string> targets;
+    targets.reserve(table.size());
     for (const mount_entry &entry : table)
         targets.push_back(entry.target);
     return targets;

@@ -50,6 +50,7 @@ std::optional<std::vector<std::string>> platform_mount_points() {
     if (found < 0)
         return std::nullopt;
     std::vector<std::string> targets;
+    targets.reserve(mounts.size());
     for (int i = 0; i < found; ++i)
         targets.emplace_back(mounts[static_cast<std::size_t>(i)].f_mntonname);
     return targets;

@@ -351,7 +351,7 @@ constexpr failure failures[] = {
     {"writing-unknown", ENGINE_PHASE_WRITING, 0, false, "Writing to the volume failed."},
     {"listing", ENGINE_PHASE_LISTING, 0, false, "Reading from the volume failed."},
     {"reading", ENGINE_PHASE_READING, 0, false, "Reading from the volume failed."},
-    {"gone", ENGINE_PHASE_READING, 0, true, "The volume is not there any more"}};
+    {"gone", ENGINE_PHASE_READING, 0, true, "The volume is gone"}};
 
 }  // namespace
 
