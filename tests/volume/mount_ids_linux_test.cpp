@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "../support/forbid_statx.h"
 #include "support.h"
 #include "volume/volume.h"
@@ -18,7 +20,7 @@ using volume_tests::described;
 using volume_tests::is_root;
 using volume_tests::private_mounts;
 
-bool ids_are_empty = false;
+std::atomic<bool> ids_are_empty{false};
 
 struct with_empty_ids {
     with_empty_ids() { ids_are_empty = true; }

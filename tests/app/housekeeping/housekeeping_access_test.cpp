@@ -14,7 +14,7 @@ using app_tests::answers;
 using app_tests::log_interceptor;
 using app_tests::press_key;
 using app_tests::working_directory;
-using system_tests::private_folder;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 

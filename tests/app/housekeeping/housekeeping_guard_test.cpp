@@ -16,7 +16,7 @@ using app_tests::answers;
 using app_tests::covering_volume;
 using app_tests::housekeeping;
 using app_tests::log_interceptor;
-using system_tests::private_folder;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 

@@ -7,7 +7,7 @@
 
 #include "housekeeping_support.h"
 
-using system_tests::private_folder;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 

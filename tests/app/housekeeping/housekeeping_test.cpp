@@ -12,9 +12,9 @@ using app_tests::housekeeping;
 using app_tests::log_of;
 using app_tests::memory_volume;
 using app_tests::working_directory;
-using system_tests::image_volume;
-using system_tests::missing_for_images;
-using system_tests::private_folder;
+using test_support::image_volume;
+using test_support::missing_for_images;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 
@@ -197,7 +197,7 @@ TEST_F(housekeeping, enables_spotlight_buttons_for_writable_volume_only) {
 }
 
 TEST_F(housekeeping, takes_volume_names_literally) {
-    const memory_volume odd(system_tests::mib, "NO NAME \xC3\xBC 100% %@ <b>");
+    const memory_volume odd(test_support::mib, "NO NAME \xC3\xBC 100% %@ <b>");
     choose_quietly(odd.path());
     EXPECT_EQ(toggle_logging(),
               lines({"d: b 0", "ERR: Can't write file " + odd.file(".fseventd/no_log") + "."}));
@@ -207,7 +207,7 @@ TEST_F(housekeeping, takes_volume_names_literally) {
 
 TEST_F(housekeeping, works_on_block_device) {
     SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
-    const image_volume card(16 * system_tests::mib, {"mkfs.ext4", "-q"}, {}, "ext4");
+    const image_volume card(16 * test_support::mib, {"mkfs.ext4", "-q"}, {}, "ext4");
     choose_quietly(card.path());
     EXPECT_EQ(toggle_spotlight(), nothing);
     EXPECT_TRUE(is_empty_file(card.file(".metadata_never_index")));

@@ -33,8 +33,8 @@ using app_tests::heartbeat;
 using app_tests::press_key;
 using app_tests::stalling_card;
 using app_tests::wait_until;
-using system_tests::missing_for_cards;
-using system_tests::private_folder;
+using test_support::missing_for_cards;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 

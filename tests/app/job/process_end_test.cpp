@@ -10,14 +10,15 @@
 #include <csignal>
 #include <fstream>
 
-#include "mounts.h"
 #include "outreach_support.h"
-#include "process.h"
 #include "sector_oracle.h"
+#include "support/process.h"
+#include "support/volumes.h"
 #include "whole_run.h"
 
 using namespace app_tests;
 using namespace system_tests;
+using namespace test_support;
 
 namespace {
 
@@ -58,7 +59,7 @@ static bool contains(const std::string &text, const std::string &part) {
 }
 
 // The text that names the test files on the volume.
-static std::string named(const system_tests::volume &where) {
+static std::string named(const test_support::volume &where) {
     std::string text;
     const std::vector<int> files = where.test_files();
     for (size_t first = 0; first < files.size();) {

@@ -14,14 +14,15 @@
 
 #include "app/controller_state.h"
 #include "model/engine_status.h"
-#include "mounts.h"
 #include "pictures.h"
 #include "report/number_text.h"
 #include "sector_oracle.h"
+#include "support/volumes.h"
 #include "whole_run.h"
 
 using namespace app_tests;
 using namespace system_tests;
+using namespace test_support;
 
 using result_report = whole_run_test;
 

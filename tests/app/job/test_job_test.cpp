@@ -19,14 +19,15 @@
 #include "app/controller_state.h"
 #include "app/platform.h"
 #include "model/engine_status.h"
-#include "mounts.h"
 #include "report/number_text.h"
 #include "runner/run_guard.h"
+#include "support/volumes.h"
 #include "user_files.h"
 #include "whole_run.h"
 
 using namespace app_tests;
 using namespace system_tests;
+using namespace test_support;
 
 using test_job = whole_run_test;
 

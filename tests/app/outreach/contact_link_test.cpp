@@ -77,7 +77,7 @@ class contact_link : public feedback {
         EXPECT_EQ(link().toStdString(), contact_page + start + escaped_rest);
     }
 
-    const system_tests::private_folder m_folder;
+    const test_support::private_folder m_folder;
 };
 
 }  // namespace

@@ -11,11 +11,11 @@
 #include "whole_run.h"
 
 using namespace app_tests;
-using system_tests::missing_for_mounts;
-using system_tests::process_options;
-using system_tests::process_result;
-using system_tests::run_program;
-using system_tests::tmpfs_volume;
+using test_support::missing_for_mounts;
+using test_support::process_options;
+using test_support::process_result;
+using test_support::run_program;
+using test_support::tmpfs_volume;
 
 TEST_F(feedback, stores_silence_before_answer_acts) {
     for (const user_act &answer :

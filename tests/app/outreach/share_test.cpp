@@ -29,8 +29,8 @@ using app_tests::memory_volume;
 using app_tests::take_picture;
 using app_tests::wait_until;
 using app_tests::window_contents;
-using system_tests::missing_for_mounts;
-using system_tests::private_folder;
+using test_support::missing_for_mounts;
+using test_support::private_folder;
 
 namespace fs = std::filesystem;
 
@@ -404,7 +404,7 @@ TEST_F(share, reports_read_only_volume) {
 
 TEST_F(share, keeps_old_file_on_full_volume) {
     SKIP_IF_MISSING(missing_for_mounts());
-    const memory_volume where(64 * system_tests::kib);
+    const memory_volume where(64 * test_support::kib);
     const std::string file = where.file("results.txt");
     std::ofstream(file) << "precious";
     std::ofstream(where.file("rest")) << std::string(1 << 20, 'x');

@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "../system/mounts.h"
 #include "app/platform.h"
 #include "support.h"
+#include "support/volumes.h"
 
 namespace app_tests {
 
@@ -69,7 +69,7 @@ class access_grant : public window_test {
     }
 
  private:
-    const system_tests::private_folder m_folder;
+    const test_support::private_folder m_folder;
 };
 
 }  // namespace app_tests

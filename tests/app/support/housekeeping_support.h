@@ -24,7 +24,7 @@ class housekeeping : public window_test {
     static inline const lines removed = {"OK", "d: b: 1", "ERR: (null)", "-4"};
 
     void SetUp() override {
-        SKIP_IF_MISSING(system_tests::missing_for_mounts());
+        SKIP_IF_MISSING(test_support::missing_for_mounts());
         m_volume = std::make_unique<memory_volume>();
         choose_quietly(m_volume->path());
     }

@@ -39,7 +39,7 @@ void memory_volume::set_read_only(bool read_only) const {
 }
 
 void memory_volume::cover() {
-    ASSERT_EQ(mount_memory(path(), system_tests::mib), 0) << std::strerror(errno);
+    ASSERT_EQ(mount_memory(path(), test_support::mib), 0) << std::strerror(errno);
     ++m_covers;
 }
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "../system/mounts.h"
+#include "support/volumes.h"
 
 namespace app_tests {
 
-class memory_volume : public system_tests::volume {
+class memory_volume : public test_support::volume {
  public:
-    explicit memory_volume(std::uint64_t bytes = 8 * system_tests::mib,
+    explicit memory_volume(std::uint64_t bytes = 8 * test_support::mib,
                            const std::string &name = "volume");
     ~memory_volume() override;
 

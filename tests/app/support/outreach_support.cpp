@@ -187,7 +187,7 @@ void stalling_card::make_full_folder(const std::string &name, int count) const {
 }
 
 std::string missing_for_own_mounts() {
-    if (std::string missing = system_tests::missing_for_mounts(); !missing.empty())
+    if (std::string missing = test_support::missing_for_mounts(); !missing.empty())
         return missing;
     std::error_code unreadable;
     const fs::path ours = fs::read_symlink("/proc/self/ns/mnt", unreadable);

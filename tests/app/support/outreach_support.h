@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "../system/mounts.h"
 #include "support.h"
+#include "support/volumes.h"
 
 namespace app_tests {
 
@@ -64,7 +64,7 @@ class working_directory {
 };
 
 // A simulated card that can be made to stop answering.
-class stalling_card : public system_tests::card {
+class stalling_card : public test_support::card {
  public:
     explicit stalling_card(std::vector<std::string> options = {"--size=64M"});
     ~stalling_card() override;
@@ -91,7 +91,7 @@ class covered_file {
     covered_file &operator=(const covered_file &) = delete;
 
  private:
-    system_tests::private_folder m_folder;
+    test_support::private_folder m_folder;
     std::string m_path;
 };
 

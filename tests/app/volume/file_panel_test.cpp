@@ -21,10 +21,10 @@ using app_tests::error_capture;
 using app_tests::lines;
 using app_tests::memory_volume;
 using app_tests::wait_until;
-using system_tests::card;
-using system_tests::missing_for_cards;
-using system_tests::missing_for_mounts;
-using system_tests::private_folder;
+using test_support::card;
+using test_support::missing_for_cards;
+using test_support::missing_for_mounts;
+using test_support::private_folder;
 
 namespace {
 

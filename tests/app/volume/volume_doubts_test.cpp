@@ -20,13 +20,13 @@ using app_tests::lines;
 using app_tests::look_at;
 using app_tests::memory_volume;
 using app_tests::volume_selection;
-using system_tests::mib;
-using system_tests::missing_for_cards;
-using system_tests::missing_for_mounts;
-using system_tests::private_folder;
-using system_tests::process_result;
-using system_tests::run_program;
 using test_support::locked_pages;
+using test_support::mib;
+using test_support::missing_for_cards;
+using test_support::missing_for_mounts;
+using test_support::private_folder;
+using test_support::process_result;
+using test_support::run_program;
 
 TEST_F(volume_selection, refuses_missing_folder) {
     const private_folder folder;
@@ -271,7 +271,7 @@ class doubtful_run : public volume_selection {
 
 TEST_F(doubtful_run, is_not_proven_with_pages_locked_in_memory) {
     SKIP_IF_MISSING(missing_for_cards());
-    const system_tests::card where({"--size=2M", "--write-rate=2M"});
+    const test_support::card where({"--size=2M", "--write-rate=2M"});
     start(where.path());
     std::error_code none;
     ASSERT_TRUE(wait_until(

@@ -7,7 +7,7 @@
 #include "volume_selection_support.h"
 
 using app_tests::memory_volume;
-using system_tests::missing_for_mounts;
+using test_support::missing_for_mounts;
 
 namespace {
 

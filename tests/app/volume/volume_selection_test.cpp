@@ -13,12 +13,12 @@
 using app_tests::lines;
 using app_tests::memory_volume;
 using app_tests::volume_selection;
-using system_tests::card;
-using system_tests::image_volume;
-using system_tests::mib;
-using system_tests::missing_for_cards;
-using system_tests::missing_for_images;
-using system_tests::missing_for_mounts;
+using test_support::card;
+using test_support::image_volume;
+using test_support::mib;
+using test_support::missing_for_cards;
+using test_support::missing_for_images;
+using test_support::missing_for_mounts;
 
 namespace {
 

@@ -31,7 +31,7 @@
 #include "whole_run.h"
 
 using namespace app_tests;
-using namespace system_tests;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

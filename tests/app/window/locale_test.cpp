@@ -11,9 +11,9 @@
 using app_tests::error_capture;
 using app_tests::lines;
 using app_tests::memory_volume;
-using system_tests::mib;
-using system_tests::missing_for_mounts;
-using system_tests::private_folder;
+using test_support::mib;
+using test_support::missing_for_mounts;
+using test_support::private_folder;
 
 namespace {
 
@@ -73,10 +73,10 @@ TEST_F(locale, of_qt_changes_no_other_number) {
 
 TEST_F(locale, of_system_changes_no_other_number) {
     SKIP_IF_MISSING(missing_for_mounts());
-    const std::string localedef = system_tests::find_program("localedef");
+    const std::string localedef = test_support::find_program("localedef");
     SKIP_IF_MISSING(localedef.empty() ? "the program localedef is not installed" : "");
     const private_folder folder;
-    const system_tests::process_result made = system_tests::run_program(
+    const test_support::process_result made = test_support::run_program(
         {localedef, "-i", "de_DE", "-f", "UTF-8", folder.path() + "/de_DE.UTF-8"});
     SKIP_IF_MISSING(made.exit_status != 0 ? "no German locale can be made: " + made.err : "");
     setenv("LOCPATH", folder.path().c_str(), 1);

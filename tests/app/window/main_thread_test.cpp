@@ -2,12 +2,12 @@
 // The main thread handles events while the engine works.
 #include "app/controller_state.h"
 #include "heartbeat.h"
-#include "mounts.h"
 #include "outreach_support.h"
+#include "support/volumes.h"
 #include "whole_run.h"
 
 using namespace app_tests;
-using namespace system_tests;
+using namespace test_support;
 
 using main_thread = whole_run_test;
 

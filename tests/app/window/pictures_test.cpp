@@ -13,12 +13,12 @@
 #include "../support/locked_pages.h"
 #include "app/controller_state.h"
 #include "model/engine_status.h"
-#include "mounts.h"
-#include "process.h"
+#include "support/process.h"
+#include "support/volumes.h"
 #include "whole_run.h"
 
 using namespace app_tests;
-using namespace system_tests;
+using namespace test_support;
 
 namespace {
 

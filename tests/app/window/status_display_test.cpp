@@ -20,9 +20,9 @@
 using app_tests::answers;
 using app_tests::memory_volume;
 using app_tests::wait_until;
-using system_tests::card;
-using system_tests::missing_for_cards;
-using system_tests::missing_for_mounts;
+using test_support::card;
+using test_support::missing_for_cards;
+using test_support::missing_for_mounts;
 
 namespace {
 
@@ -283,7 +283,7 @@ TEST_F(status_display, updates_free_space) {
     EXPECT_EQ(app().UI_volumesFreeSpace->text(), "8.0 MB (8388608 Bytes)");
     volume.make_file("4M");
     std::filesystem::resize_file(volume.file("4M"), 0);
-    ASSERT_TRUE(std::ofstream(volume.file("4M")) << std::string(4 * system_tests::mib, 'x'));
+    ASSERT_TRUE(std::ofstream(volume.file("4M")) << std::string(4 * test_support::mib, 'x'));
     tick();
     EXPECT_EQ(app().UI_volumesFreeSpace->text(), "4.0 MB (4194304 Bytes)");
     volume.remove("4M");

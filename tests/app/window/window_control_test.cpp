@@ -12,7 +12,7 @@
 
 using app_tests::answers;
 using app_tests::memory_volume;
-using system_tests::missing_for_mounts;
+using test_support::missing_for_mounts;
 
 using window_control = app_tests::window_view;
 

@@ -17,7 +17,7 @@
 
 using app_tests::memory_volume;
 using app_tests::window_view;
-using system_tests::missing_for_mounts;
+using test_support::missing_for_mounts;
 
 namespace {
 
@@ -169,9 +169,9 @@ TEST_F(window_sizes, cut_nothing_off_with_longest_texts) {
 
 // Every pixel is four: the same facts, drawn twice as large.
 TEST_F(window_sizes, cut_nothing_off_at_double_scale) {
-    system_tests::process_options options;
+    test_support::process_options options;
     options.environment = {"QT_SCALE_FACTOR=2"};
-    const system_tests::process_result twice = system_tests::run_program(
+    const test_support::process_result twice = test_support::run_program(
         {"/proc/self/exe", "--gtest_filter=window_sizes.*:window_in_motion.*-*at_double_scale"},
         options);
     // Without the word by which the whole test would count as skipped.
