@@ -127,6 +127,8 @@ int TRAppDelegate::leaveProcess(int status) {
     }
     // The job still runs and is not stopped, so nothing that it uses may be destroyed.
     if (jobThread && jobThread->is_executing()) {
+        // Detaches the thread, so that it leaves nothing to be joined if it ends meanwhile.
+        jobThread.reset();
         std::fflush(nullptr);
         _exit(status);
     }

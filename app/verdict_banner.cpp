@@ -61,7 +61,7 @@ void verdict_banner::show_none() {
     m_verdict.reset();
     m_reasons.clear();
     show_texts(QStringLiteral("No test yet"),
-               QStringLiteral("Choose a volume and press Start. The verdict will stand here."));
+               QStringLiteral("Choose a volume and press Start. The verdict appears here."));
 }
 
 void verdict_banner::show_running() {
