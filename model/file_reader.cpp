@@ -18,6 +18,8 @@ ssize_t file_reader::next(char *into, size_t room) {
     for (;;) {
         const size_t asked = std::min(room, m_piece);
         const ssize_t got = read(m_fd, into, asked);
+        if (got < 0 && had_error())
+            errno = EIO; /* direct I/O has more names for it: ENODATA, ETIMEDOUT, EINVAL, ... */
         if (got < 0 && try_smaller_piece(asked))
             continue;
         if (got > 0)
@@ -42,9 +44,5 @@ bool file_reader::try_smaller_piece(size_t asked) {
         m_failed_end = std::max(m_failed_end, m_position + asked);
         return true;
     }
-    /* A retry can fail with another reason: the device has disappeared since, or direct I/O
-     * refuses less than its block. The first error still ends the file. */
-    if (m_piece != SIZE_MAX || (errno == EINVAL && had_error()))
-        errno = EIO;
     return false;
 }

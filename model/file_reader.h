@@ -18,7 +18,8 @@ class file_reader {
     explicit file_reader(int fd) : m_fd(fd) {}
 
     /* As read(2). `into` should have file_reader_alignment. If the retry after an
-     * input/output error succeeds, reading continues, and had_error() returns true. */
+     * input/output error succeeds, reading continues, and had_error() returns true. Any
+     * later error is returned as EIO. */
     ssize_t next(char *into, size_t room);
 
     uint64_t position() const { return m_position; } /* bytes read so far */
