@@ -97,8 +97,11 @@ void add_reasons_stopped_files(const run_snapshot &run, reason_list &reasons) {
     for (const engine_file_result &file : run.files) {
         if (file.read_all != 0 || named == verdict_names_max)
             continue;
-        reasons.push_back(run_snapshot_file_name(file.index) + " could be read only up to byte " +
-                          std::to_string(file.size) + ": input/output error.");
+        reasons.push_back(run_snapshot_file_name(file.index) +
+                          (file.size >= run.full_file_bytes
+                               ? " was read to its end, but only after an input/output error."
+                               : " could be read only up to byte " + std::to_string(file.size) +
+                                     ": input/output error."));
         ++named;
     }
     add_more(run.read.files_cut, named, "could not be read to their end", reasons);

@@ -166,3 +166,12 @@ TEST(verdict_reasons, gives_space_left_with_percentage) {
               reasons{"Nothing was written: the volume had no free space, or its file system did "
                       "not report it."});
 }
+
+TEST(verdict_reasons, tells_recovered_error_from_stopped_file) {
+    run_snapshot run = intact_reading();
+    run.read.files_cut = 1;
+    run.files[0].read_all = 0;
+    EXPECT_EQ(verdict_judge(run).reasons,
+              reasons{"1.fff was read to its end, but only after an input/output error."});
+    EXPECT_EQ(verdict_judge(run).verdict, run_verdict::incomplete);
+}
