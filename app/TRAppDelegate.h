@@ -175,10 +175,11 @@ class TRAppDelegate : public QObject {
     void logDeviceBlock();
 
     // In app_test_job.cpp
-    // Whether the chosen volume is still there.
-    run_refusal lookAtVolume(run_guard &guard) const;
+    // Whether the chosen volume is still there; with `acceptNewMount`, perhaps mounted again.
+    run_refusal lookAtVolume(run_guard &guard, bool acceptNewMount) const;
     // Takes the chosen volume for a run: fills m_guard or returns the refusal.
-    run_refusal takeVolume();
+    run_refusal takeVolume(bool acceptNewMount = false);
+    bool recordNewMount();
     void showRefusal(const run_refusal &refusal);
     void showNotStarted();
     void removeTestFiles();

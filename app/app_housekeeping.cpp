@@ -33,7 +33,7 @@ std::unique_ptr<volume_marker> TRAppDelegate::openMarker(const std::string &fold
     auto marker = std::make_unique<volume_marker>(selectedVolumePath, folder, name);
     // Open first, then check: the check is about the open folder.
     run_guard guard;
-    run_refusal refusal = lookAtVolume(guard);
+    run_refusal refusal = lookAtVolume(guard, false);
     if (!refusal && !marker->is_in_place())
         refusal.kind = refusal_kind::other_volume;
     if (!refusal)

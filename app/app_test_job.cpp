@@ -44,8 +44,9 @@ static QString refusal_explanation(const run_refusal &refusal) {
                 "touched.\n\nWait until it has ended, then start again.");
         case refusal_kind::locked:
             return QStringLiteral(
-                " is locked by another program. Nothing was touched.\n\nClose that program, then "
-                "start again.");
+                       " is locked by another program%1. Nothing was touched.\n\nClose "
+                       "that program, then start again.")
+                .arg(refusal.may_be_run ? QStringLiteral(", perhaps by another run") : QString());
         case refusal_kind::foreign_entries:
             return " has entries with a test file's name that are none: " +
                    QString::fromStdString(test_files_foreign_text(refusal.foreign)) +
@@ -60,17 +61,18 @@ static QString refusal_explanation(const run_refusal &refusal) {
     }
 }
 
-run_refusal TRAppDelegate::lookAtVolume(run_guard &guard) const {
+run_refusal TRAppDelegate::lookAtVolume(run_guard &guard, bool acceptNewMount) const {
     return guard.look({.path = selectedVolumePath,
                        // The user has confirmed the volume when choosing it.
                        .judge_volume = false,
                        .chosen = selectedVolume,
+                       .accept_new_mount = acceptNewMount,
                        .pass_unreadable = true});
 }
 
-run_refusal TRAppDelegate::takeVolume() {
+run_refusal TRAppDelegate::takeVolume(bool acceptNewMount) {
     m_guard = std::make_unique<run_guard>();
-    run_refusal refusal = lookAtVolume(*m_guard);
+    run_refusal refusal = lookAtVolume(*m_guard, acceptNewMount);
     if (!refusal)
         refusal = m_guard->take();
     if (refusal)
@@ -86,6 +88,18 @@ void TRAppDelegate::showRefusal(const run_refusal &refusal) {
                        .buttons = {QStringLiteral("OK")}});
 }
 
+// The card may have been mounted again since it was chosen. Returns false if it takes no writes
+// now: the display then says so and disables Start.
+bool TRAppDelegate::recordNewMount() {
+    if (!selectedVolume || volume_is_still(*selectedVolume, *m_guard->volume()))
+        return true;
+    selectedVolume = m_guard->volume();
+    recordVolume();
+    if (selectedVolumeWritable == 0)
+        m_guard.reset();
+    return m_guard != nullptr;
+}
+
 void TRAppDelegate::UI_start_pressed() {
     if (jobThread && jobThread->is_executing()) {
         diagnostic_log("Thread is working...");
@@ -95,13 +109,12 @@ void TRAppDelegate::UI_start_pressed() {
     // By its bare name: the panel chooses the folder.
     qop_sandbox_askUserForPermission_readWrite(QStringLiteral("1.fff"), QStringLiteral("1.fff"));
     qop_sandbox_askUserForPermission_read(volume, volume);
-    if (const run_refusal refusal = takeVolume()) {
+    if (const run_refusal refusal = takeVolume(true)) {
         showRefusal(refusal);
         return;
     }
-    // The same card may have been mounted again since it was chosen.
-    if (selectedVolume)
-        selectedVolume = m_guard->volume();
+    if (!recordNewMount())
+        return;
     jobThread = std::make_unique<run_thread>([this] { startTheBackgroundJob(); });
     UI_open_device_outlet->setEnabled(false);
     UI_disableSpotlight_outlet->setEnabled(false);

@@ -32,7 +32,9 @@ std::string refusal_text(const run_refusal &refusal) {
         case refusal_kind::other_run:
             return "another run is at work on " + folder + no_force;
         case refusal_kind::locked:
-            return "another program holds a lock on " + folder + no_force;
+            return std::string("another program") +
+                   (refusal.may_be_run ? ", perhaps another run," : "") + " holds a lock on " +
+                   folder + no_force;
         case refusal_kind::unreadable_folder:
             return refusal.reason + no_force;
         case refusal_kind::foreign_entries:

@@ -24,10 +24,10 @@ run_refusal run_guard::find_folder() {
         return {};
     if (error)
         return refuse(refusal_kind::no_folder, error.message());
+    if (!std::filesystem::is_directory(canonical, error))
+        return refuse(refusal_kind::no_folder, error ? error.message() : "not a folder");
     m_folder = canonical.string();
-    if (std::filesystem::is_directory(canonical, error))
-        return {};
-    return refuse(refusal_kind::no_folder, error ? error.message() : "not a folder");
+    return {};
 }
 
 run_refusal run_guard::find_volume() {
@@ -44,8 +44,9 @@ run_refusal run_guard::find_volume() {
 }
 
 run_refusal run_guard::compare_with_chosen() const {
-    if (volume_is_still(*m_request.chosen, *m_volume) ||
-        volume_is_same_card(*m_request.chosen, *m_volume))
+    if (volume_is_still(*m_request.chosen, *m_volume))
+        return {};
+    if (m_request.accept_new_mount && volume_is_same_card(*m_request.chosen, *m_volume))
         return {};
     return refuse(refusal_kind::other_volume);
 }
@@ -100,19 +101,25 @@ run_refusal run_guard::look(const run_request &request) {
 // A run works on the whole volume, through whichever of its folders: writing fills it, and two that
 // read share its speed. The locks on the folders do not cover a volume that is mounted twice, and
 // any program may hold them.
-refusal_kind run_guard::lock_volume() {
+run_refusal run_guard::lock_volume() {
     m_lock = std::make_unique<run_lock>();
     std::vector<std::string> folders = {m_folder};
+    run_lock_state of_file_system = run_lock_state::failed;
     if (m_volume) {
-        if (m_lock->take_file_system(m_volume->device).state == run_lock_state::held_by_run)
-            return refusal_kind::other_run;
+        of_file_system = m_lock->take_file_system(m_volume->device).state;
         folders.push_back(m_volume->root);
     }
+    if (of_file_system == run_lock_state::held_by_run)
+        return refuse(refusal_kind::other_run);
     for (const std::string &folder : folders) {
-        if (m_lock->take(folder).state == run_lock_state::locked)
-            return refusal_kind::locked;
+        if (m_lock->take(folder).state != run_lock_state::locked)
+            continue;
+        run_refusal refusal = refuse(refusal_kind::locked);
+        refusal.folder = folder;
+        refusal.may_be_run = of_file_system != run_lock_state::taken;
+        return refusal;
     }
-    return refusal_kind::none;
+    return {};
 }
 
 run_refusal run_guard::scan_entries() {
@@ -129,13 +136,12 @@ run_refusal run_guard::scan_entries() {
 }
 
 run_refusal run_guard::take() {
-    if (const refusal_kind kind = lock_volume(); kind != refusal_kind::none) {
-        m_lock.reset();
-        return refuse(kind);
+    run_refusal refusal = lock_volume();
+    if (!refusal) {
+        refusal = scan_entries();
+        if (!m_anchor->is_in_place())
+            refusal = refuse(refusal_kind::other_volume);
     }
-    run_refusal refusal = scan_entries();
-    if (!m_anchor->is_in_place())
-        refusal = refuse(refusal_kind::other_volume);
     if (refusal)
         m_lock.reset();
     return refusal;

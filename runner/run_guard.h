@@ -36,10 +36,11 @@ enum class refusal_kind {
 
 struct run_refusal {
     refusal_kind kind = refusal_kind::none;
-    std::string folder;                // its real bytes, like all paths here
-    std::string reason;                // the system's words
-    std::string volume_root;           // for not_mount_root
-    std::string system_use;            // for system_volume: "the system's root /"
+    std::string folder;       // its real bytes, like all paths here; for locked: the locked one
+    bool may_be_run = false;  // for locked: the program may be another run
+    std::string reason;       // the system's words
+    std::string volume_root;  // for not_mount_root
+    std::string system_use;   // for system_volume: "the system's root /"
     std::vector<std::string> foreign;  // see test_file_scan
 
     // Whether the run must not begin.
@@ -54,9 +55,10 @@ struct run_request {
     // volume.
     bool judge_volume = true;
     bool force = false;  // override what can be overridden
-    // The volume that the user chose earlier; another one in its place is refused, the same card
-    // after a new mount is not.
+    // The volume that the user chose earlier; another one in its place is refused.
     std::optional<volume_info> chosen = std::nullopt;
+    // Accept the chosen card after a new mount, too; see volume_is_same_card().
+    bool accept_new_mount = false;
     // Let the run begin on a folder that does not exist or cannot be read: the engine ends the
     // process with the reason.
     bool pass_unreadable = false;
@@ -95,7 +97,7 @@ class run_guard {
     run_refusal find_volume();
     run_refusal judge_volume() const;
     run_refusal compare_with_chosen() const;
-    refusal_kind lock_volume();
+    run_refusal lock_volume();
     run_refusal scan_entries();
     run_refusal refuse(refusal_kind kind, std::string reason = {}) const;
 

@@ -65,6 +65,16 @@ TEST(run_text, says_what_force_overrides) {
               "would fill; --force fills it anyway");
 }
 
+TEST(run_text, says_whose_lock_it_may_be) {
+    run_refusal locked = refusal(refusal_kind::locked);
+    EXPECT_EQ(refusal_text(locked),
+              "another program holds a lock on '/media/card'; --force does not change this");
+    locked.may_be_run = true;
+    EXPECT_EQ(refusal_text(locked),
+              "another program, perhaps another run, holds a lock on '/media/card'; --force does "
+              "not change this");
+}
+
 TEST(run_text, calls_volume_unmounted_or_replaced) {
     for (const refusal_kind kind : {refusal_kind::volume_gone, refusal_kind::other_volume})
         EXPECT_EQ(refusal_text(refusal(kind)),

@@ -242,6 +242,8 @@ TEST(run_guard, takes_same_card_after_new_mount) {
     EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_volume) << "the folder below";
     ASSERT_EQ(mount(device.c_str(), volume.c_path(), "ext4", 0, nullptr), 0);
     EXPECT_FALSE(volume_is_still(*request.chosen, described(volume.path())));
+    EXPECT_EQ(refusal_of(request).kind, refusal_kind::other_volume) << "not asked for";
+    request.accept_new_mount = true;
     const run_guard guard = taken(request);
     EXPECT_EQ(guard.volume()->unique_mount_id, described(volume.path()).unique_mount_id);
 }
@@ -253,6 +255,7 @@ TEST(run_guard, refuses_another_card_of_the_same_size) {
     const test_support::image_volume other(2 * test_support::mib, make, {}, "ext4");
     run_request request = reading(chosen.path());
     request.chosen = described(chosen.path());
+    request.accept_new_mount = true;
     ASSERT_EQ(umount2(chosen.c_path(), 0), 0);
     const std::string other_device = "/dev/" + other.device_name();
     ASSERT_EQ(mount(other_device.c_str(), chosen.c_path(), "ext4", 0, nullptr), 0);
@@ -306,7 +309,10 @@ TEST(run_guard, folder_of_volume_and_its_root_exclude_each_other) {
         {
             run_lock other;
             ASSERT_EQ(other.take(volume.path()).state, run_lock_state::taken);
-            EXPECT_EQ(refusal_of(request).kind, refusal_kind::locked);
+            const run_refusal refusal = refusal_of(request);
+            EXPECT_EQ(refusal.kind, refusal_kind::locked);
+            EXPECT_EQ(refusal.folder, volume.path()) << "the folder that is locked";
+            EXPECT_FALSE(refusal.may_be_run);
         }
         const run_guard guard = taken(request);
         EXPECT_EQ(refusal_of(request_for(volume.path())).kind, refusal_kind::other_run);

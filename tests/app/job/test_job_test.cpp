@@ -19,6 +19,7 @@
 #include "app/controller_state.h"
 #include "app/platform.h"
 #include "model/engine_status.h"
+#include "outreach_support.h"
 #include "report/number_text.h"
 #include "runner/run_guard.h"
 #include "support/volumes.h"
@@ -172,7 +173,9 @@ static QAbstractButton *confirm_button(const QDialog &panel) {
 
 TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     SKIP_IF_MISSING(missing_for_cards());
-    const card where({"--size=8M", "--write-rate=4M", "--read-rate=8M"});
+    // Stalls while the window is looked at.
+    stalling_card where({"--size=8M", "--write-rate=2M", "--read-rate=4M"});
+    app().pauseOfJob = std::chrono::seconds(5);
     choose(where.path());
     app().writeToConsole("of an earlier test\n");
     app().UI_writeSpeed->setText("77.00");
@@ -197,7 +200,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     EXPECT_EQ(console(), "");
     EXPECT_EQ(look_at(app()).write_speed, "0.00") << "the first tick overwrites it";
     ASSERT_TRUE(wait_until([&] { return !console().empty(); }));
-    EXPECT_GE(since_start.elapsed(), 1990);
+    EXPECT_GE(since_start.elapsed(), 4990);
     EXPECT_TRUE(wait_until([&] { return errors.lines().size() >= 3; }));
     EXPECT_EQ(errors.lines(),
               std::vector<std::string>(lines_of_the_job.begin(), lines_of_the_job.begin() + 3));
@@ -208,6 +211,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
 
     // Live values, in the middle of the write phase.
     ASSERT_TRUE(wait_until([] { return get_write_progress() > 20.0; }));
+    where.stall();
     tick();
     const window_look writing = look_at(app());
     EXPECT_EQ(writePhaseDone, 0);
@@ -220,9 +224,11 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     EXPECT_NEAR(writing.progress_value.chopped(2).toDouble(), writing.progress, 1.1);
     EXPECT_GT(writing.progress, 19);
     EXPECT_LT(writing.progress, 100);
+    where.go_on();
 
     // While reading, the bar keeps the last measured progress of writing, which may be below 100 %.
     ASSERT_TRUE(wait_for_phase(ENGINE_PHASE_READING));
+    where.stall();
     const double written = get_write_progress();
     tick();
     EXPECT_EQ(writePhaseDone, 1);
@@ -232,6 +238,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     EXPECT_EQ(reading.progress_value, QString::fromStdString(number_text_fixed(written, 1) + " %"));
     EXPECT_GE(written, writing.progress_value.chopped(2).toDouble());
     EXPECT_TRUE(reading.console_at_end);
+    where.go_on();
 
     ASSERT_TRUE(wait_for_state(UI_STATE_WAITING));
     expect_steady_while_testing(watch);
@@ -239,7 +246,7 @@ TEST_F(test_job, start_prepares_window_before_phases_run_in_order) {
     std::vector<std::string> before_the_clean_up = fixed_lines(masked_console());
     before_the_clean_up.resize(10);
     EXPECT_EQ(before_the_clean_up, console_of_an_intact_test(where.path(), "0.008", "8.00 MB"));
-    // The job ends two seconds after the result.
+    // The job ends a pause after the result.
     EXPECT_TRUE(jobThread->is_executing());
 }
 
@@ -478,6 +485,21 @@ TEST_F(test_job, direct_call_touches_no_volume_that_another_run_holds) {
               line_of("TIME - all done."));
     EXPECT_EQ(where.test_files(), std::vector<int>{1});
     EXPECT_EQ(std::filesystem::file_size(where.file("1.fff")), 14U);
+}
+
+TEST_F(test_job, start_refuses_same_card_mounted_again_read_only) {
+    SKIP_IF_MISSING(missing_for_images({"mkfs.ext4"}));
+    const image_volume where(2 * mib, {"mkfs.ext4", "-q", "-F"}, {}, "ext4");
+    choose(where.path());
+    const std::string device = "/dev/" + where.device_name();
+    ASSERT_EQ(umount2(where.c_path(), 0), 0);
+    ASSERT_EQ(mount(device.c_str(), where.c_path(), "ext4", MS_RDONLY, nullptr), 0);
+    app().UI_start_pressed();
+    EXPECT_FALSE(jobThread && jobThread->is_executing());
+    tick();
+    EXPECT_EQ(app().UI_state->text(), "<MEDIUM FOUND>");
+    EXPECT_FALSE(app().UI_start->isEnabled());
+    EXPECT_TRUE(app().UI_errorMessage->text().startsWith("Please make card writeable"));
 }
 
 TEST_F(test_job, start_takes_same_card_mounted_again) {
