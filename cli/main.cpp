@@ -49,11 +49,11 @@ int main(int argc, char **argv) {
         return fail(EXIT_STATUS_REFUSED, "refused: " + refusal_text(refusal));
     if (no_output && arguments.json == "-")
         return fail(EXIT_STATUS_USAGE, "--json: standard output is closed");
+    if (!stop_signals_begin())
+        return fail(EXIT_STATUS_NO_THREAD, cli_no_thread_text);
     json_output json;
     std::string reason;
     if (!json.open(arguments.json, *guard.volume(), reason))
         return fail(EXIT_STATUS_USAGE, "--json: " + reason);
-    if (!stop_signals_begin())
-        return fail(EXIT_STATUS_NO_THREAD, cli_no_thread_text);
     return run_command(arguments, guard, json);
 }

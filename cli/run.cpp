@@ -160,8 +160,10 @@ int command_run::fill() {
 }
 
 int command_run::read_back() {
-    const verdict_result verdict = verdict_judge(snapshot());
-    if (!m_steps.is_volume_gone()) {
+    const run_snapshot run = snapshot();
+    const verdict_result verdict = verdict_judge(run);
+    // Without a finished read phase, the volume's values are unknown.
+    if (!m_steps.is_volume_gone() || run_snapshot_read_finished(run)) {
         const std::optional<volume_info> &volume = m_guard.volume();
         m_facts = report_facts_collect(
             m_guard.folder(), volume ? volume->capacity_bytes.value_or(0) : 0, cli_version_text());
