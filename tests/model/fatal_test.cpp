@@ -66,6 +66,14 @@ TEST(fatal, failure_prints_program_message_and_reason_and_exits_with_error_numbe
     EXPECT_EQ(outcome.out, "");
 }
 
+/* A parent process sees the low eight bits alone. A file system in user space may return any
+ * number. */
+TEST(fatal, error_number_without_low_bits_is_no_success) {
+    const child_outcome outcome =
+        run_in_child([] { engine_fatal_exit(512, "ERR: Can't open file", "/mnt/card/1.fff"); });
+    EXPECT_TRUE(outcome.exited_with(EIO));
+}
+
 TEST(fatal, does_not_cut_longest_path_of_test_file) {
     const std::string path(1023, 'p');
     const child_outcome outcome =
