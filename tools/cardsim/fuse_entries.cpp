@@ -142,7 +142,7 @@ void on_setattr(fuse_req_t request, fuse_ino_t number, struct stat *wanted, int 
         changed->modified = now;
     }
     if ((which & FUSE_SET_ATTR_MODE) != 0) {
-        changed->facts.mode = (changed->facts.mode & S_IFMT) | (wanted->st_mode & ~S_IFMT);
+        changed->facts.mode = (changed->facts.mode & S_IFMT) | (wanted->st_mode & ~mode_t{S_IFMT});
     }
     if ((which & FUSE_SET_ATTR_UID) != 0) {
         changed->facts.uid = wanted->st_uid;
@@ -172,7 +172,7 @@ void on_mknod(fuse_req_t request, fuse_ino_t folder, const char *name, mode_t mo
 }
 
 void on_mkdir(fuse_req_t request, fuse_ino_t folder, const char *name, mode_t mode) {
-    answer_made(request, folder, name, facts_for(request, S_IFDIR | (mode & ~S_IFMT)));
+    answer_made(request, folder, name, facts_for(request, S_IFDIR | (mode & ~mode_t{S_IFMT})));
 }
 
 void on_symlink(fuse_req_t request, const char *target, fuse_ino_t folder, const char *name) {
@@ -195,7 +195,7 @@ void on_create(fuse_req_t request, fuse_ino_t folder, const char *name, mode_t m
     }
     file_tree &tree = card_of(request).tree;
     node *made = nullptr;
-    const node_facts facts = facts_for(request, S_IFREG | (mode & ~S_IFMT));
+    const node_facts facts = facts_for(request, S_IFREG | (mode & ~mode_t{S_IFMT}));
     if (const int error = tree.make(folder, name, facts, time_of_day(), &made); error != 0) {
         fuse_reply_err(request, error);
         return;
